@@ -1,0 +1,11 @@
+# Sanitizers stop at the first finding. A build with them is for the tests only.
+function(vexel_target_sanitizers target)
+  if(VEXEL_SANITIZE)
+    target_compile_options(${target} PRIVATE -fsanitize=${VEXEL_SANITIZE} -fno-sanitize-recover=all
+                                             -fno-omit-frame-pointer)
+    if(VEXEL_SANITIZE MATCHES "undefined")
+      target_compile_options(${target} PRIVATE -fsanitize=float-cast-overflow,float-divide-by-zero)
+    endif()
+    target_link_options(${target} PRIVATE -fsanitize=${VEXEL_SANITIZE})
+  endif()
+endfunction()

@@ -1,0 +1,22 @@
+#ifndef VEXEL_COMPANION_IMAGEINFO_H
+#define VEXEL_COMPANION_IMAGEINFO_H
+
+#include "DataType.h"
+
+#include <cstdint>
+
+namespace vexel {
+
+/// What an image is, without its pixels.
+struct ImageInfo
+{
+    std::int64_t width = 0;  ///< pixels
+    std::int64_t height = 0; ///< pixels
+    DataType dtype = DataType::Unknown;
+    std::uint64_t noBands = 0;
+    std::uint64_t noPages = 0;
+};
+
+} // namespace vexel
+
+#endif

@@ -1,0 +1,104 @@
+#ifndef VEXEL_COMPANION_LOG_H
+#define VEXEL_COMPANION_LOG_H
+
+#include "../export.h"
+
+#include <QString>
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <locale>
+#include <memory>
+#include <mutex>
+#include <sstream>
+
+namespace vexel::log {
+
+/// Importance of a message; the library uses three of the application's values.
+enum class level : std::int32_t
+{
+    notice = 2,  ///< something that was caught and passed over, a file name that is no tile name for example
+    warning = 6, ///< an input that could not be opened, or that is read in a way that may surprise
+    error = 7    ///< a failed read or write
+};
+
+/// A place in the source: base name of the file, and line.
+struct VEXEL_EXPORT FileAndLine
+{
+    FileAndLine(const QString& file, std::size_t line);
+
+    QString file;
+    std::size_t line;
+};
+
+/// Where messages go. Safe to use from several threads.
+class VEXEL_EXPORT LogSource
+{
+public:
+    using Sink = std::function<void(log::level, const QString& category, const log::FileAndLine& where,
+                                    const QString& text)>;
+
+    LogSource();
+    ~LogSource();
+    LogSource(const LogSource&) = delete;
+    LogSource& operator=(const LogSource&) = delete;
+
+    /// Replaces the sink; an empty function restores the default, which writes one line to standard error.
+    ///
+    /// Once it has returned, the former sink is not called any more. Calls of a sink never overlap, so it
+    /// needs no lock of its own; it may log in turn. It must not wait for another thread that may be logging:
+    /// the library logs while it holds the GDAL lock.
+    void setSink(Sink sink);
+
+    /// Hands one finished message to the sink. What the sink throws is dropped.
+    void emitMessage(log::level level, const QString& category, const FileAndLine& where,
+                     const QString& text);
+
+private:
+    std::recursive_mutex m_mutex;
+    std::shared_ptr<const Sink> m_sink;
+};
+
+/// The sink that the library's own messages go to. It lives until the process ends.
+VEXEL_EXPORT LogSource& defaultLogSource();
+
+/// Collects one message and emits it, whole, when it is destroyed:
+/// @code
+/// log::LogStreamer(log::defaultLogSource(), log::level::error, "", log::FileAndLine("Part", 12)) << "size "
+/// << 3;
+/// @endcode
+class VEXEL_EXPORT LogStreamer
+{
+public:
+    LogStreamer(LogSource& source, log::level level, const QString& category, const FileAndLine& where);
+    ~LogStreamer();
+    LogStreamer(const LogStreamer&) = delete;
+    LogStreamer& operator=(const LogStreamer&) = delete;
+
+    LogStreamer& operator<<(const QString& text);
+
+    /// Appends "file:line".
+    LogStreamer& operator<<(const FileAndLine& where);
+
+    /// Appends what a standard stream in the classic locale makes of `value`; C strings are taken as UTF-8.
+    template <class T>
+    LogStreamer& operator<<(const T& value)
+    {
+        std::ostringstream stream;
+        stream.imbue(std::locale::classic());
+        stream << value;
+        return *this << QString::fromStdString(stream.str());
+    }
+
+private:
+    LogSource& m_source;
+    log::level m_level;
+    QString m_category;
+    FileAndLine m_where;
+    QString m_text;
+};
+
+} // namespace vexel::log
+
+#endif

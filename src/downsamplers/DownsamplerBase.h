@@ -1,0 +1,79 @@
+#ifndef VEXEL_DOWNSAMPLERS_DOWNSAMPLERBASE_H
+#define VEXEL_DOWNSAMPLERS_DOWNSAMPLERBASE_H
+
+#include "../companion/PixelMatrix.h"
+#include "../companion/Worker.h"
+#include "../export.h"
+#include "../streaming/GDALStreamer.h"
+#include "ImageAlphaType.h"
+
+#include <QString>
+
+#include <cstddef>
+#include <cstdint>
+
+namespace vexel {
+
+/// A job that turns one raster set into a coarser one over the same map box, one tile of the input a step.
+///
+/// Each step reads its tile with a margin, band by band, reduces every block of `factor` by `factor` pixels
+/// to one by `representativeValue`, and writes the results. Pixels below -9999.999, and where there is an
+/// alpha band those whose alpha is 0, are no-data to the reducers of the library. The sets are closed, and
+/// the output thereby completed, when the job is destroyed.
+///
+/// A job belongs to one thread at a time. It takes the GDAL lock for each transfer, and spreads the reduction
+/// over OpenMP's threads.
+class VEXEL_EXPORT DownsamplerBase : public Worker
+{
+public:
+    ~DownsamplerBase() override;
+
+protected:
+    /// The pixels of one block, in place in the band that was read: rows, columns and a row stride.
+    using Block = Eigen::Ref<PixelMatrix<float>, 0, Eigen::OuterStride<>>;
+
+    enum DownsamplingAlignment : std::int32_t
+    {
+        NoAlignment = 0, ///< the factor is the ratio of the resolutions
+        AlignToTile =
+            1 ///< the factor is changed so that the first tile spans a whole number of output pixels
+    };
+
+    /// Opens the input and creates the output. The arguments and the errors are those of
+    /// `DownsamplerFactory::createDownsampler`.
+    DownsamplerBase(const QString& inputPath, const QString& outputPath, const QString& wkt,
+                    double resolution, ImageAlphaType alphaType, GdalFileType fileType,
+                    DownsamplingAlignment alignment);
+
+    /// Opens nothing; `do_init` then reports no steps and fails.
+    DownsamplerBase();
+
+    GDALStreamer input;  ///< the raster to downsample
+    GDALStreamer output; ///< the coarser raster
+    double factor = 0.0; ///< input pixels per output pixel along each axis, fixed by the constructor
+    int border = 0;      ///< input pixels added to a block on every side; set by subclasses
+    bool alpha = false;  ///< the input's last band is alpha
+
+private:
+    /// Sets `steps` to the number of the input's tiles; false if the input is not open.
+    bool do_init(std::size_t& steps) override;
+
+    /// Downsamples tile `step`, all bands. False, after an error was logged, if the output cannot be written;
+    /// bands written before stay written. A band that cannot be read counts as zeros. False also for a step
+    /// that there is not. What `representativeValue` throws is rethrown here.
+    bool do_step(std::size_t step) override;
+
+protected:
+    /// The value that stands for one block. Called from several threads at once on different blocks: it must
+    /// change nothing that they share. A block at the edge of the raster may be smaller than the others, but
+    /// has at least one pixel.
+    virtual float representativeValue(const Block& block) const = 0;
+
+private:
+    bool reduceBand(std::size_t band, const struct TileStep& step, PixelMatrix<float>& data,
+                    PixelMatrix<float>& result) const;
+};
+
+} // namespace vexel
+
+#endif

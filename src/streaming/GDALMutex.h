@@ -1,0 +1,33 @@
+#ifndef VEXEL_STREAMING_GDALMUTEX_H
+#define VEXEL_STREAMING_GDALMUTEX_H
+
+#include "../export.h"
+
+#include <mutex>
+
+namespace vexel {
+
+/// Holds the one process-wide lock round GDAL for as long as it lives.
+///
+/// The library takes it for everything that opens, creates, reads, writes or closes a dataset; an application
+/// that uses GDAL from several threads takes it too. It is recursive: a thread that holds it may take it
+/// again.
+class VEXEL_EXPORT GDALMutex
+{
+public:
+    /// Waits for the lock.
+    /// @throws std::system_error if the lock cannot be taken.
+    GDALMutex();
+    ~GDALMutex();
+    GDALMutex(const GDALMutex&) = delete;
+    GDALMutex& operator=(const GDALMutex&) = delete;
+
+private:
+    static std::recursive_mutex m_mutex;
+
+    std::recursive_mutex& m_lock;
+};
+
+} // namespace vexel
+
+#endif

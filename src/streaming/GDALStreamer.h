@@ -1,0 +1,418 @@
+#ifndef VEXEL_STREAMING_GDALSTREAMER_H
+#define VEXEL_STREAMING_GDALSTREAMER_H
+
+#include "../companion/DataType.h"
+#include "../companion/PixelMatrix.h"
+#include "../export.h"
+#include "../workspace/Workspace.h"
+#include "../workspace/geometry.h"
+#include "GDALMutex.h"
+#include "GdalFileType.h"
+
+#include <QString>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <type_traits>
+#include <vector>
+
+class GDALDataset;
+
+namespace vexel {
+
+/// A georeferenced raster that lies on disk as one file or as a grid of tile files, read and written by pixel
+/// boxes without regard to where the file seams lie.
+///
+/// Pixel boxes are in pixels of the whole raster, row 0 northernmost, half-open. A raster being written is
+/// completed (compressed, with world and projection file beside it) by `close()`, or at the latest by the
+/// destructor; read it back to learn whether it is whole, since neither reports a file that could not be
+/// completed other than by a logged error.
+///
+/// A set belongs to one thread at a time. Opening, closing and pixel transfers hold the GDAL lock
+/// (`GDALMutex`), so that different sets may be used from different threads; the rest takes no lock.
+/// Operations report failure by their result and log nothing of their own; the set stays in a defined state.
+/// Files are opened for each transfer and released after it: a set of many files holds few descriptors.
+class VEXEL_EXPORT GDALStreamer
+{
+public:
+    struct gdal_t;
+
+    /// An empty set, not open.
+    GDALStreamer();
+
+    /// Takes over the files of `other`, which keeps its description but is not open any more.
+    GDALStreamer(GDALStreamer&& other) noexcept;
+
+    /// Closes the set.
+    ~GDALStreamer();
+
+    GDALStreamer& operator=(GDALStreamer&&) = delete;
+
+    /// Opens a raster for reading: the file `path`, or if that cannot be opened the set of tile files named
+    /// from it. A set that was open is let go first; close a written one before.
+    ///
+    /// Tile files must form a complete grid, one file a tile, of equal band count and pixel type. A raster
+    /// without georeference lies in pixel units at (0, 0).
+    ///
+    /// @return true when the set is open; after a failure it is empty.
+    bool openRead(const QString& path);
+    /// The same for one way of lying on disk.
+    bool openRead(const QString& path, GdalFileType ftype);
+
+    /// Opens a raster for reading and writing in place; otherwise as `openRead`.
+    bool openUpdate(const QString& path);
+    bool openUpdate(const QString& path, GdalFileType ftype);
+
+    /// Prepares a raster to be written, deleting an earlier one of that name. Files are created by the first
+    /// transfer that touches them; pixels never written are no-data (-10000) where the pixel type can hold
+    /// it, else 0, and a file that nothing was written to does not come to be.
+    ///
+    /// Files become LZW-compressed GeoTIFFs, or PNG or JPEG images by their extension; a JPEG 2000 name
+    /// yields no file.
+    ///
+    /// @param noBands    number of bands; 3 and 4 bands are marked as colour, the fourth as alpha.
+    /// @param dtype      pixel type; `RGB` and `RGBA` give the files 3 and 4 bands of bytes.
+    /// @param ws         extent and resolution.
+    /// @param projWKT    spatial reference as WKT; empty for none.
+    /// @param projTime   text for the TIFF date-time tag; empty for none.
+    /// @param software   text for the TIFF software tag; empty for a default.
+    /// @param ftype      one file, or a set of tile files.
+    /// @param tileWidth,tileHeight size of the tiles in pixels, for a set of tile files only.
+    /// @return false for an empty path, an extent without pixels, or a tile size below 1, before anything is
+    ///         deleted.
+    bool openWrite(const QString& path, std::uint64_t noBands, DataType dtype, const Workspace& ws,
+                   const QString& projWKT, const QString& projTime, const QString& software,
+                   GdalFileType ftype, int tileWidth, int tileHeight);
+
+    /// The same for a single file in pixel units, without projection and time.
+    bool openWrite(const QString& path, std::uint64_t noBands, DataType dtype, int width, int height);
+
+    /// Completes written files and lets all files go. Path, counts, types and workspace are kept. Always
+    /// true.
+    bool close();
+
+    /// Completes or releases file `i`, which stays in the set. False if there is no such file.
+    bool close(std::uint64_t i);
+
+    /// Opens the dataset of file `i`, creating it if it is still to be written. False if there is no such
+    /// file.
+    bool open(std::uint64_t i);
+
+    /// Quality, 1 to 100, of the JPEG files of this set when they are completed; 95 by default. Holds for the
+    /// files that the set has now.
+    void setJPEGQuality(int quality);
+
+    /// The path of the last open call; for tile files the one that they are named from.
+    const QString& path() const { return m_path; }
+    std::uint64_t noBands() const { return m_noBands; }
+    /// Number of images in the first file.
+    std::uint64_t noPages() const { return m_noPages; }
+    DataType dtype() const { return m_dtype; }
+    GdalFileType ftype() const { return m_ftype; }
+
+    /// Extent of the whole raster; its tiles are the files, in order.
+    const Workspace& workspace() const { return m_workspace; }
+    /// Pixel size in integer map units; pixels are square.
+    std::int64_t res() const { return m_workspace.res(); }
+    std::int64_t resx() const { return m_workspace.res(); }
+    std::int64_t resy() const { return m_workspace.res(); }
+    /// Size in pixels.
+    int width() const { return m_workspace.pixelWidth(); }
+    int height() const { return m_workspace.pixelHeight(); }
+
+    std::uint64_t noTiles() const { return m_workspace.noTiles(); }
+    const MapBox& mtile(std::uint64_t i) const { return m_workspace.mtile(i); }
+    const PixelBox& itile(std::uint64_t i) const { return m_workspace.itile(i); }
+    const PixelPoint& gtile(std::uint64_t i) const { return m_workspace.gtile(i); }
+
+    /// True when the set holds files.
+    bool opened() const { return !m_files.empty(); }
+    /// True when file `i` holds an open dataset at this moment; between transfers files that are read do not.
+    bool opened(std::uint64_t i) const;
+
+    /// The open dataset of file `i`, owned by the set; null when there is none. Hold a `GDALMutex` while
+    /// using it.
+    GDALDataset* data(std::uint64_t i) const;
+
+    /// Path, world and projection file, projection and time of file `i`; empty if there is no such file.
+    QString path(std::uint64_t i) const;
+    QString tfwpath(std::uint64_t i) const;
+    QString prjpath(std::uint64_t i) const;
+    QString projWKT(std::uint64_t i) const;
+    QString projTime(std::uint64_t i) const;
+
+    /// Reads one band of a box.
+    ///
+    /// @tparam T         signed or unsigned char, short or int, float or double. GDAL converts the file's
+    /// values
+    ///                   (rounding, clamping); a signed char takes bytes unchanged.
+    /// @param out        resized to the box's size times `scale`, each side rounded half away from zero.
+    /// @param band       one-based band number.
+    /// @param box        may reach beyond the raster; a box without width or height stands for the whole
+    /// raster.
+    /// @param scale      output pixels per raster pixel; other than 1 picks the nearest pixel, file by file.
+    /// @param fill       whether `out` is set to `fillValue` first. Otherwise pixels that no file covers keep
+    /// what
+    ///                   the resized matrix holds.
+    /// @return false if the set is not open, a touched file lacks the band or cannot be read, or `scale` is
+    /// negative
+    ///         or not finite. Pieces read before stay in `out`.
+    /// @throws std::bad_alloc if `out` does not fit into memory.
+    ///
+    /// Besides `out` it needs memory for one file's part of the box; none if that is all of the box.
+    template <class T>
+    bool read(PixelMatrix<T>& out, std::size_t band, const PixelBox& box, double scale, bool fill,
+              std::common_type_t<T> fillValue) const;
+
+    /// Writes one band of a box.
+    ///
+    /// @param in   pixel (0, 0) belongs at the box's min corner. What reaches beyond the box is not written.
+    /// @param band one-based band number.
+    /// @param box  may reach beyond the raster and the matrix, what does is left alone; a box without width
+    /// or height
+    ///             stands for the overlap of matrix and raster at (0, 0).
+    /// @return false if the set is not open, or a touched file is not writable, lacks the band, or cannot be
+    ///         written. Pieces written before stay.
+    template <class T>
+    bool write(const PixelMatrix<T>& in, std::size_t band, const PixelBox& box) const;
+
+    /// Reads all colour bands of a box as packed pixels 0xAARRGGBB; bands 1 to 4 are red, green, blue and
+    /// alpha. Otherwise as `read`.
+    ///
+    /// @return false also for files of neither 3 or 4 bands nor one band of bytes (gray). Alpha becomes 255.
+    bool readRGB(PixelMatrix<unsigned int>& out, const PixelBox& box, double scale, bool fill,
+                 unsigned int fillValue) const;
+    /// The same with alpha from the fourth band, or from the second of two bands of bytes (gray with alpha);
+    /// opaque if there is none.
+    bool readRGBA(PixelMatrix<unsigned int>& out, const PixelBox& box, double scale, bool fill,
+                  unsigned int fillValue) const;
+
+    /// Writes packed pixels 0xAARRGGBB into the three bands of a set, alpha left out; otherwise as `write`.
+    ///
+    /// @return false also for a set that has not exactly 3 bands.
+    bool writeRGB(const PixelMatrix<unsigned int>& in, const PixelBox& box) const;
+    /// The same for the four bands of a set, with alpha.
+    ///
+    /// @return false also for a set that has not exactly 4 bands.
+    bool writeRGBA(const PixelMatrix<unsigned int>& in, const PixelBox& box) const;
+
+private:
+    static std::size_t rgb_band() { return 100003; }
+    static std::size_t rgba_band() { return 100004; }
+
+    bool openRead(const QString& path, GdalFileType ftype, bool readOnly);
+    bool openSingleFile(const QString& path, bool readOnly);
+    bool openTileSet(const QString& path, bool readOnly);
+    bool takeDescriptionFromFiles();
+    bool appendForWriting(const QString& file, const Workspace& extent, const QString& projWKT,
+                          const QString& projTime, const QString& software);
+    void cleanTileFiles(const QString& path) const;
+    void clear();
+    bool _close(std::uint64_t i);
+    const gdal_t* file(std::uint64_t i) const;
+
+    bool map(const PixelBox& request, std::vector<std::size_t>& tiles, std::vector<PixelBox>& inTile,
+             std::vector<PixelBox>& inRequest, double scale) const;
+    bool valid(const PixelBox& request) const;
+
+    PixelBox orWholeSet(const PixelBox& box) const;
+    PixelBox orOverlap(const PixelBox& box, Eigen::Index rows, Eigen::Index columns) const;
+    static bool scaledSize(const PixelBox& box, double scale, Eigen::Index& rows, Eigen::Index& columns);
+    static bool clipToMatrix(PixelBox& inTile, PixelBox& inMatrix, Eigen::Index rows, Eigen::Index columns);
+
+    QString m_path;
+    std::uint64_t m_noBands = 0;
+    std::uint64_t m_noPages = 0;
+    DataType m_dtype = DataType::Unknown;
+    GdalFileType m_ftype = GdalFileType::SingleFile;
+    Workspace m_workspace;
+    std::vector<std::shared_ptr<gdal_t>> m_files;
+};
+
+/// One raster file of a set: its paths, its extent and the dataset while one is open.
+///
+/// A file that is read is opened for each transfer and released after it. A file that is written goes into a
+/// working file beside the target (a memory dataset for PNG, JPEG and JPEG 2000 targets), which `close()`
+/// turns into the final, compressed file.
+///
+/// Takes no lock: hold a `GDALMutex` round `openRead`, `reopen`, `detach`, `close` and the transfers. Copies
+/// share the raw dataset pointer, and each closes it when it is destroyed: only copy a handle that is closed.
+struct VEXEL_EXPORT GDALStreamer::gdal_t
+{
+    enum FileMode : std::int32_t
+    {
+        ReadOnly = 0,
+        Update = 1,
+        WritePending = 2, ///< to be written, nothing created yet
+        Written = 3,      ///< the working file exists
+        Closed = 4
+    };
+
+    explicit gdal_t(const QString& path = QString());
+    gdal_t(const gdal_t&) = default;
+    gdal_t& operator=(const gdal_t&) = default;
+    /// Calls `close()`.
+    ~gdal_t();
+
+    /// Reads the description of a file: extent, bands, pages and pixel type. The dataset is released again.
+    ///
+    /// The extent comes from the geotransform, in the integer map frame; the width of a pixel is the
+    /// resolution, a different height only sets the box's. Rotation is ignored. Logs a warning for a raster
+    /// that is not north-up with square pixels by the sign of its pixel height, and for one whose extent has
+    /// no pixels because its pixel size rounds to 0. Without a geotransform the extent is in pixels.
+    ///
+    /// @return false, the handle closed, if the file cannot be opened, has no bands or no supported pixel
+    /// type.
+    bool openRead(const QString& path, bool readOnly);
+
+    /// Prepares a file to be written: makes its folder and deletes an earlier file and working file. Creates
+    /// nothing yet. The arguments are those of `GDALStreamer::openWrite`.
+    ///
+    /// @return false for an empty path.
+    bool openWrite(const QString& path, std::size_t noBands, DataType dtype, const Workspace& ws,
+                   const QString& projWKT, const QString& projTime, const QString& software);
+
+    /// Makes `dataset` valid: opens the file, or creates the working file. False if that fails or the handle
+    /// is closed.
+    bool reopen();
+
+    /// Releases the dataset where nothing is lost by it: a memory dataset is kept. Always true.
+    bool detach();
+
+    /// Completes a written file, and releases everything. Always true: a file that cannot be completed is
+    /// logged as an error.
+    bool close();
+
+    /// True when the box lies inside the file.
+    bool valid(const PixelBox& box) const;
+    /// Size in pixels.
+    int width() const;
+    int height() const;
+    bool opened() const { return dataset != nullptr; }
+
+    /// Reads `src`, in pixels of this file, of one band into `out`, resized to `height` rows and `width`
+    /// columns; picks the nearest pixel if that is not the box's size. The dataset is released afterwards.
+    ///
+    /// @param band one-based; for unsigned int also 100003 (RGB) and 100004 (RGBA), which read all colour
+    /// bands
+    ///             packed as 0xAARRGGBB. The former leaves the alpha byte of 3 and 4 band files as it was.
+    /// @return false if the file cannot be opened or read, has no such band, or does not cover `src`.
+    /// @throws std::bad_alloc if `out` does not fit into memory.
+    bool read(PixelMatrix<signed char>& out, std::size_t band, const PixelBox& src, int width, int height);
+    bool read(PixelMatrix<unsigned char>& out, std::size_t band, const PixelBox& src, int width, int height);
+    bool read(PixelMatrix<short>& out, std::size_t band, const PixelBox& src, int width, int height);
+    bool read(PixelMatrix<unsigned short>& out, std::size_t band, const PixelBox& src, int width, int height);
+    bool read(PixelMatrix<int>& out, std::size_t band, const PixelBox& src, int width, int height);
+    bool read(PixelMatrix<unsigned int>& out, std::size_t band, const PixelBox& src, int width, int height);
+    bool read(PixelMatrix<float>& out, std::size_t band, const PixelBox& src, int width, int height);
+    bool read(PixelMatrix<double>& out, std::size_t band, const PixelBox& src, int width, int height);
+
+    /// Writes `in` into `dst`, in pixels of this file, of one band. The dataset is released afterwards.
+    ///
+    /// @param band as for `read`; the colour selectors need exactly 3 and 4 bands.
+    /// @return false if the file is not writable, has no such band, or `dst` is not of the matrix's size or
+    /// not
+    ///         inside the file.
+    bool write(const PixelMatrix<signed char>& in, std::size_t band, const PixelBox& dst);
+    bool write(const PixelMatrix<unsigned char>& in, std::size_t band, const PixelBox& dst);
+    bool write(const PixelMatrix<short>& in, std::size_t band, const PixelBox& dst);
+    bool write(const PixelMatrix<unsigned short>& in, std::size_t band, const PixelBox& dst);
+    bool write(const PixelMatrix<int>& in, std::size_t band, const PixelBox& dst);
+    bool write(const PixelMatrix<unsigned int>& in, std::size_t band, const PixelBox& dst);
+    bool write(const PixelMatrix<float>& in, std::size_t band, const PixelBox& dst);
+    bool write(const PixelMatrix<double>& in, std::size_t band, const PixelBox& dst);
+
+    QString path;                       ///< the final file
+    QString tfwpath;                    ///< its world file
+    QString prjpath;                    ///< its projection file
+    QString tmppath;                    ///< the working file
+    GDALDataset* dataset = nullptr;     ///< the open dataset, or null
+    Workspace workspace;                ///< extent and pixel size
+    QString projWKT;                    ///< spatial reference to be written
+    QString projTime;                   ///< date-time text to be written
+    QString software;                   ///< software name to be written
+    std::uint64_t noBands = 0;          ///< number of bands
+    std::uint64_t noPages = 0;          ///< number of images of a file that is read
+    DataType dtype = DataType::Unknown; ///< pixel type
+    std::int32_t mode = Closed;         ///< a `FileMode`
+    std::int32_t jpegQuality = 95;      ///< for the JPEG driver
+
+private:
+    bool isImageFormat() const;
+    void setPaths(const QString& path, const QString& tmpSuffix);
+    bool createWorkingDataset();
+    void finaliseImage();
+    void finaliseGeoTiff();
+    void releaseDataset();
+};
+
+template <class T>
+bool GDALStreamer::read(PixelMatrix<T>& out, std::size_t band, const PixelBox& box, double scale, bool fill,
+                        std::common_type_t<T> fillValue) const
+{
+    const PixelBox request = orWholeSet(box);
+    Eigen::Index rows = 0;
+    Eigen::Index columns = 0;
+    if (!opened() || !scaledSize(request, scale, rows, columns))
+        return false;
+    out.resize(rows, columns);
+    if (fill)
+        out.setConstant(fillValue);
+
+    std::vector<std::size_t> tiles;
+    std::vector<PixelBox> sources;
+    std::vector<PixelBox> targets;
+    if (!map(request, tiles, sources, targets, scale))
+        return false;
+
+    const GDALMutex lock;
+    PixelMatrix<T> scratch;
+    for (std::size_t k = 0; k < tiles.size(); ++k) {
+        const PixelBox& target = targets[k];
+        const int targetColumns = target.max_corner().x() - target.min_corner().x();
+        const int targetRows = target.max_corner().y() - target.min_corner().y();
+        if (targetColumns <= 0 || targetRows <= 0)
+            continue;
+        const bool coversAll = tiles.size() == 1 && targetRows == rows && targetColumns == columns;
+        PixelMatrix<T>& destination = coversAll ? out : scratch;
+        if (!coversAll)
+            // A packed colour read leaves bytes of its matrix alone.
+            scratch.setZero(targetRows, targetColumns);
+        if (!m_files[tiles[k]]->read(destination, band, sources[k], targetColumns, targetRows))
+            return false;
+        if (!coversAll)
+            out.block(target.min_corner().y(), target.min_corner().x(), targetRows, targetColumns) = scratch;
+    }
+    return true;
+}
+
+template <class T>
+bool GDALStreamer::write(const PixelMatrix<T>& in, std::size_t band, const PixelBox& box) const
+{
+    if (!opened())
+        return false;
+    std::vector<std::size_t> tiles;
+    std::vector<PixelBox> inFiles;
+    std::vector<PixelBox> inMatrix;
+    if (!map(orOverlap(box, in.rows(), in.cols()), tiles, inFiles, inMatrix, 1.0))
+        return false;
+
+    const GDALMutex lock;
+    PixelMatrix<T> scratch;
+    for (std::size_t k = 0; k < tiles.size(); ++k) {
+        PixelBox& part = inMatrix[k];
+        if (!clipToMatrix(inFiles[k], part, in.rows(), in.cols()))
+            continue;
+        scratch = in.block(part.min_corner().y(), part.min_corner().x(),
+                           part.max_corner().y() - part.min_corner().y(),
+                           part.max_corner().x() - part.min_corner().x());
+        if (!m_files[tiles[k]]->write(scratch, band, inFiles[k]))
+            return false;
+    }
+    return true;
+}
+
+} // namespace vexel
+
+#endif

@@ -1,0 +1,36 @@
+#ifndef VEXEL_VEXEL_H
+#define VEXEL_VEXEL_H
+
+/// The whole public interface by one include.
+
+#include <vexel/version.h>
+
+#include "companion/CommandOptions.h"
+#include "companion/DataType.h"
+#include "companion/ImageInfo.h"
+#include "companion/PixelMatrix.h"
+#include "companion/Worker.h"
+#include "companion/color.h"
+#include "companion/datasetinfo.h"
+#include "companion/errorhandler.h"
+#include "companion/file.h"
+#include "companion/geo.h"
+#include "companion/imageformat.h"
+#include "companion/log.h"
+#include "companion/sidepaths.h"
+#include "companion/text.h"
+#include "downsamplers/DownsamplerBase.h"
+#include "downsamplers/DownsamplerFactory.h"
+#include "downsamplers/DownsamplingStrategy.h"
+#include "downsamplers/ImageAlphaType.h"
+#include "export.h"
+#include "streaming/GDALMutex.h"
+#include "streaming/GDALStreamer.h"
+#include "streaming/GdalFileType.h"
+#include "streaming/RAIIErrorSilencer.h"
+#include "utilities/sidefiles.h"
+#include "utilities/tilenames.h"
+#include "workspace/Workspace.h"
+#include "workspace/geometry.h"
+
+#endif
