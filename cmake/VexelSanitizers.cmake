@@ -4,7 +4,7 @@ function(vexel_target_sanitizers target)
     target_compile_options(${target} PRIVATE -fsanitize=${VEXEL_SANITIZE} -fno-sanitize-recover=all
                                              -fno-omit-frame-pointer)
     if(VEXEL_SANITIZE MATCHES "undefined")
-      target_compile_options(${target} PRIVATE -fsanitize=float-cast-overflow,float-divide-by-zero)
+      target_compile_options(${target} PRIVATE -fsanitize=float-cast-overflow)
     endif()
     target_link_options(${target} PRIVATE -fsanitize=${VEXEL_SANITIZE})
   endif()

@@ -27,9 +27,8 @@ VEXEL_EXPORT QString dirname(const QString& path);
 /// The entries of the folder `dir` whose name matches `pattern` ('*' any run of characters, '?' any one; case
 /// counts), each as `dir` + "/" + name.
 ///
-/// @param filesOnly true leaves folders out.
-/// @return the paths in natural order (runs of digits compare as numbers), the same on every file system;
-/// empty
+/// @param filesOnly true leaves out all but regular files and links to them.
+/// @return the paths in natural order (runs of digits compare as numbers), the same on every file system; empty
 ///         if there is no such folder. Entries whose name is not valid UTF-8 are left out.
 VEXEL_EXPORT QStringList find(const QString& dir, const QString& pattern, bool filesOnly);
 
@@ -48,7 +47,7 @@ VEXEL_EXPORT bool mkdir(const QString& path);
 VEXEL_EXPORT bool remove(const QString& path);
 
 /// Writes `text` as UTF-8, line ends as they are, replacing the file. False, with `errno` telling why, if it
-/// cannot be written whole.
+/// cannot be written whole; a part of it may then be there.
 VEXEL_EXPORT bool writeText(const QString& path, const QString& text);
 
 } // namespace vexel::file

@@ -14,6 +14,8 @@
 
 namespace vexel {
 
+struct TileStep;
+
 /// A job that turns one raster set into a coarser one over the same map box, one tile of the input a step.
 ///
 /// Each step reads its tile with a margin, band by band, reduces every block of `factor` by `factor` pixels
@@ -70,8 +72,8 @@ protected:
     virtual float representativeValue(const Block& block) const = 0;
 
 private:
-    bool reduceBand(std::size_t band, const struct TileStep& step, PixelMatrix<float>& data,
-                    PixelMatrix<float>& result) const;
+    PixelMatrix<float> reduceBlocks(const TileStep& plan, PixelMatrix<float>& data) const;
+    bool writeResult(std::size_t band, const TileStep& plan, const PixelMatrix<float>& result);
 };
 
 } // namespace vexel

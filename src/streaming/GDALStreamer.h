@@ -42,7 +42,7 @@ public:
     GDALStreamer();
 
     /// Takes over the files of `other`, which keeps its description but is not open any more.
-    GDALStreamer(GDALStreamer&& other) noexcept;
+    GDALStreamer(GDALStreamer&& other);
 
     /// Closes the set.
     ~GDALStreamer();
@@ -340,7 +340,7 @@ struct VEXEL_EXPORT GDALStreamer::gdal_t
 
 private:
     bool isImageFormat() const;
-    void setPaths(const QString& path, const QString& tmpSuffix);
+    void setPaths(const QString& file, const QString& workingFile);
     bool createWorkingDataset();
     void finaliseImage();
     void finaliseGeoTiff();

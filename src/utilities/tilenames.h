@@ -16,11 +16,10 @@ VEXEL_EXPORT QString tile2path(const QString& path, int x, int y);
 
 /// Takes the name of a tile file apart.
 ///
-/// @param base the raster's name, that is `path` without the indices.
+/// @param base the raster's name, that is `path` without the indices; may be the same object as `path`.
 /// @param x,y  zero-based column and row.
 /// @return false if `path` is no tile name as `tile2path` writes it; the outputs are then unspecified.
-/// Indices that
-///         are no numbers are logged as a notice, other rejections are silent.
+///         Indices that are no numbers are logged as a notice, other rejections are silent.
 ///
 /// Never throws for a malformed name and takes no lock.
 VEXEL_EXPORT bool path2tile(const QString& path, QString& base, int& x, int& y);

@@ -113,9 +113,8 @@ public:
     /// pixels that remain.
     ///
     /// @return true if at least one tile was made; false, without tiles, for a box without pixels or a tile
-    /// size
-    ///         below 1.
-    /// @throws std::bad_alloc or std::length_error if the tiles do not fit into memory.
+    ///         size below 1.
+    /// @throws std::bad_alloc or std::length_error if the tiles do not fit into memory; there are then none.
     bool createTiles(int tileWidth, int tileHeight);
 
     /// Drops the tiles, keeping their storage.
@@ -144,8 +143,11 @@ private:
     std::vector<PixelPoint> m_gtiles;
 };
 
-/// Writes box, resolution and size: "{x = [0, 1000000], y = [-5000000, 0], res = 1000, pixels = 1000 x
-/// 5000}", without a line end. Leaves the stream's precision at 12.
+/// Writes box, resolution and size, without a line end, whatever the stream's format and locale are:
+/// @code
+/// {x = [0, 1000000], y = [-5000000, 0], res = 1000, pixels = 1000 x 5000}
+/// @endcode
+/// Leaves the stream's precision at 12.
 VEXEL_EXPORT std::ostream& operator<<(std::ostream& stream, const Workspace& workspace);
 
 } // namespace vexel

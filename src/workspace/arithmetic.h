@@ -41,13 +41,15 @@ inline std::int64_t truncate(double value)
     return value == value ? static_cast<std::int64_t>(value) : 0;
 }
 
-/// Rounds half away from zero, by adding a half and truncating.
+/// Rounds half away from zero, by adding a half and truncating; saturates and treats NaN as `truncate` does.
+///
+/// The sum is rounded to a double, so the number just below a half gives 1.
 inline std::int64_t roundHalfAway(double value)
 {
     return truncate(value < 0.0 ? value - 0.5 : value + 0.5);
 }
 
-/// As above, then saturated to 32 bits.
+/// The nearest value of 32 bits.
 inline std::int32_t saturate32(std::int64_t value)
 {
     constexpr std::int64_t lowest = std::numeric_limits<std::int32_t>::min();

@@ -1,8 +1,14 @@
 #include "support/rasters.h"
 
+#include <ogr_spatialref.h>
+
 #include <array>
 #include <cstdint>
 #include <cstdio>
+#include <fstream>
+#include <iomanip>
+#include <locale>
+#include <sstream>
 #include <stdexcept>
 
 namespace rasters {
@@ -75,6 +81,29 @@ void make(const QString& path, const Description& d, const PixelValue& value)
         throw std::runtime_error("GDAL cannot write " + path.toStdString());
 }
 
+void makeVirtual(const QString& path, int width, int height, const std::vector<GDALDataType>& bandTypes,
+                 const std::optional<std::array<double, 6>>& geotransform)
+{
+    std::ostringstream text;
+    text.imbue(std::locale::classic());
+    text << std::setprecision(17) << "<VRTDataset rasterXSize=\"" << width << "\" rasterYSize=\"" << height
+         << "\">\n";
+    if (geotransform) {
+        text << "<GeoTransform>";
+        for (std::size_t i = 0; i < geotransform->size(); ++i)
+            text << (i == 0 ? "" : ", ") << (*geotransform)[i];
+        text << "</GeoTransform>\n";
+    }
+    for (std::size_t band = 0; band < bandTypes.size(); ++band)
+        text << "<VRTRasterBand dataType=\"" << GDALGetDataTypeName(bandTypes[band]) << "\" band=\""
+             << band + 1 << "\"/>\n";
+    text << "</VRTDataset>\n";
+    std::ofstream file(path.toStdString(), std::ios::binary);
+    file << text.str();
+    if (!file.flush())
+        throw std::runtime_error("cannot write " + path.toStdString());
+}
+
 Dataset open(const QString& path, bool update)
 {
     registerDrivers();
@@ -96,6 +125,24 @@ std::vector<double> pixels(const QString& path, int band)
                                     0, 0, nullptr) != CE_None)
         throw std::runtime_error("GDAL cannot read " + path.toStdString());
     return values;
+}
+
+int openDatasets()
+{
+    int count = 0;
+    GDALDataset::GetOpenDatasets(&count);
+    return count;
+}
+
+std::string wkt(int epsg)
+{
+    OGRSpatialReference reference;
+    char* text = nullptr;
+    if (reference.importFromEPSG(epsg) != OGRERR_NONE || reference.exportToWkt(&text) != OGRERR_NONE)
+        throw std::runtime_error("GDAL does not know EPSG:" + std::to_string(epsg));
+    const std::string copy(text);
+    CPLFree(text);
+    return copy;
 }
 
 double noise(int x, int y, int band, unsigned seed)

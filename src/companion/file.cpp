@@ -1,0 +1,272 @@
+#include "companion/file.h"
+
+#include <QByteArray>
+#include <QChar>
+#include <QVector>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+namespace vexel::file {
+
+namespace {
+
+// Qt encodes file names by the locale, GDAL takes UTF-8: both must agree, so Qt's file classes are not used.
+fs::path native(const QString& path)
+{
+    return fs::u8path(path.toStdString());
+}
+
+bool isSeparator(QChar c)
+{
+#ifdef Q_OS_WIN
+    return c == '/' || c == '\\';
+#else
+    return c == '/';
+#endif
+}
+
+// Where the file name starts: behind the last separator.
+int nameStart(const QString& path)
+{
+    int start = path.size();
+    while (start > 0 && !isSeparator(path[start - 1]))
+        --start;
+    return start;
+}
+
+// Where the extension starts; the length of the path if there is none.
+int extensionStart(const QString& path)
+{
+    const int start = nameStart(path);
+    const int dot = path.lastIndexOf('.');
+    const bool isParentFolder = dot == start + 1 && path.size() == start + 2 && path[start] == '.';
+    return dot > start && !isParentFolder ? dot : path.size();
+}
+
+// Length of the leading separator, which names the root and belongs to it; with its drive on Windows.
+int rootLength(const QString& path)
+{
+#ifdef Q_OS_WIN
+    if (path.size() > 2 && path[1] == ':' && isSeparator(path[2]))
+        return 3;
+#endif
+    return !path.isEmpty() && isSeparator(path[0]) ? 1 : 0;
+}
+
+bool matches(const QVector<uint>& name, const QVector<uint>& pattern)
+{
+    int n = 0;
+    int p = 0;
+    int star = -1;
+    int starEnd = 0;
+    while (n < name.size()) {
+        if (p < pattern.size() && pattern[p] == '*') {
+            star = p++;
+            starEnd = n;
+        } else if (p < pattern.size() && (pattern[p] == '?' || pattern[p] == name[n])) {
+            ++p;
+            ++n;
+        } else if (star >= 0) {
+            // Only the last star needs another try: what stands before it has matched as early as it can.
+            p = star + 1;
+            n = ++starEnd;
+        } else {
+            return false;
+        }
+    }
+    while (p < pattern.size() && pattern[p] == '*')
+        ++p;
+    return p == pattern.size();
+}
+
+// Digits of other scripts are plain characters.
+bool isDigit(QChar c)
+{
+    return c >= '0' && c <= '9';
+}
+
+// The run of digits that starts at `position`, without its leading zeros; moves behind it.
+QStringRef takeNumber(const QString& text, int& position)
+{
+    while (position < text.size() && text[position] == '0')
+        ++position;
+    const int start = position;
+    while (position < text.size() && isDigit(text[position]))
+        ++position;
+    return text.midRef(start, position - start);
+}
+
+// Natural order. Names that differ only in leading zeros follow their code units, so that the order is total.
+bool naturallyLess(const QString& a, const QString& b)
+{
+    int i = 0;
+    int k = 0;
+    while (i < a.size() && k < b.size()) {
+        if (isDigit(a[i]) && isDigit(b[k])) {
+            const QStringRef left = takeNumber(a, i);
+            const QStringRef right = takeNumber(b, k);
+            if (left.size() != right.size())
+                return left.size() < right.size();
+            if (left != right)
+                return left < right;
+        } else {
+            if (a[i] != b[k])
+                return a[i] < b[k];
+            ++i;
+            ++k;
+        }
+    }
+    const int leftInA = a.size() - i;
+    const int leftInB = b.size() - k;
+    return leftInA != leftInB ? leftInA < leftInB : a < b;
+}
+
+// False for a name that is not valid UTF-8.
+bool decodeName(const fs::path& entry, QString& name)
+{
+    // The slash keeps a byte order mark, which Qt drops at the start of a text, inside the name.
+    const std::string bytes = "/" + entry.filename().u8string();
+    const QString text = QString::fromStdString(bytes);
+    name = text.mid(1);
+    return text.toStdString() == bytes;
+}
+
+QStringList namesIn(const QString& dir, const QString& pattern, bool filesOnly)
+{
+    const QVector<uint> wanted = pattern.toUcs4();
+    QStringList names;
+    std::error_code error;
+    QString name;
+    for (fs::directory_iterator entry(native(dir), error), end; !error && entry != end;
+         entry.increment(error)) {
+        std::error_code unreachable;
+        if (decodeName(entry->path(), name) && matches(name.toUcs4(), wanted) &&
+            (!filesOnly || entry->is_regular_file(unreachable)))
+            names.append(name);
+    }
+    return names;
+}
+
+// Absolute and free of links as far as the path exists; at least without "." and ".." if that cannot be told.
+fs::path resolved(const fs::path& path)
+{
+    std::error_code error;
+    const fs::path absolute = fs::absolute(path, error);
+    if (error)
+        return path.lexically_normal();
+    const fs::path canonical = fs::weakly_canonical(absolute, error);
+    return error ? absolute.lexically_normal() : canonical;
+}
+
+std::FILE* openForWriting(const QString& path)
+{
+#ifdef Q_OS_WIN
+    return _wfopen(native(path).c_str(), L"wb");
+#else
+    return std::fopen(native(path).c_str(), "wb");
+#endif
+}
+
+} // namespace
+
+QString extension(const QString& path)
+{
+    return path.mid(extensionStart(path));
+}
+
+QString basepath(const QString& path)
+{
+    return path.left(extensionStart(path));
+}
+
+QString basename(const QString& path)
+{
+    const int start = nameStart(path);
+    return path.mid(start, extensionStart(path) - start);
+}
+
+QString dirname(const QString& path)
+{
+    const int root = rootLength(path);
+    int end = nameStart(path);
+    while (end > root && isSeparator(path[end - 1]))
+        --end;
+    return end > 0 ? path.left(end) : QString(".");
+}
+
+QStringList find(const QString& dir, const QString& pattern, bool filesOnly)
+{
+    QStringList paths = namesIn(dir, pattern, filesOnly);
+    std::sort(paths.begin(), paths.end(), naturallyLess);
+    const QString folder = !dir.isEmpty() && isSeparator(dir.back()) ? dir : dir + "/";
+    for (QString& path : paths)
+        path.prepend(folder);
+    return paths;
+}
+
+bool samepath(const QString& a, const QString& b)
+{
+    if (a == b)
+        return true;
+    if (a.isEmpty() || b.isEmpty())
+        return false;
+    const fs::path left = native(a);
+    const fs::path right = native(b);
+    std::error_code error;
+    if (fs::exists(left, error) && fs::exists(right, error)) {
+        const bool same = fs::equivalent(left, right, error);
+        if (!error)
+            return same;
+    }
+    return resolved(left) == resolved(right);
+}
+
+bool exists(const QString& path)
+{
+    std::error_code error;
+    return fs::exists(native(path), error);
+}
+
+bool mkdir(const QString& path)
+{
+    const fs::path folder = native(path);
+    std::error_code error;
+    fs::create_directories(folder, error);
+    return fs::is_directory(folder, error);
+}
+
+bool remove(const QString& path)
+{
+    const fs::path entry = native(path);
+    std::error_code error;
+    const fs::file_status status = fs::symlink_status(entry, error);
+    return fs::exists(status) && !fs::is_directory(status) && fs::remove(entry, error);
+}
+
+bool writeText(const QString& path, const QString& text)
+{
+    const QByteArray bytes = text.toUtf8();
+    std::FILE* const stream = openForWriting(path);
+    if (!stream)
+        return false;
+    const auto size = static_cast<std::size_t>(bytes.size());
+    const bool written = std::fwrite(bytes.constData(), 1, size, stream) == size;
+    const int reason = errno;
+    // Most of a text only reaches the system here, so that a full disk shows here.
+    const bool closed = std::fclose(stream) == 0;
+    if (!written)
+        errno = reason;
+    return written && closed;
+}
+
+} // namespace vexel::file

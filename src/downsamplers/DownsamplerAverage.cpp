@@ -1,0 +1,29 @@
+#include "downsamplers/DownsamplerAverage.h"
+
+#include <cstdint>
+
+namespace vexel {
+
+DownsamplerAverage::DownsamplerAverage(const QString& inputPath, const QString& outputPath,
+                                       const QString& wkt, double resolution, ImageAlphaType alphaType,
+                                       GdalFileType fileType)
+    : DownsamplerBase(inputPath, outputPath, wkt, resolution, alphaType, fileType, NoAlignment)
+{}
+
+float DownsamplerAverage::representativeValue(const Block& block) const
+{
+    std::uint64_t count = 0;
+    double mean = 0.0;
+    for (Eigen::Index y = 0; y < block.rows(); ++y)
+        for (Eigen::Index x = 0; x < block.cols(); ++x) {
+            const double value = block(y, x);
+            if (value < -9999.999)
+                continue;
+            ++count;
+            // The running form, not a sum divided at the end: its rounding is part of the result.
+            mean += (value - mean) / static_cast<double>(count);
+        }
+    return count == 0 ? -10000.0f : static_cast<float>(mean);
+}
+
+} // namespace vexel

@@ -1,0 +1,49 @@
+#include "downsamplers/DownsamplerFactory.h"
+
+#include "downsamplers/DownsamplerAverage.h"
+#include "downsamplers/DownsamplerOp.h"
+#include "downsamplers/DownsamplerPercentile.h"
+
+#include <algorithm>
+#include <functional>
+#include <stdexcept>
+
+namespace vexel::DownsamplerFactory {
+
+namespace {
+
+using Choice = std::function<const float&(const float&, const float&)>;
+using ChoiceFunction = const float& (*)(const float&, const float&);
+
+} // namespace
+
+std::shared_ptr<DownsamplerBase> createDownsampler(DownsamplingStrategy strategy, const QString& inputPath,
+                                                   const QString& outputPath, const QString& wkt,
+                                                   double resolution, ImageAlphaType alphaType,
+                                                   GdalFileType fileType)
+{
+    switch (strategy) {
+    case DownsamplingStrategy::Average:
+        return std::make_shared<DownsamplerAverage>(inputPath, outputPath, wkt, resolution, alphaType,
+                                                    fileType);
+    case DownsamplingStrategy::Median:
+        return std::make_shared<DownsamplerPercentile>(inputPath, outputPath, wkt, resolution, alphaType,
+                                                       fileType, 0.5);
+    case DownsamplingStrategy::Percentile75:
+        return std::make_shared<DownsamplerPercentile>(inputPath, outputPath, wkt, resolution, alphaType,
+                                                       fileType, 0.75);
+    case DownsamplingStrategy::Min:
+        return std::make_shared<DownsamplerOp<Choice>>(inputPath, outputPath, wkt, resolution, alphaType,
+                                                       fileType, ChoiceFunction(std::min<float>));
+    case DownsamplingStrategy::Max:
+        return std::make_shared<DownsamplerOp<Choice>>(inputPath, outputPath, wkt, resolution, alphaType,
+                                                       fileType, ChoiceFunction(std::max<float>));
+    case DownsamplingStrategy::Gauss:
+    case DownsamplingStrategy::GaussAlias:
+    case DownsamplingStrategy::Warp:
+        throw std::logic_error("DownsamplingStrategy not available in this version");
+    }
+    throw std::logic_error("Undefined value for DownsamplingStrategy");
+}
+
+} // namespace vexel::DownsamplerFactory

@@ -1,0 +1,383 @@
+#include "streaming/GDALStreamer.h"
+
+#include "companion/color.h"
+#include "companion/file.h"
+#include "companion/imageformat.h"
+#include "streaming/tilegrid.h"
+#include "streaming/writetargets.h"
+#include "workspace/arithmetic.h"
+
+#include <algorithm>
+#include <limits>
+#include <new>
+
+namespace vexel {
+
+namespace {
+
+using Handle = std::shared_ptr<GDALStreamer::gdal_t>;
+
+/// Product and sum in 32 bits that wrap around.
+int cellStart(int cell, int cellSize)
+{
+    return arithmetic::narrow(std::int64_t{cell} * cellSize);
+}
+
+int wrapAdd32(int a, int b)
+{
+    return arithmetic::narrow(std::int64_t{a} + b);
+}
+
+/// Where a JPEG tile, which has no georeference of its own, lies in a set in pixel units.
+Workspace pixelExtentOf(const TileFile& tile, const GDALStreamer::gdal_t& file, int cellWidth, int cellHeight)
+{
+    const int x = cellStart(tile.column, cellWidth);
+    const int y = cellStart(tile.row, cellHeight);
+    return Workspace(x, y, wrapAdd32(x, file.width()), wrapAdd32(y, file.height()), 1);
+}
+
+/// The tile files of a set that could be opened, in the order listed.
+struct OpenedTiles
+{
+    std::vector<Handle> files;
+    std::vector<tilegrid::Candidate> places;
+    Workspace extent;
+    int maxWidth = 0;
+    int maxHeight = 0;
+};
+
+OpenedTiles openTiles(const QString& setPath, bool readOnly)
+{
+    OpenedTiles opened;
+    for (const TileFile& tile : tileFilesOf(setPath)) {
+        auto file = std::make_shared<GDALStreamer::gdal_t>();
+        if (!file->openRead(tile.path, readOnly))
+            continue;
+        opened.maxWidth = std::max(opened.maxWidth, file->width());
+        opened.maxHeight = std::max(opened.maxHeight, file->height());
+        // The maxima are those of the files so far: where a JPEG tile comes to lie depends on the order of
+        // the files.
+        if (isJpeg(tile.path))
+            file->workspace = pixelExtentOf(tile, *file, opened.maxWidth, opened.maxHeight);
+        opened.extent.merge(file->workspace);
+        opened.places.push_back({tile.column, tile.row, file->width(), file->height()});
+        opened.files.push_back(std::move(file));
+    }
+    return opened;
+}
+
+} // namespace
+
+GDALStreamer::GDALStreamer() = default;
+
+GDALStreamer::GDALStreamer(GDALStreamer&& other)
+    : m_path(other.m_path), m_noBands(other.m_noBands), m_noPages(other.m_noPages), m_dtype(other.m_dtype),
+      m_ftype(other.m_ftype), m_workspace(other.m_workspace), m_files(std::move(other.m_files))
+{
+    other.m_files.clear();
+}
+
+GDALStreamer::~GDALStreamer()
+{
+    close();
+}
+
+bool GDALStreamer::openRead(const QString& path)
+{
+    return openRead(path, GdalFileType::SingleFile, /*readOnly=*/true) ||
+           openRead(path, GdalFileType::TileSet, /*readOnly=*/true);
+}
+
+bool GDALStreamer::openRead(const QString& path, GdalFileType ftype)
+{
+    return openRead(path, ftype, /*readOnly=*/true);
+}
+
+bool GDALStreamer::openUpdate(const QString& path)
+{
+    return openRead(path, GdalFileType::SingleFile, /*readOnly=*/false) ||
+           openRead(path, GdalFileType::TileSet, /*readOnly=*/false);
+}
+
+bool GDALStreamer::openUpdate(const QString& path, GdalFileType ftype)
+{
+    return openRead(path, ftype, /*readOnly=*/false);
+}
+
+bool GDALStreamer::openRead(const QString& path, GdalFileType ftype, bool readOnly)
+{
+    const GDALMutex lock;
+    clear();
+    m_path = path;
+    m_ftype = ftype;
+    const bool filesOpened =
+        ftype == GdalFileType::TileSet ? openTileSet(path, readOnly) : openSingleFile(path, readOnly);
+    if (filesOpened && takeDescriptionFromFiles())
+        return true;
+    clear();
+    return false;
+}
+
+bool GDALStreamer::openSingleFile(const QString& path, bool readOnly)
+{
+    auto file = std::make_shared<gdal_t>();
+    if (!file->openRead(path, readOnly))
+        return false;
+    m_workspace.merge(file->workspace);
+    if (!m_workspace.createTiles(file->width(), file->height()))
+        return false;
+    m_files.push_back(std::move(file));
+    return true;
+}
+
+bool GDALStreamer::openTileSet(const QString& path, bool readOnly)
+{
+    const OpenedTiles opened = openTiles(path, readOnly);
+    if (opened.maxWidth < 1 || opened.maxHeight < 1)
+        return false;
+    m_workspace.merge(opened.extent);
+    // Counted before it is cut: files that lie far apart would make a grid of any size.
+    if (tilegrid::tileCount(m_workspace, opened.maxWidth, opened.maxHeight) != opened.files.size() ||
+        !m_workspace.createTiles(opened.maxWidth, opened.maxHeight))
+        return false;
+    for (const std::size_t i : tilegrid::orderByGrid(m_workspace, opened.places))
+        m_files.push_back(opened.files[i]);
+    return m_files.size() == m_workspace.noTiles();
+}
+
+bool GDALStreamer::takeDescriptionFromFiles()
+{
+    const gdal_t& first = *m_files.front();
+    m_noBands = first.noBands;
+    m_noPages = first.noPages;
+    m_dtype = first.dtype;
+    return std::all_of(m_files.begin(), m_files.end(), [&](const Handle& file) {
+        return file->noBands == m_noBands && file->dtype == m_dtype;
+    });
+}
+
+bool GDALStreamer::openWrite(const QString& path, std::uint64_t noBands, DataType dtype, const Workspace& ws,
+                             const QString& projWKT, const QString& projTime, const QString& software,
+                             GdalFileType ftype, int tileWidth, int tileHeight)
+{
+    const GDALMutex lock;
+    const Workspace extent = ws; // the caller may pass this set's own
+    clear();
+    m_path = path;
+    m_ftype = ftype;
+    const bool tiled = ftype == GdalFileType::TileSet;
+    if (path.isEmpty() || extent.pixelWidth() < 1 || extent.pixelHeight() < 1 ||
+        (tiled && (tileWidth < 1 || tileHeight < 1)))
+        return false;
+
+    m_noBands = noBands;
+    m_dtype = dtype;
+    m_workspace = extent;
+    if (!tiled) {
+        m_workspace.createTiles(extent.pixelWidth(), extent.pixelHeight());
+        return appendForWriting(path, m_workspace, projWKT, projTime, software);
+    }
+    cleanTileFiles(path);
+    m_workspace.createTiles(tileWidth, tileHeight);
+    for (std::uint64_t i = 0; i < m_workspace.noTiles(); ++i)
+        if (!appendForWriting(tilePath(path, m_workspace, i), m_workspace.tile(i), projWKT, projTime,
+                              software))
+            return false;
+    return opened();
+}
+
+bool GDALStreamer::openWrite(const QString& path, std::uint64_t noBands, DataType dtype, int width,
+                             int height)
+{
+    return openWrite(path, noBands, dtype, Workspace(0, 0, width, height, 1), QString(), QString(), QString(),
+                     GdalFileType::SingleFile, 0, 0);
+}
+
+bool GDALStreamer::appendForWriting(const QString& file, const Workspace& extent, const QString& projWKT,
+                                    const QString& projTime, const QString& software)
+{
+    auto handle = std::make_shared<gdal_t>();
+    if (!handle->openWrite(file, m_noBands, m_dtype, extent, projWKT, projTime, software)) {
+        clear();
+        return false;
+    }
+    m_files.push_back(std::move(handle));
+    return true;
+}
+
+void GDALStreamer::cleanTileFiles(const QString& path) const
+{
+    for (const TileFile& tile : tileFilesOf(path)) {
+        const gdal_t old(tile.path);
+        file::remove(old.path);
+        file::remove(old.tfwpath);
+        file::remove(old.prjpath);
+        file::remove(old.tmppath);
+    }
+}
+
+bool GDALStreamer::close()
+{
+    const GDALMutex lock;
+    for (const Handle& file : m_files)
+        file->close();
+    m_files.clear();
+    return true;
+}
+
+bool GDALStreamer::close(std::uint64_t i)
+{
+    const GDALMutex lock;
+    return _close(i);
+}
+
+bool GDALStreamer::_close(std::uint64_t i)
+{
+    return i < m_files.size() && m_files[i]->close();
+}
+
+bool GDALStreamer::open(std::uint64_t i)
+{
+    const GDALMutex lock;
+    return i < m_files.size() && m_files[i]->reopen();
+}
+
+void GDALStreamer::clear()
+{
+    m_noBands = 0;
+    m_noPages = 0;
+    m_dtype = DataType::Unknown;
+    m_workspace = Workspace();
+    m_files.clear();
+}
+
+void GDALStreamer::setJPEGQuality(int quality)
+{
+    for (const Handle& file : m_files)
+        file->jpegQuality = quality;
+}
+
+const GDALStreamer::gdal_t* GDALStreamer::file(std::uint64_t i) const
+{
+    return i < m_files.size() ? m_files[i].get() : nullptr;
+}
+
+bool GDALStreamer::opened(std::uint64_t i) const
+{
+    return file(i) && file(i)->opened();
+}
+
+GDALDataset* GDALStreamer::data(std::uint64_t i) const
+{
+    return file(i) ? file(i)->dataset : nullptr;
+}
+
+QString GDALStreamer::path(std::uint64_t i) const
+{
+    return file(i) ? file(i)->path : QString();
+}
+
+QString GDALStreamer::tfwpath(std::uint64_t i) const
+{
+    return file(i) ? file(i)->tfwpath : QString();
+}
+
+QString GDALStreamer::prjpath(std::uint64_t i) const
+{
+    return file(i) ? file(i)->prjpath : QString();
+}
+
+QString GDALStreamer::projWKT(std::uint64_t i) const
+{
+    return file(i) ? file(i)->projWKT : QString();
+}
+
+QString GDALStreamer::projTime(std::uint64_t i) const
+{
+    return file(i) ? file(i)->projTime : QString();
+}
+
+bool GDALStreamer::map(const PixelBox& request, std::vector<std::size_t>& tiles,
+                       std::vector<PixelBox>& inTile, std::vector<PixelBox>& inRequest, double scale) const
+{
+    tiles.clear();
+    inTile.clear();
+    inRequest.clear();
+    for (const tilegrid::Piece& piece : tilegrid::piecesOf(m_workspace, request, scale)) {
+        tiles.push_back(piece.tile);
+        inTile.push_back(piece.inTile);
+        inRequest.push_back(piece.inRequest);
+    }
+    return true;
+}
+
+bool GDALStreamer::valid(const PixelBox& request) const
+{
+    return tilegrid::isNear(request, width(), height());
+}
+
+PixelBox GDALStreamer::orWholeSet(const PixelBox& box) const
+{
+    if (!tilegrid::hasNoArea(box))
+        return box;
+    const int columns = width();
+    const int rows = height();
+    return PixelBox(PixelPoint(std::min(columns, 0), std::min(rows, 0)),
+                    PixelPoint(std::max(columns, 0), std::max(rows, 0)));
+}
+
+PixelBox GDALStreamer::orOverlap(const PixelBox& box, Eigen::Index rows, Eigen::Index columns) const
+{
+    const bool zeroWidth = box.min_corner().x() == box.max_corner().x();
+    const bool zeroHeight = box.min_corner().y() == box.max_corner().y();
+    if (!zeroWidth && !zeroHeight)
+        return box;
+    return PixelBox(PixelPoint(0, 0), PixelPoint(static_cast<int>(std::min<Eigen::Index>(columns, width())),
+                                                 static_cast<int>(std::min<Eigen::Index>(rows, height()))));
+}
+
+bool GDALStreamer::scaledSize(const PixelBox& box, double scale, Eigen::Index& rows, Eigen::Index& columns)
+{
+    const auto size = tilegrid::scaledSize(box, scale);
+    if (!size)
+        return false;
+    // Places in the matrix are told as pixel boxes, whose corners have 32 bits.
+    constexpr Eigen::Index largest = std::numeric_limits<int>::max();
+    if (size->rows > largest || size->columns > largest)
+        throw std::bad_alloc();
+    rows = size->rows;
+    columns = size->columns;
+    return true;
+}
+
+bool GDALStreamer::clipToMatrix(PixelBox& inTile, PixelBox& inMatrix, Eigen::Index rows, Eigen::Index columns)
+{
+    return tilegrid::clipToMatrix(inTile, inMatrix, {rows, columns});
+}
+
+bool GDALStreamer::readRGB(PixelMatrix<unsigned int>& out, const PixelBox& box, double scale, bool fill,
+                           unsigned int fillValue) const
+{
+    if (!read(out, rgb_band(), box, scale, fill, fillValue))
+        return false;
+    color::setAlpha(out, 255);
+    return true;
+}
+
+bool GDALStreamer::readRGBA(PixelMatrix<unsigned int>& out, const PixelBox& box, double scale, bool fill,
+                            unsigned int fillValue) const
+{
+    return read(out, rgba_band(), box, scale, fill, fillValue);
+}
+
+bool GDALStreamer::writeRGB(const PixelMatrix<unsigned int>& in, const PixelBox& box) const
+{
+    return m_noBands == 3 && write(in, rgb_band(), box);
+}
+
+bool GDALStreamer::writeRGBA(const PixelMatrix<unsigned int>& in, const PixelBox& box) const
+{
+    return m_noBands == 4 && write(in, rgba_band(), box);
+}
+
+} // namespace vexel

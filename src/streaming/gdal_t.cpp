@@ -1,0 +1,371 @@
+#include "companion/CommandOptions.h"
+#include "companion/datasetinfo.h"
+#include "companion/file.h"
+#include "companion/gdaldrivers.h"
+#include "companion/geo.h"
+#include "companion/imageformat.h"
+#include "companion/log.h"
+#include "companion/sidepaths.h"
+#include "streaming/GDALStreamer.h"
+#include "streaming/georeference.h"
+#include "streaming/pixeltypes.h"
+#include "streaming/writetargets.h"
+#include "utilities/sidefiles.h"
+
+#include <gdal_priv.h>
+#include <gdal_utils.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <limits>
+#include <memory>
+#include <utility>
+
+namespace vexel {
+
+namespace {
+
+constexpr double noData = -10000.0;
+
+struct CloseDataset
+{
+    void operator()(GDALDataset* dataset) const { GDALClose(dataset); }
+};
+using Dataset = std::unique_ptr<GDALDataset, CloseDataset>;
+
+struct FreeTranslateOptions
+{
+    void operator()(GDALTranslateOptions* options) const { GDALTranslateOptionsFree(options); }
+};
+using TranslateOptions = std::unique_ptr<GDALTranslateOptions, FreeTranslateOptions>;
+
+Dataset openDataset(const QString& path, GDALAccess access)
+{
+    gdal::registerDrivers();
+    return Dataset(GDALDataset::FromHandle(GDALOpen(path.toUtf8().constData(), access)));
+}
+
+void logMessage(log::level level, std::size_t line, const QString& text)
+{
+    log::LogStreamer(log::defaultLogSource(), level, QString(), log::FileAndLine("GDALStreamer", line))
+        << text;
+}
+
+void warnAboutPixelShape(const Geotransform& geotransform)
+{
+    log::LogStreamer(log::defaultLogSource(), log::level::warning, QString(),
+                     log::FileAndLine("GDALStreamer", __LINE__))
+        << "Read image with non-square pixels: dx = " << geotransform[1] << ", dy = " << geotransform[5];
+}
+
+void warnAboutEmptyExtent(const QString& path, const Geotransform& geotransform)
+{
+    log::LogStreamer(log::defaultLogSource(), log::level::warning, QString(),
+                     log::FileAndLine("GDALStreamer", __LINE__))
+        << "Image has no pixels in units of 0.00001 map units: '" << path << "', dx = " << geotransform[1]
+        << ", dy = " << geotransform[5];
+}
+
+Workspace extentOf(GDALDataset& dataset, const QString& path)
+{
+    const int columns = dataset.GetRasterXSize();
+    const int rows = dataset.GetRasterYSize();
+    Geotransform geotransform{};
+    if (dataset.GetGeoTransform(geotransform.data()) != CE_None)
+        return Workspace(0, 0, columns, rows, 1);
+    if (hasSuspiciousPixelShape(geotransform))
+        warnAboutPixelShape(geotransform);
+    Workspace extent = workspaceOfGeotransform(geotransform, columns, rows);
+    if (extent.pixelWidth() < 1 || extent.pixelHeight() < 1)
+        warnAboutEmptyExtent(path, geotransform);
+    return extent;
+}
+
+bool setGeoreference(GDALDataset& dataset, const Workspace& workspace)
+{
+    Geotransform geotransform = geotransformOfWorkspace(workspace);
+    return dataset.SetGeoTransform(geotransform.data()) == CE_None;
+}
+
+bool setNoDataValues(GDALDataset& dataset, DataType dtype)
+{
+    const std::pair<double, double> range = minMaxForPixelType(dtype);
+    if (!(range.first <= noData && noData < range.second))
+        return true;
+    for (int band = 1; band <= dataset.GetRasterCount(); ++band)
+        if (dataset.GetRasterBand(band)->SetNoDataValue(noData) != CE_None)
+            return false;
+    return true;
+}
+
+void appendTranslateArguments(gdal::CommandOptions& arguments, const GDALStreamer::gdal_t& file,
+                              bool standardWkt)
+{
+    if (standardWkt)
+        arguments << "-a_srs" << file.prjpath;
+    if (!file.projTime.isEmpty())
+        arguments << "-mo"
+                  << "TIFFTAG_DATETIME=" + file.projTime;
+    arguments << "-mo"
+              << "TIFFTAG_SOFTWARE=" + file.software;
+    arguments << "-q";
+    arguments << "-co"
+              << "BIGTIFF=IF_SAFER";
+    arguments << "-co"
+              << "COMPRESS=LZW";
+    const bool floating = file.dtype == DataType::Float32 || file.dtype == DataType::Float64;
+    arguments << "-co" << (floating ? "PREDICTOR=3" : "PREDICTOR=2");
+    if (file.noBands == 3 || file.noBands == 4)
+        arguments << "-co"
+                  << "PHOTOMETRIC=RGB";
+    if (file.noBands == 4)
+        arguments << "-co"
+                  << "ALPHA=YES";
+}
+
+bool moveFile(const QString& from, const QString& to)
+{
+    namespace fs = std::filesystem;
+    std::error_code error;
+    fs::rename(fs::u8path(from.toUtf8().toStdString()), fs::u8path(to.toUtf8().toStdString()), error);
+    return !error;
+}
+
+/// Translates `source` to `target` in full, or leaves no target. Tells what went wrong through `usageError`
+/// too.
+bool translateFile(const QString& source, const QString& target, const gdal::CommandOptions& arguments,
+                   int& usageError)
+{
+    // GDAL 3 guesses the format by the target's ending; under this name it is a GeoTIFF whatever the target
+    // is called.
+    const QString unfinished = target + "_new_tmp.tif";
+    const TranslateOptions options(GDALTranslateOptionsNew(arguments.options(), nullptr));
+    // Without options GDAL would copy the raster as it is, and report no error.
+    usageError = options ? 0 : 1;
+    bool translated = false;
+    if (options) {
+        const Dataset working = openDataset(source, GA_ReadOnly);
+        const Dataset result(GDALDataset::FromHandle(
+            working ? GDALTranslate(unfinished.toUtf8().constData(), GDALDataset::ToHandle(working.get()),
+                                    options.get(), &usageError)
+                    : nullptr));
+        translated = result != nullptr;
+    }
+    if (translated && moveFile(unfinished, target))
+        return true;
+    file::remove(unfinished);
+    return false;
+}
+
+} // namespace
+
+GDALStreamer::gdal_t::gdal_t(const QString& file)
+{
+    setPaths(file, workingPath(file));
+}
+
+GDALStreamer::gdal_t::~gdal_t()
+{
+    close();
+}
+
+void GDALStreamer::gdal_t::setPaths(const QString& file, const QString& workingFile)
+{
+    path = file;
+    tfwpath = gdal::path2tfw(file);
+    prjpath = gdal::path2prj(file);
+    tmppath = workingFile;
+}
+
+bool GDALStreamer::gdal_t::isImageFormat() const
+{
+    return isPng(path) || isJpeg(path) || isJp2(path);
+}
+
+bool GDALStreamer::gdal_t::openRead(const QString& file, bool readOnly)
+{
+    const QString source = file; // the caller may pass this handle's own path
+    close();
+    if (source.isEmpty())
+        return false;
+    setPaths(source, source);
+    noBands = 0;
+    dtype = DataType::Unknown;
+    mode = readOnly ? ReadOnly : Update;
+
+    dataset = openDataset(path, readOnly ? GA_ReadOnly : GA_Update).release();
+    if (!dataset || dataset->GetRasterCount() < 1) {
+        close();
+        return false;
+    }
+    noBands = static_cast<std::uint64_t>(dataset->GetRasterCount());
+    noPages = gdal::countPages(*dataset);
+    workspace = extentOf(*dataset, path);
+    dtype = gdal::getDataType(*dataset);
+    if (dtype == DataType::Unknown) {
+        close();
+        return false;
+    }
+    return detach();
+}
+
+bool GDALStreamer::gdal_t::openWrite(const QString& file, std::size_t bands, DataType type,
+                                     const Workspace& ws, const QString& wkt, const QString& time,
+                                     const QString& softwareName)
+{
+    const QString target = file;
+    close();
+    if (target.isEmpty())
+        return false;
+    setPaths(target, workingPath(target));
+    projWKT = wkt;
+    projTime = time;
+    software = softwareName.isEmpty() ? QString("vexelstudio") : softwareName;
+    noBands = type == DataType::RGB ? 3 : type == DataType::RGBA ? 4 : bands;
+    dtype = type;
+    mode = WritePending;
+    workspace = ws;
+
+    const QString folder = file::dirname(path);
+    if (!file::exists(folder))
+        file::mkdir(folder);
+    file::remove(path);
+    file::remove(tmppath);
+    return true;
+}
+
+bool GDALStreamer::gdal_t::reopen()
+{
+    if (dataset)
+        return true;
+    switch (mode) {
+    case ReadOnly:
+        dataset = openDataset(path, GA_ReadOnly).release();
+        break;
+    case Update:
+        dataset = openDataset(path, GA_Update).release();
+        break;
+    case Written:
+        dataset = openDataset(tmppath, GA_Update).release();
+        break;
+    case WritePending:
+        return createWorkingDataset();
+    default:
+        break;
+    }
+    return dataset != nullptr;
+}
+
+bool GDALStreamer::gdal_t::createWorkingDataset()
+{
+    const GDALDataType type = gdalTypeOf(dtype);
+    if (type == GDT_Unknown || noBands > static_cast<std::uint64_t>(std::numeric_limits<int>::max()))
+        return false;
+    gdal::registerDrivers();
+    GDALDriver* driver = GetGDALDriverManager()->GetDriverByName(isImageFormat() ? "MEM" : "GTiff");
+    if (!driver)
+        return false;
+    // Uncompressed, so that writing blocks in any order stays cheap; completing the file compresses it once.
+    Dataset created(driver->Create(tmppath.toUtf8().constData(), width(), height(), static_cast<int>(noBands),
+                                   type, nullptr));
+    if (!created)
+        return false;
+    if (!isImageFormat() && !(setGeoreference(*created, workspace) && setNoDataValues(*created, dtype))) {
+        created.reset();
+        close();
+        return false;
+    }
+    dataset = created.release();
+    mode = Written;
+    return true;
+}
+
+bool GDALStreamer::gdal_t::detach()
+{
+    const bool fileBacked =
+        mode == ReadOnly || mode == Update || ((mode == WritePending || mode == Written) && !isImageFormat());
+    if (fileBacked)
+        releaseDataset();
+    return true;
+}
+
+bool GDALStreamer::gdal_t::close()
+{
+    try {
+        if (mode == Written)
+            isImageFormat() ? finaliseImage() : finaliseGeoTiff();
+    } catch (...) {
+        // Called by the destructor too. A target that could not be completed is found missing.
+    }
+    releaseDataset();
+    mode = Closed;
+    return true;
+}
+
+void GDALStreamer::gdal_t::finaliseImage()
+{
+    gdal::CommandOptions options;
+    const char* driverName = nullptr; // nothing writes JPEG 2000: such a target yields no file
+    if (isPng(path)) {
+        driverName = "PNG";
+    } else if (isJpeg(path)) {
+        driverName = "JPEG";
+        options.setValueForOption(QString::number(jpegQuality, 10), "QUALITY");
+    }
+    if (!driverName)
+        return;
+    GDALDriver* driver = GetGDALDriverManager()->GetDriverByName(driverName);
+    const Dataset copy(driver && dataset
+                           ? driver->CreateCopy(path.toUtf8().constData(), dataset, /*strict=*/FALSE,
+                                                options.options(), nullptr, nullptr)
+                           : nullptr);
+    if (!copy)
+        logMessage(log::level::error, __LINE__, "Failed to write to <" + path);
+}
+
+void GDALStreamer::gdal_t::finaliseGeoTiff()
+{
+    releaseDataset();
+    try {
+        const bool standardWkt = geo::isStandardWkt(projWKT);
+        if (standardWkt)
+            gdal::savePRJ(projWKT, prjpath);
+        gdal::saveTFW(workspace, tfwpath);
+        file::remove(path);
+
+        gdal::CommandOptions arguments;
+        appendTranslateArguments(arguments, *this, standardWkt);
+        int usageError = 0;
+        if (!translateFile(tmppath, path, arguments, usageError))
+            logMessage(log::level::error, __LINE__, "Failed to write to <" + path + ">");
+        if (usageError != 0)
+            logMessage(log::level::error, __LINE__, "GDAL error " + QString::number(usageError));
+    } catch (...) {
+        // The working file goes in any case.
+    }
+    file::remove(tmppath);
+}
+
+void GDALStreamer::gdal_t::releaseDataset()
+{
+    if (dataset)
+        GDALClose(std::exchange(dataset, nullptr));
+}
+
+bool GDALStreamer::gdal_t::valid(const PixelBox& box) const
+{
+    return box.min_corner().x() >= 0 && box.max_corner().x() <= width() && box.min_corner().y() >= 0 &&
+           box.max_corner().y() <= height();
+}
+
+int GDALStreamer::gdal_t::width() const
+{
+    return workspace.pixelWidth();
+}
+
+int GDALStreamer::gdal_t::height() const
+{
+    return workspace.pixelHeight();
+}
+
+} // namespace vexel

@@ -1,0 +1,260 @@
+#include "streaming/GDALStreamer.h"
+#include "streaming/pixeltypes.h"
+
+#include <gdal_priv.h>
+
+#include <array>
+#include <cstdint>
+#include <limits>
+
+namespace vexel {
+
+namespace {
+
+using Handle = GDALStreamer::gdal_t;
+using PackedPixels = PixelMatrix<unsigned int>;
+
+constexpr std::size_t rgbBand = 100003;
+constexpr std::size_t rgbaBand = 100004;
+constexpr unsigned int opaque = 0xFF000000u;
+
+/// In memory order a packed pixel is blue, green, red, alpha.
+constexpr std::array<int, 4> bandsInMemoryOrder{3, 2, 1, 4};
+
+/// Releases the dataset when a transfer ends, however it ends.
+class ReleaseAfterTransfer
+{
+public:
+    explicit ReleaseAfterTransfer(Handle& handle) : m_handle(handle) {}
+    ~ReleaseAfterTransfer() { m_handle.detach(); }
+    ReleaseAfterTransfer(const ReleaseAfterTransfer&) = delete;
+    ReleaseAfterTransfer& operator=(const ReleaseAfterTransfer&) = delete;
+
+private:
+    Handle& m_handle;
+};
+
+/// A box as RasterIO takes it.
+struct Window
+{
+    int x;
+    int y;
+    int columns;
+    int rows;
+};
+
+/// False for a box without area, which RasterIO would pass over in silence, and for one too large for it.
+bool windowOf(const PixelBox& box, Window& window)
+{
+    const std::int64_t columns = std::int64_t{box.max_corner().x()} - box.min_corner().x();
+    const std::int64_t rows = std::int64_t{box.max_corner().y()} - box.min_corner().y();
+    constexpr std::int64_t largest = std::numeric_limits<int>::max();
+    if (columns < 1 || rows < 1 || columns > largest || rows > largest)
+        return false;
+    window = {box.min_corner().x(), box.min_corner().y(), static_cast<int>(columns), static_cast<int>(rows)};
+    return true;
+}
+
+GDALRasterBand* bandOf(Handle& handle, std::size_t band)
+{
+    if (!handle.dataset || band < 1 || band > handle.noBands)
+        return nullptr;
+    return handle.dataset->GetRasterBand(static_cast<int>(band));
+}
+
+template <class T>
+bool readPixels(Handle& handle, PixelMatrix<T>& out, std::size_t band, const PixelBox& src, int width,
+                int height)
+{
+    GDALRasterBand* raster = bandOf(handle, band);
+    Window window{};
+    if (!raster || !windowOf(src, window) || width < 0 || height < 0)
+        return false;
+    out.resize(height, width);
+    if (out.size() == 0)
+        return true;
+    return raster->RasterIO(GF_Read, window.x, window.y, window.columns, window.rows, out.data(), width,
+                            height, gdalBufferType<T>(), 0, 0, nullptr) == CE_None;
+}
+
+template <class T>
+bool readBand(Handle& handle, PixelMatrix<T>& out, std::size_t band, const PixelBox& src, int width,
+              int height)
+{
+    const ReleaseAfterTransfer release(handle);
+    return handle.reopen() && readPixels(handle, out, band, src, width, height);
+}
+
+template <class T>
+bool writeBand(Handle& handle, const PixelMatrix<T>& in, std::size_t band, const PixelBox& dst)
+{
+    const ReleaseAfterTransfer release(handle);
+    Window window{};
+    if (!handle.reopen() || !windowOf(dst, window) || window.columns != in.cols() || window.rows != in.rows())
+        return false;
+    GDALRasterBand* raster = bandOf(handle, band);
+    if (!raster || raster->GetAccess() != GA_Update)
+        return false;
+    // GDAL takes one pointer for both directions.
+    void* pixels = const_cast<T*>(in.data());
+    return raster->RasterIO(GF_Write, window.x, window.y, window.columns, window.rows, pixels, window.columns,
+                            window.rows, gdalBufferType<T>(), 0, 0, nullptr) == CE_None;
+}
+
+/// Transfers the first `bands` bytes of packed pixels in one pass over the file.
+bool transferPacked(GDALDataset& dataset, GDALRWFlag direction, const Window& window, unsigned int* pixels,
+                    int width, int height, int bands)
+{
+    std::array<int, 4> bandMap = bandsInMemoryOrder;
+    return dataset.RasterIO(direction, window.x, window.y, window.columns, window.rows, pixels, width, height,
+                            GDT_Byte, bands, bandMap.data(), /*nPixelSpace=*/4, GSpacing{4} * width,
+                            /*nBandSpace=*/1, nullptr) == CE_None;
+}
+
+bool readGray(Handle& handle, PackedPixels& out, const PixelBox& src, int width, int height)
+{
+    if (!readPixels(handle, out, 1, src, width, height))
+        return false;
+    out = out.unaryExpr([](unsigned int gray) { return opaque | (gray * 0x010101u); });
+    return true;
+}
+
+bool readGrayWithAlpha(Handle& handle, PackedPixels& out, const PixelBox& src, int width, int height)
+{
+    PackedPixels alpha;
+    if (!readPixels(handle, out, 1, src, width, height) || !readPixels(handle, alpha, 2, src, width, height))
+        return false;
+    out = out.binaryExpr(alpha,
+                         [](unsigned int gray, unsigned int a) { return (a << 24) | (gray * 0x010101u); });
+    return true;
+}
+
+bool readColour(Handle& handle, PackedPixels& out, bool withAlpha, const PixelBox& src, int width, int height)
+{
+    Window window{};
+    if (!windowOf(src, window) || width < 0 || height < 0)
+        return false;
+    out.resize(height, width);
+    const bool alphaFromFile = withAlpha && handle.noBands == 4;
+    if (withAlpha && !alphaFromFile)
+        out.setConstant(opaque);
+    return out.size() == 0 ||
+           transferPacked(*handle.dataset, GF_Read, window, out.data(), width, height, alphaFromFile ? 4 : 3);
+}
+
+bool readPacked(Handle& handle, PackedPixels& out, bool withAlpha, const PixelBox& src, int width, int height)
+{
+    const ReleaseAfterTransfer release(handle);
+    if (!handle.reopen() || !handle.valid(src))
+        return false;
+    const bool bytes = handle.dtype == DataType::UInt8;
+    if (handle.noBands == 3 || handle.noBands == 4)
+        return readColour(handle, out, withAlpha, src, width, height);
+    if (handle.noBands == 1 && bytes)
+        return readGray(handle, out, src, width, height);
+    if (handle.noBands == 2 && bytes && withAlpha)
+        return readGrayWithAlpha(handle, out, src, width, height);
+    return false;
+}
+
+bool writePacked(Handle& handle, const PackedPixels& in, int bands, const PixelBox& dst)
+{
+    const ReleaseAfterTransfer release(handle);
+    Window window{};
+    if (!handle.reopen() || !handle.valid(dst) || handle.noBands != static_cast<std::uint64_t>(bands) ||
+        !windowOf(dst, window) || window.columns != in.cols() || window.rows != in.rows() ||
+        handle.dataset->GetAccess() != GA_Update)
+        return false;
+    return transferPacked(*handle.dataset, GF_Write, window, const_cast<unsigned int*>(in.data()),
+                          window.columns, window.rows, bands);
+}
+
+} // namespace
+
+bool Handle::read(PixelMatrix<signed char>& out, std::size_t band, const PixelBox& src, int width, int height)
+{
+    return readBand(*this, out, band, src, width, height);
+}
+
+bool Handle::read(PixelMatrix<unsigned char>& out, std::size_t band, const PixelBox& src, int width,
+                  int height)
+{
+    return readBand(*this, out, band, src, width, height);
+}
+
+bool Handle::read(PixelMatrix<short>& out, std::size_t band, const PixelBox& src, int width, int height)
+{
+    return readBand(*this, out, band, src, width, height);
+}
+
+bool Handle::read(PixelMatrix<unsigned short>& out, std::size_t band, const PixelBox& src, int width,
+                  int height)
+{
+    return readBand(*this, out, band, src, width, height);
+}
+
+bool Handle::read(PixelMatrix<int>& out, std::size_t band, const PixelBox& src, int width, int height)
+{
+    return readBand(*this, out, band, src, width, height);
+}
+
+bool Handle::read(PackedPixels& out, std::size_t band, const PixelBox& src, int width, int height)
+{
+    if (band == rgbBand || band == rgbaBand)
+        return readPacked(*this, out, /*withAlpha=*/band == rgbaBand, src, width, height);
+    return readBand(*this, out, band, src, width, height);
+}
+
+bool Handle::read(PixelMatrix<float>& out, std::size_t band, const PixelBox& src, int width, int height)
+{
+    return readBand(*this, out, band, src, width, height);
+}
+
+bool Handle::read(PixelMatrix<double>& out, std::size_t band, const PixelBox& src, int width, int height)
+{
+    return readBand(*this, out, band, src, width, height);
+}
+
+bool Handle::write(const PixelMatrix<signed char>& in, std::size_t band, const PixelBox& dst)
+{
+    return writeBand(*this, in, band, dst);
+}
+
+bool Handle::write(const PixelMatrix<unsigned char>& in, std::size_t band, const PixelBox& dst)
+{
+    return writeBand(*this, in, band, dst);
+}
+
+bool Handle::write(const PixelMatrix<short>& in, std::size_t band, const PixelBox& dst)
+{
+    return writeBand(*this, in, band, dst);
+}
+
+bool Handle::write(const PixelMatrix<unsigned short>& in, std::size_t band, const PixelBox& dst)
+{
+    return writeBand(*this, in, band, dst);
+}
+
+bool Handle::write(const PixelMatrix<int>& in, std::size_t band, const PixelBox& dst)
+{
+    return writeBand(*this, in, band, dst);
+}
+
+bool Handle::write(const PackedPixels& in, std::size_t band, const PixelBox& dst)
+{
+    if (band == rgbBand || band == rgbaBand)
+        return writePacked(*this, in, band == rgbaBand ? 4 : 3, dst);
+    return writeBand(*this, in, band, dst);
+}
+
+bool Handle::write(const PixelMatrix<float>& in, std::size_t band, const PixelBox& dst)
+{
+    return writeBand(*this, in, band, dst);
+}
+
+bool Handle::write(const PixelMatrix<double>& in, std::size_t band, const PixelBox& dst)
+{
+    return writeBand(*this, in, band, dst);
+}
+
+} // namespace vexel

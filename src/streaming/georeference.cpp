@@ -1,0 +1,42 @@
+#include "streaming/georeference.h"
+
+#include "workspace/arithmetic.h"
+
+#include <cmath>
+
+namespace vexel {
+
+using arithmetic::roundHalfAway;
+using arithmetic::wrapAdd;
+using arithmetic::wrapMul;
+
+Workspace workspaceOfGeotransform(const Geotransform& geotransform, int columns, int rows)
+{
+    const double dx = geotransform[1];
+    const double dy = geotransform[5];
+    const double left = dx < 0.0 ? geotransform[0] + columns * dx : geotransform[0];
+    const double bottom = dy < 0.0 ? geotransform[3] + rows * dy : geotransform[3];
+    const double top = bottom + rows * std::abs(dy);
+
+    const std::int64_t res = roundHalfAway(std::abs(dx) * 100000.0);
+    const std::int64_t resY = roundHalfAway(std::abs(dy) * 100000.0);
+    const std::int64_t minx = roundHalfAway(left * 100000.0);
+    const std::int64_t miny = roundHalfAway(top * -100000.0);
+    return Workspace(minx, miny, wrapAdd(minx, wrapMul(columns, res)), wrapAdd(miny, wrapMul(rows, resY)),
+                     res);
+}
+
+bool hasSuspiciousPixelShape(const Geotransform& geotransform)
+{
+    const double ratio = geotransform[1] / geotransform[5];
+    return ratio > 1.00001 || ratio > 0.9999900000999989;
+}
+
+Geotransform geotransformOfWorkspace(const Workspace& workspace)
+{
+    const auto res = static_cast<double>(workspace.res());
+    return {static_cast<double>(workspace.minx()) * 1e-5,  res * 1e-5, 0.0,
+            static_cast<double>(workspace.miny()) * -1e-5, 0.0,        res * -1e-5};
+}
+
+} // namespace vexel

@@ -1,0 +1,77 @@
+#include "streaming/writetargets.h"
+
+#include "companion/file.h"
+#include "utilities/tilenames.h"
+
+#include <QSet>
+
+#include <filesystem>
+
+namespace vexel {
+
+namespace {
+
+/// One text for all spellings of a path.
+QString identity(const QString& path)
+{
+    namespace fs = std::filesystem;
+    std::error_code error;
+    const fs::path canonical =
+        fs::weakly_canonical(fs::absolute(fs::u8path(path.toUtf8().toStdString()), error), error);
+    return error ? path : QString::fromStdString(canonical.u8string());
+}
+
+void addTarget(QSet<QString>& targets, const QString& path)
+{
+    targets.insert(identity(path));
+    targets.insert(identity(workingPath(path)));
+}
+
+} // namespace
+
+std::vector<TileFile> tileFilesOf(const QString& path)
+{
+    std::vector<TileFile> tiles;
+    const QStringList files =
+        file::find(file::dirname(path), "*" + file::extension(path), /*filesOnly=*/true);
+    for (const QString& candidate : files) {
+        TileFile tile{candidate, 0, 0};
+        QString base;
+        if (gdal::path2tile(candidate, base, tile.column, tile.row) && file::samepath(base, path))
+            tiles.push_back(tile);
+    }
+    return tiles;
+}
+
+QString workingPath(const QString& path)
+{
+    return path + "_tmp.tif";
+}
+
+QString tilePath(const QString& setPath, const Workspace& grid, std::uint64_t i)
+{
+    const PixelPoint& cell = grid.gtile(i);
+    return gdal::tile2path(setPath, cell.x() + 1, cell.y() + 1);
+}
+
+bool writingWouldDelete(const QStringList& files, const QString& path, GdalFileType ftype,
+                        const Workspace& extent, int tileWidth, int tileHeight)
+{
+    QSet<QString> targets;
+    if (ftype == GdalFileType::TileSet) {
+        for (const TileFile& tile : tileFilesOf(path))
+            addTarget(targets, tile.path);
+        Workspace grid = extent;
+        grid.createTiles(tileWidth, tileHeight);
+        for (std::uint64_t i = 0; i < grid.noTiles(); ++i)
+            addTarget(targets, tilePath(path, grid, i));
+    } else {
+        addTarget(targets, path);
+    }
+    for (const QString& file : files)
+        if (targets.contains(identity(file)))
+            return true;
+    return false;
+}
+
+} // namespace vexel

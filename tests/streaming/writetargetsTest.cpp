@@ -1,0 +1,95 @@
+#include "streaming/writetargets.h"
+
+#include "companion/file.h"
+#include "support/TempFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+using namespace vexel;
+
+namespace {
+
+std::string namesOf(const std::vector<TileFile>& tiles)
+{
+    std::string names;
+    for (const TileFile& tile : tiles)
+        names +=
+            (file::basename(tile.path) + QString("@%1,%2 ").arg(tile.column).arg(tile.row)).toStdString();
+    return names;
+}
+
+constexpr int tileSize = 100;
+
+bool deletes(const QString& file, const QString& path, GdalFileType ftype)
+{
+    return writingWouldDelete({file}, path, ftype, Workspace(0, 0, 250, 150, 1), tileSize, tileSize);
+}
+
+} // namespace
+
+TEST(TileFiles, AreThoseOfTheSetInNaturalOrder)
+{
+    const TempFolder folder;
+    for (const char* name :
+         {"o_10_1.tif", "o_2_1.tif", "o_1_1.tif", "o_1_10.tif", "o_1_9.tif", "o.tif", "o_0_1.tif",
+          "o_01_1.tif", "other_1_1.tif", "o_1_1.png", "o_1_1.tif_tmp.tif", "my_o_1_1.tif"})
+        ASSERT_TRUE(file::writeText(folder / name, "x"));
+    EXPECT_EQ(namesOf(tileFilesOf(folder / "o.tif")), "o_1_1@0,0 o_1_9@0,8 o_1_10@0,9 o_2_1@1,0 o_10_1@9,0 ");
+}
+
+TEST(TileFiles, OfAMissingFolderAreNone)
+{
+    const TempFolder folder;
+    EXPECT_TRUE(tileFilesOf(folder / "missing/o.tif").empty());
+}
+
+TEST(WritingPaths, FollowTheRasterAndTheGrid)
+{
+    EXPECT_EQ(workingPath("dir/o.tif").toStdString(), "dir/o.tif_tmp.tif");
+    Workspace grid(0, 0, 250, 150, 1);
+    grid.createTiles(100, 100);
+    EXPECT_EQ(tilePath("dir/o.tif", grid, 0).toStdString(), "dir/o_1_1.tif");
+    EXPECT_EQ(tilePath("dir/o.tif", grid, 5).toStdString(), "dir/o_3_2.tif");
+}
+
+TEST(WritingWouldDelete, TheSameFileHoweverItIsSpelt)
+{
+    const TempFolder folder;
+    ASSERT_TRUE(file::writeText(folder / "o.tif", "x"));
+    EXPECT_TRUE(deletes(folder / "o.tif", folder / "o.tif", GdalFileType::SingleFile));
+    EXPECT_TRUE(deletes(folder / "o.tif", folder / "./o.tif", GdalFileType::SingleFile));
+    EXPECT_TRUE(deletes(folder / "o.tif", folder / "sub/../o.tif", GdalFileType::SingleFile));
+    std::filesystem::create_symlink((folder / "o.tif").toStdString(), (folder / "link.tif").toStdString());
+    EXPECT_TRUE(deletes(folder / "link.tif", folder / "o.tif", GdalFileType::SingleFile));
+    EXPECT_TRUE(deletes(folder / "o.tif", folder / "link.tif", GdalFileType::SingleFile));
+    EXPECT_FALSE(deletes(folder / "o.tif", folder / "p.tif", GdalFileType::SingleFile));
+}
+
+TEST(WritingWouldDelete, TheWorkingFile)
+{
+    const TempFolder folder;
+    ASSERT_TRUE(file::writeText(folder / "o.tif_tmp.tif", "x"));
+    EXPECT_TRUE(deletes(folder / "o.tif_tmp.tif", folder / "o.tif", GdalFileType::SingleFile));
+    EXPECT_FALSE(deletes(folder / "o.tif_tmp.tif", folder / "p.tif", GdalFileType::SingleFile));
+}
+
+TEST(WritingWouldDelete, TilesOfAnEarlierSetAndThoseToCome)
+{
+    const TempFolder folder;
+    for (const char* name :
+         {"o_9_9.tif", "o_1_1.tif", "o_2_1.tif_tmp.tif", "o_9_9.tif_tmp.tif", "o.tif", "p_1_1.tif"})
+        ASSERT_TRUE(file::writeText(folder / name, "x"));
+    const QString set = folder / "o.tif";
+    EXPECT_TRUE(deletes(folder / "o_9_9.tif", set, GdalFileType::TileSet))
+        << "outside the new grid, but cleaned";
+    EXPECT_TRUE(deletes(folder / "o_9_9.tif_tmp.tif", set, GdalFileType::TileSet)) << "cleaned with its tile";
+    EXPECT_TRUE(deletes(folder / "o_1_1.tif", set, GdalFileType::TileSet));
+    EXPECT_TRUE(deletes(folder / "o_2_1.tif_tmp.tif", set, GdalFileType::TileSet))
+        << "working file of a new tile";
+    EXPECT_FALSE(deletes(folder / "o.tif", set, GdalFileType::TileSet))
+        << "a set does not touch the file of its name";
+    EXPECT_FALSE(deletes(folder / "p_1_1.tif", set, GdalFileType::TileSet));
+    EXPECT_FALSE(deletes(folder / "o_1_1.tif", set, GdalFileType::SingleFile));
+}
