@@ -4,6 +4,7 @@
 #include "../export.h"
 
 #include <cstddef>
+#include <functional>
 
 namespace vexel {
 
@@ -26,8 +27,30 @@ public:
 
     std::size_t concurrency() const { return m_concurrency; }
 
+    /// Told the share of the running step that is done, from 0 to 1, after each piece of its work; false asks
+    /// the step to stop.
+    using Progress = std::function<bool(double share)>;
+
+    /// Sets who is told; nobody by default. Called on the thread that runs the step, or one that works for
+    /// it, and never by two at once. What it throws leaves `do_step`.
+    void setProgress(Progress progress);
+
+    /// Gives up the job's result, finished or not: releases everything and removes what was made. The job
+    /// cannot be run any more. Does nothing for a job that makes nothing.
+    void discard();
+
+protected:
+    /// Reports the share of the running step that is done. False asks the step to stop: it should return
+    /// false.
+    bool reportProgress(double share) const;
+
+    /// Sets what `discard` does.
+    void onDiscard(std::function<void()> action);
+
 private:
     std::size_t m_concurrency;
+    Progress m_progress;
+    std::function<void()> m_discard;
 };
 
 } // namespace vexel

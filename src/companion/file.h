@@ -28,8 +28,8 @@ VEXEL_EXPORT QString dirname(const QString& path);
 /// counts), each as `dir` + "/" + name.
 ///
 /// @param filesOnly true leaves out all but regular files and links to them.
-/// @return the paths in natural order (runs of digits compare as numbers), the same on every file system; empty
-///         if there is no such folder. Entries whose name is not valid UTF-8 are left out.
+/// @return the paths in natural order (runs of digits compare as numbers), the same on every file system;
+///         none if there is no such folder. Entries whose name is not valid UTF-8 are left out.
 VEXEL_EXPORT QStringList find(const QString& dir, const QString& pattern, bool filesOnly);
 
 /// True when both paths name the same file, however they are spelt: relative or absolute, with "." or ".."
@@ -42,8 +42,8 @@ VEXEL_EXPORT bool exists(const QString& path);
 /// Makes the folder and those above it. True when it exists afterwards.
 VEXEL_EXPORT bool mkdir(const QString& path);
 
-/// Deletes the file (a link, not what it points to). False if there was none, for a folder, and if the system
-/// refuses.
+/// Deletes the file (a link, not what it points to). False if there was none, for a folder, and if the
+/// system refuses.
 VEXEL_EXPORT bool remove(const QString& path);
 
 /// Writes `text` as UTF-8, line ends as they are, replacing the file. False, with `errno` telling why, if it

@@ -44,7 +44,8 @@ public:
     LogSource(const LogSource&) = delete;
     LogSource& operator=(const LogSource&) = delete;
 
-    /// Replaces the sink; an empty function restores the default, which writes one line to standard error.
+    /// Replaces the sink; an empty function restores the default, which writes one line, in UTF-8, to
+    /// standard error: "level 7 [category]: text (file:line)", without the brackets for an empty category.
     ///
     /// Once it has returned, the former sink is not called any more. Calls of a sink never overlap, so it
     /// needs no lock of its own; it may log in turn. It must not wait for another thread that may be logging:
@@ -65,8 +66,8 @@ VEXEL_EXPORT LogSource& defaultLogSource();
 
 /// Collects one message and emits it, whole, when it is destroyed:
 /// @code
-/// log::LogStreamer(log::defaultLogSource(), log::level::error, "", log::FileAndLine("Part", 12)) << "size "
-/// << 3;
+/// const log::FileAndLine here("Part", 12);
+/// log::LogStreamer(log::defaultLogSource(), log::level::error, "", here) << "size " << 3;
 /// @endcode
 class VEXEL_EXPORT LogStreamer
 {

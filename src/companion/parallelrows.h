@@ -3,33 +3,54 @@
 
 #include <cstdint>
 #include <exception>
+#include <optional>
 
 namespace vexel {
 
-/// Calls `row(i)` for every i from 0 to `rows` - 1, spread over a thread team in equal runs.
+/// Calls `row(i, scratch)` for every i from 0 to `rows` - 1, spread over a thread team in equal runs. Each
+/// thread makes its own scratch once, by `makeScratch()`.
 ///
 /// An OpenMP loop must not let an exception out: the first one that a call throws is kept and rethrown here,
 /// on the calling thread, once the team is done. Small jobs stay on the calling thread.
 ///
 /// @param pixelsPerRow how much work a row is, to tell whether a team pays.
-template <class Row>
-void parallelRows(std::int64_t rows, std::int64_t pixelsPerRow, const Row& row)
+template <class MakeScratch, class Row>
+void parallelRows(std::int64_t rows, std::int64_t pixelsPerRow, const MakeScratch& makeScratch,
+                  const Row& row)
 {
     constexpr std::int64_t worthATeam = 1 << 14;
     const bool useTeam = pixelsPerRow > 0 && rows > worthATeam / pixelsPerRow;
     std::exception_ptr failure;
-#pragma omp parallel for schedule(static) if (useTeam)
-    for (std::int64_t i = 0; i < rows; ++i) {
+    const auto guarded = [&failure](const auto& action) {
         try {
-            row(i);
+            action();
         } catch (...) {
 #pragma omp critical(vexelParallelRowsFailure)
             if (!failure)
                 failure = std::current_exception();
         }
+    };
+#pragma omp parallel if (useTeam)
+    {
+        std::optional<decltype(makeScratch())> scratch;
+        guarded([&] { scratch.emplace(makeScratch()); });
+#pragma omp for schedule(static)
+        for (std::int64_t i = 0; i < rows; ++i)
+            if (scratch)
+                guarded([&] { row(i, *scratch); });
     }
     if (failure)
         std::rethrow_exception(failure);
+}
+
+/// The same for rows that need no scratch: calls `row(i)`.
+template <class Row>
+void parallelRows(std::int64_t rows, std::int64_t pixelsPerRow, const Row& row)
+{
+    struct Nothing
+    {};
+    parallelRows(
+        rows, pixelsPerRow, [] { return Nothing(); }, [&row](std::int64_t i, Nothing&) { row(i); });
 }
 
 } // namespace vexel

@@ -52,6 +52,22 @@ void markTransparentAsMissing(PixelMatrix<float>& data, const PixelMatrix<float>
     });
 }
 
+void markAsMissing(PixelMatrix<float>& data, float value)
+{
+    const bool isNaN = std::isnan(value);
+    parallelRows(data.rows(), data.cols(), [&](Eigen::Index row) {
+        float* pixels = data.data() + row * data.cols();
+        for (Eigen::Index x = 0; x < data.cols(); ++x)
+            if (pixels[x] == value || (isNaN && std::isnan(pixels[x])))
+                pixels[x] = noData;
+    });
+}
+
+double shareOf(std::size_t done, std::size_t all)
+{
+    return static_cast<double>(done) / static_cast<double>(all);
+}
+
 void makeOpaqueOrTransparent(PixelMatrix<float>& alphaBand)
 {
     alphaBand = alphaBand.unaryExpr([](float value) { return value > opaqueAbove ? 255.0f : 0.0f; });
@@ -59,11 +75,20 @@ void makeOpaqueOrTransparent(PixelMatrix<float>& alphaBand)
 
 } // namespace
 
+DownsamplerBase::DownsamplerBase() : Worker(1)
+{
+    onDiscard([this] {
+        output.discard();
+        input.close();
+    });
+}
+
 DownsamplerBase::DownsamplerBase(const QString& inputPath, const QString& outputPath, const QString& wkt,
                                  double resolution, ImageAlphaType alphaType, GdalFileType fileType,
                                  DownsamplingAlignment alignment)
-    : Worker(1), alpha(alphaType == ImageAlphaType::LastBand)
+    : DownsamplerBase()
 {
+    alpha = alphaType == ImageAlphaType::LastBand;
     if (!input.openRead(inputPath, fileType))
         throwUnableToOpen("input", inputPath);
 
@@ -82,14 +107,29 @@ DownsamplerBase::DownsamplerBase(const QString& inputPath, const QString& output
         throwUnableToOpen("output", outputPath);
 }
 
-DownsamplerBase::DownsamplerBase() : Worker(1) {}
-
 DownsamplerBase::~DownsamplerBase() = default;
 
 bool DownsamplerBase::do_init(std::size_t& steps)
 {
     steps = input.noTiles();
     return input.opened();
+}
+
+void DownsamplerBase::treatAsNoData(double value)
+{
+    m_missingValues.push_back(value);
+}
+
+bool DownsamplerBase::readInput(PixelMatrix<float>& out, std::size_t band, const PixelBox& box) const
+{
+    if (!input.opened())
+        return false;
+    const bool complete = input.read<float>(out, band, box, 1.0, /*fill=*/true, 0.0f);
+    const bool isAlphaBand = alpha && band == input.noBands();
+    if (!isAlphaBand)
+        for (const double value : m_missingValues)
+            markAsMissing(out, static_cast<float>(value));
+    return complete;
 }
 
 bool DownsamplerBase::do_step(std::size_t step)
@@ -99,27 +139,23 @@ bool DownsamplerBase::do_step(std::size_t step)
     const TileStep plan = planTileStep(input.itile(step), input.workspace().ibounds(), factor, border);
     const std::size_t noBands = input.noBands();
 
-    // Bands that cannot be read count as zeros, hence the fill and the ignored results.
-    const auto readBand = [&](PixelMatrix<float>& pixels, std::size_t band) {
-        if (input.opened())
-            input.read<float>(pixels, band, plan.readBox, 1.0, /*fill=*/true, 0.0f);
-    };
+    // Bands that cannot be read count as zeros: what reading them returns is ignored.
     PixelMatrix<float> alphaBand;
     PixelMatrix<float> data;
     if (alpha)
-        readBand(alphaBand, noBands);
+        readInput(alphaBand, noBands, plan.readBox);
     for (std::size_t band = 1; band <= noBands; ++band) {
         const bool isAlphaBand = alpha && band == noBands;
         if (isAlphaBand)
             data.swap(alphaBand);
         else
-            readBand(data, band);
+            readInput(data, band, plan.readBox);
         if (alpha && !isAlphaBand)
             markTransparentAsMissing(data, alphaBand);
         PixelMatrix<float> result = reduceBlocks(plan, data);
         if (isAlphaBand)
             makeOpaqueOrTransparent(result);
-        if (!writeResult(band, plan, result))
+        if (!writeResult(band, plan, result) || !reportProgress(shareOf(band, noBands)))
             return false;
     }
     return true;
@@ -146,9 +182,10 @@ bool DownsamplerBase::writeResult(std::size_t band, const TileStep& plan, const 
 {
     if (output.opened() && output.write(result, band, plan.outBox))
         return true;
+    const QString reason = errnoText();
     log::LogStreamer(log::defaultLogSource(), log::level::error, QString(),
                      log::FileAndLine("DownsamplerBase", 199))
-        << "Unable to write tile to '" << output.path() << "': " << errnoText();
+        << "Unable to write tile to '" << output.path() << "': " << reason;
     return false;
 }
 

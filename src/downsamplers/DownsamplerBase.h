@@ -11,6 +11,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 namespace vexel {
 
@@ -29,6 +30,11 @@ class VEXEL_EXPORT DownsamplerBase : public Worker
 {
 public:
     ~DownsamplerBase() override;
+
+    /// Makes input pixels of this value no-data, as if the raster held -10000 there; NaN is a value like any
+    /// other. May be called for several values, before the first step. Alpha bands are left alone, and the
+    /// warp strategy knows one value, the last. Without such a call only values below -9999.999 are no-data.
+    void treatAsNoData(double value);
 
 protected:
     /// The pixels of one block, in place in the band that was read: rows, columns and a row stride.
@@ -56,6 +62,14 @@ protected:
     int border = 0;      ///< input pixels added to a block on every side; set by subclasses
     bool alpha = false;  ///< the input's last band is alpha
 
+    /// Reads one band of a box of the input as it is to be downsampled: 0 where no file covers the box, and
+    /// -10000 for values that are to be treated as no-data. False if it cannot be read, or the input is not
+    /// open.
+    bool readInput(PixelMatrix<float>& out, std::size_t band, const PixelBox& box) const;
+
+    /// What `treatAsNoData` was called with, in order.
+    const std::vector<double>& missingValues() const { return m_missingValues; }
+
 private:
     /// Sets `steps` to the number of the input's tiles; false if the input is not open.
     bool do_init(std::size_t& steps) override;
@@ -74,6 +88,8 @@ protected:
 private:
     PixelMatrix<float> reduceBlocks(const TileStep& plan, PixelMatrix<float>& data) const;
     bool writeResult(std::size_t band, const TileStep& plan, const PixelMatrix<float>& result);
+
+    std::vector<double> m_missingValues;
 };
 
 } // namespace vexel

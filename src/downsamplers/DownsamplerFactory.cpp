@@ -1,8 +1,10 @@
 #include "downsamplers/DownsamplerFactory.h"
 
 #include "downsamplers/DownsamplerAverage.h"
+#include "downsamplers/DownsamplerGauss.h"
 #include "downsamplers/DownsamplerOp.h"
 #include "downsamplers/DownsamplerPercentile.h"
+#include "downsamplers/DownsamplerWarp.h"
 
 #include <algorithm>
 #include <functional>
@@ -23,6 +25,10 @@ std::shared_ptr<DownsamplerBase> createDownsampler(DownsamplingStrategy strategy
                                                    GdalFileType fileType)
 {
     switch (strategy) {
+    case DownsamplingStrategy::Gauss:
+    case DownsamplingStrategy::GaussAlias:
+        return std::make_shared<DownsamplerGauss>(inputPath, outputPath, wkt, resolution, alphaType,
+                                                  fileType);
     case DownsamplingStrategy::Average:
         return std::make_shared<DownsamplerAverage>(inputPath, outputPath, wkt, resolution, alphaType,
                                                     fileType);
@@ -38,10 +44,8 @@ std::shared_ptr<DownsamplerBase> createDownsampler(DownsamplingStrategy strategy
     case DownsamplingStrategy::Max:
         return std::make_shared<DownsamplerOp<Choice>>(inputPath, outputPath, wkt, resolution, alphaType,
                                                        fileType, ChoiceFunction(std::max<float>));
-    case DownsamplingStrategy::Gauss:
-    case DownsamplingStrategy::GaussAlias:
     case DownsamplingStrategy::Warp:
-        throw std::logic_error("DownsamplingStrategy not available in this version");
+        return std::make_shared<DownsamplerWarp>(inputPath, outputPath, wkt, resolution, alphaType);
     }
     throw std::logic_error("Undefined value for DownsamplingStrategy");
 }

@@ -32,6 +32,9 @@ namespace vexel::DownsamplerFactory {
 ///                            before anything is deleted, if the output would overwrite the input, has no
 ///                            pixels, or would be finer than half the input's resolution.
 ///
+/// The warp strategy opens nothing here and takes any `fileType`; it reads and writes single files, and
+/// ignores `wkt`.
+///
 /// Safe to call from any thread; takes the GDAL lock while it opens files.
 VEXEL_EXPORT std::shared_ptr<DownsamplerBase>
 createDownsampler(DownsamplingStrategy strategy, const QString& inputPath, const QString& outputPath,

@@ -13,16 +13,6 @@ using arithmetic::truncate;
 
 namespace {
 
-PixelBox grownWithin(const PixelBox& box, std::int64_t margin, const PixelBox& bounds)
-{
-    return {PixelPoint(
-                saturate32(std::max<std::int64_t>(box.min_corner().x() - margin, bounds.min_corner().x())),
-                saturate32(std::max<std::int64_t>(box.min_corner().y() - margin, bounds.min_corner().y()))),
-            PixelPoint(
-                saturate32(std::min<std::int64_t>(box.max_corner().x() + margin, bounds.max_corner().x())),
-                saturate32(std::min<std::int64_t>(box.max_corner().y() + margin, bounds.max_corner().y())))};
-}
-
 PixelBox outputBoxOf(const PixelBox& tile, double factor)
 {
     const auto scaled = [factor](int pixel) { return saturate32(truncate(pixel / factor)); };
@@ -42,6 +32,16 @@ std::int64_t resultLength(int tileMin, int tileMax, int outMin, int outMax, doub
 }
 
 } // namespace
+
+PixelBox grownWithin(const PixelBox& box, std::int64_t margin, const PixelBox& bounds)
+{
+    return {PixelPoint(
+                saturate32(std::max<std::int64_t>(box.min_corner().x() - margin, bounds.min_corner().x())),
+                saturate32(std::max<std::int64_t>(box.min_corner().y() - margin, bounds.min_corner().y()))),
+            PixelPoint(
+                saturate32(std::min<std::int64_t>(box.max_corner().x() + margin, bounds.max_corner().x())),
+                saturate32(std::min<std::int64_t>(box.max_corner().y() + margin, bounds.max_corner().y())))};
+}
 
 TileStep planTileStep(const PixelBox& tile, const PixelBox& bounds, double factor, int border)
 {

@@ -31,6 +31,9 @@ struct TileStep
 /// @param border input pixels added to a block on every side.
 TileStep planTileStep(const PixelBox& tile, const PixelBox& bounds, double factor, int border);
 
+/// The box grown by `margin` on every side, cut at the bounds.
+PixelBox grownWithin(const PixelBox& box, std::int64_t margin, const PixelBox& bounds);
+
 /// First row or column of block `index` without its border, in what is read. Each is truncated by itself, so
 /// with a fractional factor blocks may overlap by a pixel or leave one out.
 std::int64_t blockStart(std::int64_t index, double factor, int offset);

@@ -225,6 +225,14 @@ bool GDALStreamer::close()
     return true;
 }
 
+void GDALStreamer::discard()
+{
+    const GDALMutex lock;
+    for (const Handle& file : m_files)
+        file->discard();
+    m_files.clear();
+}
+
 bool GDALStreamer::close(std::uint64_t i)
 {
     const GDALMutex lock;

@@ -92,6 +92,11 @@ public:
     /// true.
     bool close();
 
+    /// Lets all files go without completing them, and removes what writing this set has made: working files,
+    /// and files that were completed one by one. A set that was opened for reading or update is only closed.
+    /// Otherwise as `close()`.
+    void discard();
+
     /// Completes or releases file `i`, which stays in the set. False if there is no such file.
     bool close(std::uint64_t i);
 
@@ -284,6 +289,10 @@ struct VEXEL_EXPORT GDALStreamer::gdal_t
     /// logged as an error.
     bool close();
 
+    /// Releases everything without completing a written file, and removes what writing it has made, the
+    /// completed file included. A file that is read or updated is only released.
+    void discard();
+
     /// True when the box lies inside the file.
     bool valid(const PixelBox& box) const;
     /// Size in pixels.
@@ -339,6 +348,8 @@ struct VEXEL_EXPORT GDALStreamer::gdal_t
     std::int32_t jpegQuality = 95;      ///< for the JPEG driver
 
 private:
+    bool m_finalised = false; // since it was opened for writing
+
     bool isImageFormat() const;
     void setPaths(const QString& file, const QString& workingFile);
     bool createWorkingDataset();

@@ -192,6 +192,7 @@ bool GDALStreamer::gdal_t::openRead(const QString& file, bool readOnly)
     noBands = 0;
     dtype = DataType::Unknown;
     mode = readOnly ? ReadOnly : Update;
+    m_finalised = false;
 
     dataset = openDataset(path, readOnly ? GA_ReadOnly : GA_Update).release();
     if (!dataset || dataset->GetRasterCount() < 1) {
@@ -224,6 +225,7 @@ bool GDALStreamer::gdal_t::openWrite(const QString& file, std::size_t bands, Dat
     noBands = type == DataType::RGB ? 3 : type == DataType::RGBA ? 4 : bands;
     dtype = type;
     mode = WritePending;
+    m_finalised = false;
     workspace = ws;
 
     const QString folder = file::dirname(path);
@@ -292,14 +294,32 @@ bool GDALStreamer::gdal_t::detach()
 bool GDALStreamer::gdal_t::close()
 {
     try {
-        if (mode == Written)
+        if (mode == Written) {
+            m_finalised = true;
             isImageFormat() ? finaliseImage() : finaliseGeoTiff();
+        }
     } catch (...) {
         // Called by the destructor too. A target that could not be completed is found missing.
     }
     releaseDataset();
     mode = Closed;
     return true;
+}
+
+void GDALStreamer::gdal_t::discard()
+{
+    releaseDataset();
+    if (mode == Written && !isImageFormat())
+        file::remove(tmppath);
+    if (m_finalised) {
+        file::remove(path);
+        if (!isImageFormat()) {
+            file::remove(tfwpath);
+            file::remove(prjpath);
+        }
+    }
+    m_finalised = false;
+    mode = Closed;
 }
 
 void GDALStreamer::gdal_t::finaliseImage()

@@ -1,0 +1,94 @@
+#ifndef VEXEL_COMPANION_JOBRUNNER_H
+#define VEXEL_COMPANION_JOBRUNNER_H
+
+#include "../export.h"
+
+#include <QString>
+
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+namespace vexel {
+
+class Worker;
+
+/// Runs a stepwise job on the calling thread, tells how far it is, and stops it when asked.
+///
+/// @code
+/// JobRunner runner;
+/// runner.setProgress([](const JobRunner::Progress& p) { std::cout << 100 * p.share << " %\r"; });
+/// if (runner.run(*job).outcome == JobRunner::Outcome::Finished)
+///     …
+/// @endcode
+class VEXEL_EXPORT JobRunner
+{
+public:
+    /// How a job ended.
+    enum class Outcome : std::int32_t
+    {
+        Finished = 0,      ///< every step succeeded
+        Cancelled = 1,     ///< `stop` was called before the end
+        CouldNotStart = 2, ///< `do_init` said so; no step was run
+        Failed = 3         ///< a step failed, or threw
+    };
+
+    /// How far a job is.
+    struct Progress
+    {
+        std::size_t stepsDone; ///< completed steps
+        std::size_t steps;     ///< of how many
+        double share;          ///< of the whole job that is done, from 0 to 1, the running step included
+        std::chrono::duration<double> elapsed;   ///< since the first step began
+        std::chrono::duration<double> remaining; ///< estimated from both; 0 before anything is done
+    };
+
+    struct Result
+    {
+        Outcome outcome;
+        std::vector<std::size_t> failedSteps; ///< indices, ascending
+        QString exceptionText; ///< what the exception that ended the job says; empty if there was none
+    };
+
+    JobRunner();
+    ~JobRunner();
+    JobRunner(const JobRunner&) = delete;
+    JobRunner& operator=(const JobRunner&) = delete;
+
+    /// Sets who is told the progress, after each step and each piece of one; nobody by default. Called on the
+    /// thread that runs the job or one that works for it, never by two at once. What it throws ends the job
+    /// as a step's own exception does.
+    void setProgress(std::function<void(const Progress&)> progress);
+
+    /// What is done with the result of a job that was cancelled or failed. By default it is discarded
+    /// (`Worker::discard`) and the first failed step ends the job. When it is kept, the steps after a failed
+    /// one are run too.
+    enum class Incomplete : std::int32_t
+    {
+        Discard = 0,
+        Keep = 1
+    };
+    void setIncomplete(Incomplete incomplete);
+
+    /// Asks the running job to stop, or the next one to not begin; it ends after the piece of work that it is
+    /// at. May be called from any thread and from a signal handler. Holds for one run.
+    void stop() noexcept;
+
+    /// Runs the job: `do_init` once, then the steps in order. Lets no exception of the job out. Takes over
+    /// the job's own progress callback for the time of the run.
+    Result run(Worker& job);
+
+private:
+    class Run;
+
+    std::function<void(const Progress&)> m_progress;
+    Incomplete m_incomplete = Incomplete::Discard;
+    std::atomic<bool> m_stop{false};
+};
+
+} // namespace vexel
+
+#endif

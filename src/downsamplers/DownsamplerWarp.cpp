@@ -1,0 +1,151 @@
+#include "downsamplers/DownsamplerWarp.h"
+
+#include "companion/CommandOptions.h"
+#include "companion/file.h"
+#include "companion/gdaldrivers.h"
+#include "companion/log.h"
+
+#include <gdal_priv.h>
+#include <gdal_utils.h>
+
+#include <cmath>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <utility>
+
+namespace vexel {
+
+namespace {
+
+constexpr double noData = -10000.0;
+
+struct CloseDataset
+{
+    void operator()(GDALDataset* dataset) const { GDALClose(dataset); }
+};
+using Dataset = std::unique_ptr<GDALDataset, CloseDataset>;
+
+struct FreeWarpOptions
+{
+    void operator()(GDALWarpAppOptions* options) const { GDALWarpAppOptionsFree(options); }
+};
+using WarpOptions = std::unique_ptr<GDALWarpAppOptions, FreeWarpOptions>;
+
+/// Hands GDAL's progress on. GDAL calls it from its own threads too, and must not see an exception.
+class WarpProgress
+{
+public:
+    explicit WarpProgress(std::function<bool(double)> report) : m_report(std::move(report)) {}
+
+    static int CPL_STDCALL callback(double share, const char*, void* self)
+    {
+        return static_cast<WarpProgress*>(self)->report(share) ? TRUE : FALSE;
+    }
+
+    bool stopped() const { return m_stopped; }
+
+    void rethrow() const
+    {
+        if (m_failure)
+            std::rethrow_exception(m_failure);
+    }
+
+private:
+    bool report(double share)
+    {
+        const std::lock_guard<std::mutex> oneAtATime(m_mutex);
+        try {
+            m_stopped = m_stopped || !m_report(share);
+        } catch (...) {
+            m_stopped = true;
+            m_failure = std::current_exception();
+        }
+        return !m_stopped;
+    }
+
+    std::function<bool(double)> m_report;
+    std::mutex m_mutex;
+    bool m_stopped = false;
+    std::exception_ptr m_failure;
+};
+
+/// Runs GDAL's warp utility. False if GDAL does not accept the arguments or was asked to stop.
+bool warp(const QString& inputPath, const QString& outputPath, const QStringList& arguments,
+          WarpProgress& progress)
+{
+    gdal::registerDrivers();
+    gdal::CommandOptions list;
+    for (const QString& argument : arguments)
+        list << argument;
+    const Dataset source(GDALDataset::FromHandle(
+        GDALOpenEx(inputPath.toUtf8().constData(), GDAL_OF_RASTER, nullptr, nullptr, nullptr)));
+    const WarpOptions options(GDALWarpAppOptionsNew(list.options(), nullptr));
+    // Without options GDAL would copy the raster as it is, and report no error.
+    int usageError = options ? 0 : 1;
+    Dataset result;
+    if (options) {
+        GDALWarpAppOptionsSetProgress(options.get(), &WarpProgress::callback, &progress);
+        GDALDatasetH sourceHandle = GDALDataset::ToHandle(source.get());
+        result.reset(GDALDataset::FromHandle(GDALWarp(outputPath.toUtf8().constData(), nullptr, 1,
+                                                      &sourceHandle, options.get(), &usageError)));
+    }
+    if (!result && !progress.stopped())
+        log::LogStreamer(log::defaultLogSource(), log::level::error, QString(),
+                         log::FileAndLine("DownsamplerWarp", __LINE__))
+            << "Error code from GDAL: " << usageError;
+    // A missing result alone does not count as a failure, only what GDAL says of the arguments does.
+    return usageError == 0 && !progress.stopped();
+}
+
+} // namespace
+
+DownsamplerWarp::DownsamplerWarp(const QString& inputPath, const QString& outputPath, const QString&,
+                                 double resolution, ImageAlphaType)
+    : m_inputPath(inputPath), m_outputPath(outputPath), m_resolution(resolution)
+{
+    onDiscard([this] {
+        if (m_outputTouched)
+            file::remove(m_outputPath);
+    });
+}
+
+QStringList DownsamplerWarp::arguments(double resolution, double noDataValue)
+{
+    const QString pixelSize = QString::number(resolution, 'g', 6);
+    const bool isDefault = noDataValue == noData;
+    const QString sourceNoData = QString::number(noDataValue, 'g', isDefault ? 6 : 17);
+    return {"-q",      "-multi",  "-overwrite", "-r",         "cubicspline", "-tr",
+            pixelSize, pixelSize, "-srcnodata", sourceNoData, "-dstnodata",  QString::number(noData, 'g', 6)};
+}
+
+bool DownsamplerWarp::do_init(std::size_t& steps)
+{
+    steps = 1;
+    return true;
+}
+
+bool DownsamplerWarp::isPossible() const
+{
+    return std::isfinite(m_resolution) && m_resolution > 0.0 && !file::samepath(m_inputPath, m_outputPath);
+}
+
+bool DownsamplerWarp::do_step(std::size_t)
+{
+    if (!isPossible())
+        return false;
+    m_outputTouched = true;
+    WarpProgress progress([this](double share) { return reportProgress(share); });
+    const double sourceNoData = missingValues().empty() ? noData : missingValues().back();
+    const bool accepted = warp(m_inputPath, m_outputPath, arguments(m_resolution, sourceNoData), progress);
+    progress.rethrow();
+    return accepted;
+}
+
+float DownsamplerWarp::representativeValue(const Block&) const
+{
+    return 0.0f;
+}
+
+} // namespace vexel

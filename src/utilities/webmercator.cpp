@@ -1,0 +1,80 @@
+#include "utilities/webmercator.h"
+
+#include "companion/CommandOptions.h"
+#include "companion/file.h"
+#include "companion/gdaldrivers.h"
+#include "streaming/GDALMutex.h"
+#include "utilities/webmercatorarguments.h"
+
+#include <gdal_priv.h>
+#include <gdal_utils.h>
+
+#include <memory>
+
+namespace vexel::gdal {
+
+namespace {
+
+constexpr const char* webMercator = "+proj=merc +a=6378137 +b=6378137 +lat_ts=0.0 +lon_0=0.0 +x_0=0.0 +y_0=0 "
+                                    "+k=1.0 +units=m +nadgrids=@null +no_defs";
+
+struct CloseDataset
+{
+    void operator()(GDALDatasetH dataset) const { GDALClose(dataset); }
+};
+using Dataset = std::unique_ptr<void, CloseDataset>;
+
+struct FreeWarpOptions
+{
+    void operator()(GDALWarpAppOptions* options) const { GDALWarpAppOptionsFree(options); }
+};
+using WarpOptions = std::unique_ptr<GDALWarpAppOptions, FreeWarpOptions>;
+
+/// Warps with the options of GDAL's utility. False only if they are refused: a warp that fails for another
+/// reason, a missing input for one, counts as accepted.
+bool warpAccepted(const QString& input, const QString& output, const CommandOptions& arguments)
+{
+    registerDrivers();
+    const Dataset source(GDALOpen(input.toUtf8().constData(), GA_ReadOnly));
+    const WarpOptions options(GDALWarpAppOptionsNew(arguments.options(), nullptr));
+    // Without options GDAL would copy the raster as it is, and report no error.
+    if (!options)
+        return false;
+    int usageError = 0;
+    GDALDatasetH sources[] = {source.get()};
+    const Dataset result(
+        GDALWarp(output.toUtf8().constData(), nullptr, 1, sources, options.get(), &usageError));
+    return usageError == 0;
+}
+
+} // namespace
+
+void appendWebMercatorArguments(CommandOptions& arguments, const QString& sourceSrsFile,
+                                const QString& targetSrsFile)
+{
+    arguments << "-q"
+              << "-multi"
+              << "-overwrite"
+              << "-s_srs" << sourceSrsFile << "-t_srs" << targetSrsFile;
+}
+
+bool warpToGoogle(const QString& input, const QString& output, const QString& sourceSrs)
+{
+    const GDALMutex lock;
+    const QString sourceSrsFile = file::basepath(output) + "_src.prj";
+    const QString targetSrsFile = file::basepath(output) + "_dst.prj";
+    // Not looked at: GDAL refuses a reference file that is missing or makes no sense.
+    file::writeText(sourceSrsFile, sourceSrs);
+    file::writeText(targetSrsFile, webMercator);
+    bool accepted = false;
+    try {
+        CommandOptions arguments;
+        appendWebMercatorArguments(arguments, sourceSrsFile, targetSrsFile);
+        accepted = warpAccepted(input, output, arguments);
+    } catch (...) {
+        return false;
+    }
+    return file::remove(sourceSrsFile) && file::remove(targetSrsFile) && accepted;
+}
+
+} // namespace vexel::gdal
