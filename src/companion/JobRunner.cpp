@@ -2,10 +2,36 @@
 
 #include "companion/Worker.h"
 
+#include <algorithm>
 #include <exception>
+#include <optional>
 #include <utility>
 
 namespace vexel {
+
+namespace {
+
+/// What an action of the job threw, as text; none if it came to its end.
+template <class Action>
+std::optional<QString> textThrownBy(const Action& action)
+{
+    try {
+        action();
+        return std::nullopt;
+    } catch (const std::exception& exception) {
+        return QString::fromUtf8(exception.what());
+    } catch (...) {
+        return QString("unknown exception");
+    }
+}
+
+/// A share as a step told it, which may be any number.
+double fromZeroToOne(double share)
+{
+    return share > 0.0 ? std::min(share, 1.0) : 0.0; // 0 for NaN
+}
+
+} // namespace
 
 /// One run of one job.
 class JobRunner::Run
@@ -13,25 +39,22 @@ class JobRunner::Run
 public:
     Run(JobRunner& runner, Worker& job) : m_runner(runner), m_job(job)
     {
-        job.setProgress([this](double share) {
-            report(m_step, share);
+        m_jobsOwnProgress = job.setProgress([this](double share) {
+            if (m_started)
+                report(m_step, fromZeroToOne(share));
             return !stopAsked();
         });
     }
-    ~Run() { m_job.setProgress({}); }
+    ~Run() { m_job.setProgress(std::move(m_jobsOwnProgress)); }
     Run(const Run&) = delete;
     Run& operator=(const Run&) = delete;
 
     Result result()
     {
         Result result{Outcome::Finished, {}, {}};
-        try {
-            result.outcome = runSteps(result.failedSteps);
-        } catch (const std::exception& exception) {
-            fail(result, QString::fromUtf8(exception.what()));
-        } catch (...) {
-            fail(result, QString("unknown exception"));
-        }
+        const auto thrown = textThrownBy([&] { result.outcome = runSteps(result.failedSteps); });
+        if (thrown)
+            fail(result, *thrown);
         return result;
     }
 
@@ -40,6 +63,8 @@ private:
 
     Outcome runSteps(std::vector<std::size_t>& failedSteps)
     {
+        if (stopAsked())
+            return Outcome::Cancelled;
         if (!m_job.do_init(m_steps))
             return Outcome::CouldNotStart;
         m_start = Clock::now();
@@ -63,20 +88,24 @@ private:
     {
         result.outcome = Outcome::Failed;
         result.exceptionText = text;
-        if (m_started)
-            result.failedSteps.push_back(m_step);
+        // A step may be among them already: what threw may have been the report about its failure.
+        std::vector<std::size_t>& failed = result.failedSteps;
+        if (m_started && (failed.empty() || failed.back() != m_step))
+            failed.push_back(m_step);
     }
 
     bool stopAsked() const { return m_runner.m_stop.load(); }
 
-    void report(std::size_t stepsDone, double shareOfNext) const
+    void report(std::size_t stepsDone, double shareOfNext)
     {
         if (!m_runner.m_progress)
             return;
+        const double share = (static_cast<double>(stepsDone) + shareOfNext) / static_cast<double>(m_steps);
+        m_share = std::max(m_share, share);
         Progress progress{};
         progress.stepsDone = stepsDone;
         progress.steps = m_steps;
-        progress.share = (static_cast<double>(stepsDone) + shareOfNext) / static_cast<double>(m_steps);
+        progress.share = m_share;
         progress.elapsed = Clock::now() - m_start;
         if (progress.share > 0.0)
             progress.remaining = progress.elapsed * ((1.0 - progress.share) / progress.share);
@@ -85,8 +114,10 @@ private:
 
     JobRunner& m_runner;
     Worker& m_job;
+    Worker::Progress m_jobsOwnProgress;
     std::size_t m_steps = 0;
     std::size_t m_step = 0;
+    double m_share = 0.0; // told so far
     bool m_started = false;
     Clock::time_point m_start;
 };
@@ -112,9 +143,12 @@ void JobRunner::stop() noexcept
 
 JobRunner::Result JobRunner::run(Worker& job)
 {
-    const Result result = Run(*this, job).result();
-    if (result.outcome != Outcome::Finished && m_incomplete == Incomplete::Discard)
-        job.discard();
+    Result result = Run(*this, job).result();
+    if (result.outcome != Outcome::Finished && m_incomplete == Incomplete::Discard) {
+        const auto thrown = textThrownBy([&job] { job.discard(); });
+        if (thrown && result.exceptionText.isEmpty())
+            result.exceptionText = *thrown;
+    }
     m_stop.store(false);
     return result;
 }

@@ -41,7 +41,7 @@ public:
     {
         std::size_t stepsDone; ///< completed steps
         std::size_t steps;     ///< of how many
-        double share;          ///< of the whole job that is done, from 0 to 1, the running step included
+        double share; ///< of the whole job that is done, from 0 to 1, the running step included; never falls
         std::chrono::duration<double> elapsed;   ///< since the first step began
         std::chrono::duration<double> remaining; ///< estimated from both; 0 before anything is done
     };
@@ -50,7 +50,8 @@ public:
     {
         Outcome outcome;
         std::vector<std::size_t> failedSteps; ///< indices, ascending
-        QString exceptionText; ///< what the exception that ended the job says; empty if there was none
+        QString exceptionText; ///< what the exception that ended the job says, or else one that came of
+                               ///< discarding it; empty if there was none
     };
 
     JobRunner();
@@ -73,12 +74,13 @@ public:
     };
     void setIncomplete(Incomplete incomplete);
 
-    /// Asks the running job to stop, or the next one to not begin; it ends after the piece of work that it is
-    /// at. May be called from any thread and from a signal handler. Holds for one run.
+    /// Asks the running job to stop, or the next one to not begin (its `do_init` is not called either); it
+    /// ends after the piece of work that it is at. May be called from any thread and from a signal handler.
+    /// Holds for one run.
     void stop() noexcept;
 
-    /// Runs the job: `do_init` once, then the steps in order. Lets no exception of the job out. Takes over
-    /// the job's own progress callback for the time of the run.
+    /// Runs the job: `do_init` once, then the steps in order. Lets no exception of the job out. The job's own
+    /// progress callback is not called during the run, and is set again after it.
     Result run(Worker& job);
 
 private:

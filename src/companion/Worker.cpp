@@ -8,9 +8,9 @@ Worker::Worker(std::size_t concurrency) : m_concurrency(concurrency) {}
 
 Worker::~Worker() = default;
 
-void Worker::setProgress(Progress progress)
+Worker::Progress Worker::setProgress(Progress progress)
 {
-    m_progress = std::move(progress);
+    return std::exchange(m_progress, std::move(progress));
 }
 
 void Worker::discard()

@@ -32,8 +32,8 @@ public:
     using Progress = std::function<bool(double share)>;
 
     /// Sets who is told; nobody by default. Called on the thread that runs the step, or one that works for
-    /// it, and never by two at once. What it throws leaves `do_step`.
-    void setProgress(Progress progress);
+    /// it, and never by two at once. What it throws leaves `do_step`. Returns who was told before.
+    Progress setProgress(Progress progress);
 
     /// Gives up the job's result, finished or not: releases everything and removes what was made. The job
     /// cannot be run any more. Does nothing for a job that makes nothing.

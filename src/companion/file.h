@@ -42,8 +42,8 @@ VEXEL_EXPORT bool exists(const QString& path);
 /// Makes the folder and those above it. True when it exists afterwards.
 VEXEL_EXPORT bool mkdir(const QString& path);
 
-/// Deletes the file (a link, not what it points to). False if there was none, for a folder, and if the
-/// system refuses.
+/// Deletes the file (a link, not what it points to). False if there was none, for a folder, and if the system
+/// refuses.
 VEXEL_EXPORT bool remove(const QString& path);
 
 /// Writes `text` as UTF-8, line ends as they are, replacing the file. False, with `errno` telling why, if it

@@ -24,9 +24,9 @@ namespace vexel {
 /// @param n     order of the recursion: 2, 3 or 4.
 /// @throws std::invalid_argument for another order, and std::bad_alloc if there is no memory for the scratch.
 ///
-/// A pixel that is NaN or infinite spoils the row and column that it stands in, and these the rest. Costs the
-/// same for every sigma; spread over OpenMP's threads, each with a scratch of 16 rows or columns twice over.
-/// Takes no lock.
+/// A pixel that is NaN or infinite spoils the row and column that it stands in, and these the rest; values
+/// too small for a normal float count as 0 where the processor can do so. Costs the same for every sigma;
+/// spread over OpenMP's threads, each with a scratch of 16 rows or columns twice over. Takes no lock.
 VEXEL_EXPORT void gauss_iir2d(PixelMatrix<float>& m, float sigma, int n);
 
 } // namespace vexel

@@ -18,19 +18,16 @@ namespace vexel::DownsamplerFactory {
 ///
 /// @param inputPath  a raster file, or the path that a set of tile files is named from.
 /// @param outputPath the raster to create, replacing an earlier one; a set of tiles of 5000 by 5000 pixels,
-/// or one
-///                   file.
+///                   or one file.
 /// @param wkt        the output's spatial reference as WKT; empty for none.
 /// @param resolution edge of an output pixel in map units; at least half the input's.
 /// @param alphaType  whether the input's last band is alpha.
 /// @param fileType   how the input lies on disk and the output is written.
 /// @throws std::logic_error   "Undefined value for DownsamplingStrategy" for a value that is none; nothing
-/// has been
-///                            opened.
+///                            has been opened.
 /// @throws std::runtime_error "Unable to open input file '…'" or "Unable to open output file '…'"; the latter
-/// also,
-///                            before anything is deleted, if the output would overwrite the input, has no
-///                            pixels, or would be finer than half the input's resolution.
+///                            also, before anything is deleted, if the output would overwrite the input, has
+///                            no pixels, or would be finer than half the input's resolution.
 ///
 /// The warp strategy opens nothing here and takes any `fileType`; it reads and writes single files, and
 /// ignores `wkt`.

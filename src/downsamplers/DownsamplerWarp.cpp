@@ -72,8 +72,10 @@ private:
 };
 
 /// Runs GDAL's warp utility. False if GDAL does not accept the arguments or was asked to stop.
+///
+/// @param outputTouched set when GDAL gets as far as to replace the output.
 bool warp(const QString& inputPath, const QString& outputPath, const QStringList& arguments,
-          WarpProgress& progress)
+          WarpProgress& progress, bool& outputTouched)
 {
     gdal::registerDrivers();
     gdal::CommandOptions list;
@@ -86,6 +88,7 @@ bool warp(const QString& inputPath, const QString& outputPath, const QStringList
     int usageError = options ? 0 : 1;
     Dataset result;
     if (options) {
+        outputTouched = outputTouched || source;
         GDALWarpAppOptionsSetProgress(options.get(), &WarpProgress::callback, &progress);
         GDALDatasetH sourceHandle = GDALDataset::ToHandle(source.get());
         result.reset(GDALDataset::FromHandle(GDALWarp(outputPath.toUtf8().constData(), nullptr, 1,
@@ -106,7 +109,7 @@ DownsamplerWarp::DownsamplerWarp(const QString& inputPath, const QString& output
     : m_inputPath(inputPath), m_outputPath(outputPath), m_resolution(resolution)
 {
     onDiscard([this] {
-        if (m_outputTouched)
+        if (std::exchange(m_outputTouched, false))
             file::remove(m_outputPath);
     });
 }
@@ -135,10 +138,10 @@ bool DownsamplerWarp::do_step(std::size_t)
 {
     if (!isPossible())
         return false;
-    m_outputTouched = true;
     WarpProgress progress([this](double share) { return reportProgress(share); });
     const double sourceNoData = missingValues().empty() ? noData : missingValues().back();
-    const bool accepted = warp(m_inputPath, m_outputPath, arguments(m_resolution, sourceNoData), progress);
+    const bool accepted =
+        warp(m_inputPath, m_outputPath, arguments(m_resolution, sourceNoData), progress, m_outputTouched);
     progress.rethrow();
     return accepted;
 }

@@ -21,7 +21,8 @@ struct GaussStep
     PixelBox outBox;      ///< where the result belongs, in pixels of the output
 };
 
-/// Plans the step for `tile` of a raster with the given bounds and `factor` input pixels per output pixel.
+/// Plans the step for `tile` of a raster with the given bounds and `factor` input pixels per output pixel, at
+/// least 0.5.
 ///
 /// Positions are rounded, each by itself. Where that leaves a row or column between this tile's output and
 /// the next one's, this tile's result is larger by it.

@@ -35,8 +35,7 @@ class VEXEL_EXPORT GDALImageLoader : public SimpleImageLoader
 public:
     /// @param path    the image of the operations without a path.
     /// @param weights shares of red, green and blue in a gray value, divided by their sum. If that is 0 there
-    /// are no
-    ///                weights, and colour is not read as gray.
+    ///                are no weights, and colour is not read as gray.
     GDALImageLoader(const QString& path, const std::vector<double>& weights);
 
     /// A copy shares the tiles being written.
@@ -46,16 +45,14 @@ public:
     /// The last of the loaders that share tiles being written closes them.
     ~GDALImageLoader() override;
 
-    /// Takes 1, 3 or 4 bands of bytes: gray, colour, colour with alpha. Pixels are opaque if there is no
-    /// alpha.
+    /// Takes 1, 3 or 4 bands of bytes: gray, colour, colour with alpha. Without alpha all pixels are opaque.
     bool readRGB(const QString& path, PixelMatrix<unsigned int>& out, int level) const override;
     bool readRGB(PixelMatrix<unsigned int>& out, int level) const override;
 
     /// Takes one band of bytes, or three if there are exactly three weights.
     ///
-    /// Colour becomes red * w0 + green * w1 + blue * w2 rounded half up, in double. Weights of which one is
-    /// negative may lead beyond 0 to 255: the sum plus a half is then truncated toward zero and its low 8
-    /// bits are taken.
+    /// Colour becomes red * w0 + green * w1 + blue * w2 rounded half up, in double. Negative weights may lead
+    /// beyond 0 to 255: the sum plus a half is truncated toward zero, and its low 8 bits are taken.
     bool readGray(const QString& path, PixelMatrix<unsigned char>& out, int level) const override;
     bool readGray(PixelMatrix<unsigned char>& out, int level) const override;
 
@@ -66,7 +63,7 @@ public:
     /// Writes and completes one tile: it cannot be written again.
     ///
     /// @param in   pixel (0, 0) belongs at the tile's north-west corner. What reaches beyond the tile is not
-    /// written.
+    ///             written.
     /// @param tile counted from 0, column by column and each from north to south.
     /// @return false if no tiles have been prepared, there is no such tile, or it cannot be written to.
     bool writeRGB(const PixelMatrix<unsigned int>& in, int tile) const override;
@@ -85,7 +82,7 @@ public:
 
     /// Prepares a set of tile files, each of three bands of bytes in pixel units, named by `gdal::tile2path`
     /// from the loader's path; deletes an earlier set of that name. Tiles that were being written are let go
-    /// first, and closed unless another loader shares them.
+    /// first, and closed unless another loader shares them. A tile that is not written gets no file.
     ///
     /// @param width,height         size of the image in pixels.
     /// @param tileWidth,tileHeight size of the tiles; those of the last column and row may be smaller.

@@ -150,19 +150,16 @@ public:
     /// Reads one band of a box.
     ///
     /// @tparam T         signed or unsigned char, short or int, float or double. GDAL converts the file's
-    /// values
-    ///                   (rounding, clamping); a signed char takes bytes unchanged.
+    ///                   values (rounding, clamping); a signed char takes bytes unchanged.
     /// @param out        resized to the box's size times `scale`, each side rounded half away from zero.
     /// @param band       one-based band number.
     /// @param box        may reach beyond the raster; a box without width or height stands for the whole
-    /// raster.
+    ///                   raster.
     /// @param scale      output pixels per raster pixel; other than 1 picks the nearest pixel, file by file.
     /// @param fill       whether `out` is set to `fillValue` first. Otherwise pixels that no file covers keep
-    /// what
-    ///                   the resized matrix holds.
+    ///                   what the resized matrix holds.
     /// @return false if the set is not open, a touched file lacks the band or cannot be read, or `scale` is
-    /// negative
-    ///         or not finite. Pieces read before stay in `out`.
+    ///         negative or not finite. Pieces read before stay in `out`.
     /// @throws std::bad_alloc if `out` does not fit into memory.
     ///
     /// Besides `out` it needs memory for one file's part of the box; none if that is all of the box.
@@ -175,8 +172,7 @@ public:
     /// @param in   pixel (0, 0) belongs at the box's min corner. What reaches beyond the box is not written.
     /// @param band one-based band number.
     /// @param box  may reach beyond the raster and the matrix, what does is left alone; a box without width
-    /// or height
-    ///             stands for the overlap of matrix and raster at (0, 0).
+    ///             or height stands for the overlap of matrix and raster at (0, 0).
     /// @return false if the set is not open, or a touched file is not writable, lacks the band, or cannot be
     ///         written. Pieces written before stay.
     template <class T>
@@ -268,7 +264,7 @@ struct VEXEL_EXPORT GDALStreamer::gdal_t
     /// no pixels because its pixel size rounds to 0. Without a geotransform the extent is in pixels.
     ///
     /// @return false, the handle closed, if the file cannot be opened, has no bands or no supported pixel
-    /// type.
+    ///         type.
     bool openRead(const QString& path, bool readOnly);
 
     /// Prepares a file to be written: makes its folder and deletes an earlier file and working file. Creates
@@ -304,8 +300,8 @@ struct VEXEL_EXPORT GDALStreamer::gdal_t
     /// columns; picks the nearest pixel if that is not the box's size. The dataset is released afterwards.
     ///
     /// @param band one-based; for unsigned int also 100003 (RGB) and 100004 (RGBA), which read all colour
-    /// bands
-    ///             packed as 0xAARRGGBB. The former leaves the alpha byte of 3 and 4 band files as it was.
+    ///             bands packed as 0xAARRGGBB. The former leaves the alpha byte of 3 and 4 band files as it
+    ///             was.
     /// @return false if the file cannot be opened or read, has no such band, or does not cover `src`.
     /// @throws std::bad_alloc if `out` does not fit into memory.
     bool read(PixelMatrix<signed char>& out, std::size_t band, const PixelBox& src, int width, int height);
@@ -321,8 +317,7 @@ struct VEXEL_EXPORT GDALStreamer::gdal_t
     ///
     /// @param band as for `read`; the colour selectors need exactly 3 and 4 bands.
     /// @return false if the file is not writable, has no such band, or `dst` is not of the matrix's size or
-    /// not
-    ///         inside the file.
+    ///         not inside the file.
     bool write(const PixelMatrix<signed char>& in, std::size_t band, const PixelBox& dst);
     bool write(const PixelMatrix<unsigned char>& in, std::size_t band, const PixelBox& dst);
     bool write(const PixelMatrix<short>& in, std::size_t band, const PixelBox& dst);

@@ -315,7 +315,9 @@ void GDALStreamer::gdal_t::discard()
         file::remove(path);
         if (!isImageFormat()) {
             file::remove(tfwpath);
-            file::remove(prjpath);
+            // Without a reference none was written: one that lies there is another raster's.
+            if (geo::isStandardWkt(projWKT))
+                file::remove(prjpath);
         }
     }
     m_finalised = false;

@@ -19,8 +19,8 @@ namespace gdal {
 /// closed.
 ///
 /// @param onValid called once with the open set before it is closed, unless it is empty or the open failed.
-///                What it throws comes out of here, after the set was closed. The GDAL lock is not held
-///                while it runs.
+///                What it throws comes out of here, after the set was closed. The GDAL lock is not held while
+///                it runs.
 VEXEL_EXPORT bool doesExistValidFileAt(const QString& path, std::function<void(const GDALStreamer&)> onValid);
 
 } // namespace gdal
@@ -32,7 +32,7 @@ VEXEL_EXPORT void imageInfoWithGDAL(const GDALStreamer& set, ImageInfo& info);
 ///
 /// @return false for an empty path, with `info` set to its defaults and nothing logged; false with a warning
 ///         logged for a file that cannot be opened, and in silence if opening it throws a standard exception,
-///         `info` being left as it was.
+///         `info` being left as it was. Exceptions of other types come out.
 VEXEL_EXPORT bool imageInfoWithGDAL(const QString& path, ImageInfo& info);
 
 } // namespace vexel

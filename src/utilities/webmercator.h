@@ -16,10 +16,10 @@ namespace vexel::gdal {
 ///
 /// @param input     a raster that GDAL opens. One that it cannot open makes no output, which the result does
 ///                  not tell: probe it before.
-/// @param output    replaced if it exists. Must not be the input.
+/// @param output    replaced if it exists. Must not be the input. A path with "+proj" in it is refused, since
+///                  GDAL takes those of the two files for definitions then.
 /// @param sourceSrs spatial reference of the input as WKT or PROJ.4 text, used instead of the one in the
-/// file.
-///                  Whatever order of axes it states, the input's x is its easting or longitude.
+///                  file. Whatever order of axes it states, the input's x is its easting or longitude.
 /// @return false if GDAL refuses `sourceSrs`, without touching `output`, or if one of the two files could not
 ///         be removed, which may be after a complete warp. False too, the two files being left behind, if an
 ///         exception ends the warp. Nothing is logged but by GDAL's own error handler.
