@@ -1,0 +1,64 @@
+#ifndef VEXEL_EXAMPLES_COMMON_H
+#define VEXEL_EXAMPLES_COMMON_H
+
+#include <CLI/CLI.hpp>
+#include <QString>
+#include <gdal_priv.h>
+#include <vexel/vexel.h>
+
+#include <exception>
+#include <iostream>
+#include <stdexcept>
+#include <string>
+
+/// What the example programs have in common.
+namespace example {
+
+/// Exit codes of every program.
+enum ExitCode
+{
+    done = 0,
+    failed = 1, ///< the reason is on standard error
+    usage = 2   ///< the arguments make no sense; nothing was touched
+};
+
+/// Arguments are taken as UTF-8, in whatever locale the program runs.
+inline QString fromArgument(const std::string& argument)
+{
+    return QString::fromStdString(argument);
+}
+
+/// The spatial reference of an open set as WKT, empty if it has none. The set has no accessor for what a file
+/// declares, so this asks GDAL, under the lock that the library takes too. The dataset is left to the set,
+/// which releases it after its next transfer: a file that is closed cannot be read any more.
+inline QString projectionOf(vexel::GDALStreamer& set)
+{
+    const vexel::GDALMutex lock;
+    if (!set.open(0) || !set.data(0))
+        throw std::runtime_error("Unable to open '" + set.path(0).toStdString() + "'");
+    return QString::fromUtf8(set.data(0)->GetProjectionRef());
+}
+
+/// Parses the arguments, then does the work; every failure becomes a message and an exit code.
+template <class Work>
+int runProgram(CLI::App& app, int argc, char** argv, const Work& work)
+{
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? done : usage;
+    }
+    try {
+        // GDAL's own messages join those of the library.
+        vexel::gdal::setErrorHandler(vexel::gdal::logErrorHandler);
+        work();
+        return done;
+    } catch (const std::exception& error) {
+        std::cerr << app.get_name() << ": " << error.what() << std::endl;
+        return failed;
+    }
+}
+
+} // namespace example
+
+#endif

@@ -1,0 +1,164 @@
+// Writes a small PNG picture of a raster: vexel-preview INPUT OUTPUT.png [--width W]
+//
+// Colour keeps its colours and its alpha, elevation becomes shaded relief; pixels without data are
+// transparent. Exit codes: 0 done, 1 something failed (standard error says what), 2 wrong usage.
+
+#include "common.h"
+
+#include <CLI/CLI.hpp>
+#include <QString>
+#include <vexel/vexel.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <iostream>
+#include <limits>
+#include <stdexcept>
+#include <string>
+
+namespace {
+
+using Picture = vexel::PixelMatrix<unsigned int>;
+using Heights = vexel::PixelMatrix<float>;
+
+struct Arguments
+{
+    std::string input;
+    std::string output;
+    int width = 640;
+};
+
+Picture colourPicture(const vexel::GDALStreamer& set, double scale)
+{
+    Picture picture;
+    if (!set.readRGBA(picture, vexel::PixelBox(), scale, /* fill */ true, 0u))
+        throw std::runtime_error("Unable to read '" + set.path().toStdString() + "' as colour");
+    return picture;
+}
+
+bool isData(float height)
+{
+    return height >= -9999.999f;
+}
+
+/// Lowest and highest height; the former is the larger one if there is no data.
+void heightRange(const Heights& heights, float& lowest, float& highest)
+{
+    lowest = std::numeric_limits<float>::infinity();
+    highest = -lowest;
+    for (Eigen::Index k = 0; k < heights.size(); ++k)
+        if (const float height = heights.data()[k]; isData(height)) {
+            lowest = std::min(lowest, height);
+            highest = std::max(highest, height);
+        }
+}
+
+/// How much light a place gets, 0 to 1: the cosine between its normal and a light half-way up in the
+/// north-west. Places without data, and those beyond the edge, are as high as the one in the middle.
+float illumination(const Heights& heights, Eigen::Index row, Eigen::Index column, float pixelEdge)
+{
+    const float middle = heights(row, column);
+    const auto at = [&](Eigen::Index r, Eigen::Index c) {
+        const bool inside = r >= 0 && c >= 0 && r < heights.rows() && c < heights.cols();
+        return inside && isData(heights(r, c)) ? heights(r, c) : middle;
+    };
+    // Heights are exaggerated twice, as maps of a whole region do.
+    const float perUnit = 2.0f / (2.0f * pixelEdge);
+    const float east = (at(row, column + 1) - at(row, column - 1)) * perUnit;
+    const float south = (at(row + 1, column) - at(row - 1, column)) * perUnit;
+    const float towardLight = (east + south) * 0.5f + std::sqrt(0.5f);
+    return std::clamp(towardLight / std::sqrt(1.0f + east * east + south * south), 0.0f, 1.0f);
+}
+
+/// Shaded relief, the higher the lighter.
+Picture reliefPicture(const vexel::GDALStreamer& set, double scale)
+{
+    Heights heights;
+    if (!set.read(heights, 1, vexel::PixelBox(), scale, /* fill */ true, -10000.0f))
+        throw std::runtime_error("Unable to read '" + set.path().toStdString() + "'");
+
+    float lowest = 0.0f;
+    float highest = 0.0f;
+    heightRange(heights, lowest, highest);
+    const float span = std::max(highest - lowest, 1e-6f);
+    const float pixelEdge = static_cast<float>(1e-5 * static_cast<double>(set.res()) / scale);
+
+    Picture picture = Picture::Zero(heights.rows(), heights.cols());
+    for (Eigen::Index row = 0; row < heights.rows(); ++row)
+        for (Eigen::Index column = 0; column < heights.cols(); ++column) {
+            if (!isData(heights(row, column)))
+                continue;
+            const float light = illumination(heights, row, column, pixelEdge);
+            const float level = (heights(row, column) - lowest) / span;
+            const auto gray = static_cast<unsigned int>(255.0f * light * (0.6f + 0.4f * level) + 0.5f);
+            picture(row, column) = 0xFF000000u | std::min(gray, 255u) * 0x010101u;
+        }
+    return picture;
+}
+
+/// Repeats pixels so that the picture gets wider.
+Picture enlarged(const Picture& picture, int width)
+{
+    const double factor = static_cast<double>(width) / static_cast<double>(picture.cols());
+    Picture result(std::max<Eigen::Index>(1, std::lround(static_cast<double>(picture.rows()) * factor)),
+                   width);
+    for (Eigen::Index row = 0; row < result.rows(); ++row)
+        for (Eigen::Index column = 0; column < result.cols(); ++column)
+            result(row, column) =
+                picture(row * picture.rows() / result.rows(), column * picture.cols() / width);
+    return result;
+}
+
+void writePicture(const Picture& picture, const QString& path)
+{
+    const int width = static_cast<int>(picture.cols());
+    const int height = static_cast<int>(picture.rows());
+    vexel::GDALStreamer file;
+    if (!file.openWrite(path, 4, vexel::DataType::RGBA, width, height) ||
+        !file.writeRGBA(picture, vexel::PixelBox({0, 0}, {width, height})))
+        throw std::runtime_error("Unable to write '" + path.toStdString() + "'");
+    file.close();
+
+    vexel::GDALStreamer written;
+    if (!written.openRead(path, vexel::GdalFileType::SingleFile))
+        throw std::runtime_error("The output '" + path.toStdString() + "' is not whole");
+}
+
+void preview(const Arguments& arguments)
+{
+    vexel::GDALStreamer set;
+    if (!set.openRead(example::fromArgument(arguments.input)))
+        throw std::runtime_error("Unable to open input file '" + arguments.input + "'");
+    // A raster smaller than the picture is read as it is: relief comes from its own pixels, not from copies.
+    const double scale = std::min(1.0, static_cast<double>(arguments.width) / set.width());
+    Picture picture =
+        set.dtype() == vexel::DataType::UInt8 ? colourPicture(set, scale) : reliefPicture(set, scale);
+    if (picture.cols() < arguments.width)
+        picture = enlarged(picture, arguments.width);
+    writePicture(picture, example::fromArgument(arguments.output));
+    std::cout << "size: " << picture.cols() << " x " << picture.rows() << std::endl;
+}
+
+std::string checkPng(const std::string& path)
+{
+    return vexel::isPng(example::fromArgument(path)) ? "" : "'" + path + "' is not the name of a PNG file";
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    CLI::App app("Writes a small PNG picture of a raster.", "vexel-preview");
+    Arguments arguments;
+    app.add_option("INPUT", arguments.input, "raster file, or the name of a set of tile files")->required();
+    app.add_option("OUTPUT", arguments.output, "picture to create")
+        ->required()
+        ->check(CLI::Validator(checkPng, ""))
+        ->type_name("PNG");
+    app.add_option("--width", arguments.width, "width of the picture in pixels")
+        ->check(CLI::Range(1, 16384))
+        ->capture_default_str()
+        ->type_name("W");
+    return example::runProgram(app, argc, argv, [&] { preview(arguments); });
+}

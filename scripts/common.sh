@@ -1,0 +1,72 @@
+# What the scripts share; to be sourced. Sets `root` and goes there, so that they work from any folder.
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+cd "$root"
+
+# Numbers are printed and read with a point, and messages of other programs are the same everywhere.
+export LC_ALL=C.UTF-8
+
+build_packages=(g++ cmake ninja-build ccache pkg-config libgdal-dev qtbase5-dev libeigen3-dev libboost-dev
+  libcli11-dev)
+test_packages=(libgtest-dev gdal-bin libtiff-tools)
+
+step() { printf '\n==> %s\n' "$*"; }
+
+die() {
+  printf '%s: %s\n' "$(basename "$0")" "$*" >&2
+  exit 1
+}
+
+is_installed() {
+  [[ $(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null) == installed ]]
+}
+
+as_root() {
+  if [[ $EUID -eq 0 ]]; then
+    "$@"
+  else
+    sudo "$@"
+  fi
+}
+
+# Installs those of the given packages that are missing. A name with a question mark behind it is left out where the
+# distribution does not offer it.
+install_packages() {
+  local package missing=() optional=()
+  command -v dpkg-query >/dev/null ||
+    die "this needs Debian or Ubuntu; elsewhere, install the likes of ${*//\?/} and use cmake --preset dev"
+  for package in "$@"; do
+    is_installed "${package%\?}" && continue
+    if [[ $package == *\? ]]; then
+      optional+=("${package%\?}")
+    else
+      missing+=("$package")
+    fi
+  done
+
+  if [[ ${#missing[@]} -gt 0 ]]; then
+    if [[ $EUID -ne 0 ]]; then
+      command -v sudo >/dev/null || die "not root and no sudo: ask somebody to install ${missing[*]}"
+      echo "Installing needs root: sudo may ask for your password."
+    fi
+    step "Install ${missing[*]}"
+    as_root apt-get update -q
+  fi
+  for package in ${optional[@]+"${optional[@]}"}; do
+    if [[ -n $(apt-cache show "$package" 2>/dev/null) ]]; then
+      missing+=("$package")
+    fi
+  done
+  if [[ ${#missing[@]} -gt 0 ]]; then
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends "${missing[@]}"
+  fi
+}
+
+# build_preset NAME [CMAKE-OPTION...]
+build_preset() {
+  local preset=$1
+  shift
+  step "Configure and build ($preset)"
+  cmake --preset "$preset" "$@"
+  cmake --build --preset "$preset"
+}
