@@ -15,11 +15,12 @@
 #include <gdal_priv.h>
 #include <gdal_utils.h>
 
-#include <cstdio>
+#include <algorithm>
 #include <filesystem>
 #include <limits>
 #include <memory>
 #include <utility>
+#include <vector>
 
 namespace vexel {
 
@@ -87,6 +88,25 @@ bool setGeoreference(GDALDataset& dataset, const Workspace& workspace)
     return dataset.SetGeoTransform(geotransform.data()) == CE_None;
 }
 
+/// Sets every pixel of every band, a row of the file's blocks at a time.
+bool fillAll(GDALDataset& dataset, double value)
+{
+    const int bands = dataset.GetRasterCount();
+    int blockWidth = 0;
+    int blockHeight = 0;
+    dataset.GetRasterBand(1)->GetBlockSize(&blockWidth, &blockHeight);
+    // One pixel a band, which GDAL spreads over the window.
+    std::vector<double> pixel(static_cast<std::size_t>(bands), value);
+    for (int y = 0; y < dataset.GetRasterYSize(); y += blockHeight) {
+        const int rows = std::min(blockHeight, dataset.GetRasterYSize() - y);
+        if (dataset.RasterIO(GF_Write, 0, y, dataset.GetRasterXSize(), rows, pixel.data(), 1, 1, GDT_Float64,
+                             bands, nullptr, 0, 0, 0, nullptr) != CE_None)
+            return false;
+    }
+    return true;
+}
+
+/// Makes pixels that are never written no-data, if the pixel type can hold it.
 bool setNoDataValues(GDALDataset& dataset, DataType dtype)
 {
     const std::pair<double, double> range = minMaxForPixelType(dtype);
@@ -95,7 +115,8 @@ bool setNoDataValues(GDALDataset& dataset, DataType dtype)
     for (int band = 1; band <= dataset.GetRasterCount(); ++band)
         if (dataset.GetRasterBand(band)->SetNoDataValue(noData) != CE_None)
             return false;
-    return true;
+    // A block of interleaved bands comes to be when one of them is written, with zeros in the others.
+    return dataset.GetRasterCount() == 1 || fillAll(dataset, noData);
 }
 
 void appendTranslateArguments(gdal::CommandOptions& arguments, const GDALStreamer::gdal_t& file,
@@ -274,6 +295,7 @@ bool GDALStreamer::gdal_t::createWorkingDataset()
         return false;
     if (!isImageFormat() && !(setGeoreference(*created, workspace) && setNoDataValues(*created, dtype))) {
         created.reset();
+        file::remove(tmppath);
         close();
         return false;
     }

@@ -1,5 +1,7 @@
 #include "downsamplers/DownsamplerAverage.h"
 
+#include "support/TempFolder.h"
+#include "support/downsampling.h"
 #include "support/reducers.h"
 
 #include <gtest/gtest.h>
@@ -7,6 +9,7 @@
 #include <cmath>
 #include <limits>
 #include <type_traits>
+#include <vector>
 
 #ifdef _OPENMP
 #include <omp.h>
@@ -71,8 +74,8 @@ TEST(DownsamplerAverage, NanCountsAsValid)
 TEST(DownsamplerAverage, RunsAMeanInsteadOfDividingASum)
 {
     const Average average;
-    // The exact mean 12582915.5 lies halfway between two floats and would round up to the even one; the running
-    // mean ends at 12582915.499999998.
+    // The exact mean 12582915.5 lies halfway between two floats and would round up to the even one; the
+    // running mean ends at 12582915.499999998.
     EXPECT_EQ(average({5, 16777218, 33554436, 3}), 12582915.0f);
     // The same for 13981017.5, and for 16777233, which rounds down while the running mean ends above it.
     EXPECT_EQ(average({33554436, 3, 7, 33554436, 16777220, 3}), 13981017.0f);

@@ -1,5 +1,7 @@
 #include "downsamplers/DownsamplerOp.h"
 
+#include "support/TempFolder.h"
+#include "support/downsampling.h"
 #include "support/reducers.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,6 @@
 #include "downsamplers/DownsamplerPercentile.h"
 
+#include "support/rasters.h"
 #include "support/reducers.h"
 
 #include <gtest/gtest.h>
@@ -39,10 +40,10 @@ TEST(DownsamplerPercentile, UpperQuartileTakesTheRoundedIndex)
 {
     const Percentile quartile(0.75);
     EXPECT_EQ(quartile({8, 1, 7, 2, 6, 3, 5, 4}), 7.0f);
-    EXPECT_EQ(quartile({30, 10, 20}), 30.0f);             // round(2.25) = 2
-    EXPECT_EQ(quartile({40, 10, 30, 20}), 40.0f);         // 3
-    EXPECT_EQ(quartile({50, 10, 40, 20, 30}), 50.0f);     // round(3.75) = 4
-    EXPECT_EQ(quartile({60, 10, 50, 20, 40, 30}), 60.0f); // round(4.5) = 5
+    EXPECT_EQ(quartile({30, 10, 20}), 30.0f);                 // round(2.25) = 2
+    EXPECT_EQ(quartile({40, 10, 30, 20}), 40.0f);             // 3
+    EXPECT_EQ(quartile({50, 10, 40, 20, 30}), 50.0f);         // round(3.75) = 4
+    EXPECT_EQ(quartile({60, 10, 50, 20, 40, 30}), 60.0f);     // round(4.5) = 5
     EXPECT_EQ(quartile({70, 10, 60, 20, 50, 30, 40}), 60.0f); // round(5.25) = 5
 }
 
@@ -90,7 +91,7 @@ TEST(DownsamplerPercentile, NanIsValidAndOrdersAfterAllNumbers)
 {
     const Percentile median(0.5);
     const Percentile quartile(0.75);
-    EXPECT_EQ(median({kNan, 1, 2, 3, 4}), 4.0f); // index 3 of 1, 2, 3, 4, NaN
+    EXPECT_EQ(median({kNan, 1, 2, 3, 4}), 4.0f);         // index 3 of 1, 2, 3, 4, NaN
     EXPECT_TRUE(std::isnan(median({2, kNan, 1, kNan}))); // index 2 of 1, 2, NaN, NaN
     EXPECT_EQ(Percentile(0.25)({kNan, 9, kNan, 5}), 9.0f);
     EXPECT_EQ(Percentile(0.0)({kNan, 1}), 1.0f);

@@ -10,6 +10,8 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <locale>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -37,6 +39,8 @@ void expectExtent(const vexel::Workspace& workspace, const Extent& extent)
 
 } // namespace
 
+namespace {
+
 struct GeoreferenceCase
 {
     const char* name;
@@ -44,8 +48,16 @@ struct GeoreferenceCase
     Extent extent; ///< of 10 x 20 pixels
     const char* message;
 };
+
+void PrintTo(const GeoreferenceCase& c, std::ostream* stream)
+{
+    *stream << c.name;
+}
+
 class RasterFileGeoreference : public testing::TestWithParam<GeoreferenceCase>
 {};
+
+} // namespace
 
 TEST_P(RasterFileGeoreference, GivesTheExtentAndWarnsByTheSignedRatio)
 {
@@ -95,7 +107,7 @@ const GeoreferenceCase georeferences[] = {
      {-tie, 3 * tie, 0, -tie, 0, -3 * tie},
      {-1563, 1563, -1563 + 10 * 4688, 1563 + 20 * 4688, 4688},
      ""},
-    {"TieOfThePixelHeight", {0, 1, 0, 0, 0, -tie}, {0, 0, 1000000, 20 * 1563, 100000}, ""},
+    {"TieOfThePixelHeight", {0, tie / 2, 0, 0, 0, -tie}, {0, 0, 7810, 20 * 1563, 781}, ""},
     {"BelowTiesRoundDown", {0.000004, 1, 0, 0.000004, 0, -1}, {0, 0, 1000000, 2000000, 100000}, ""},
     {"SmallestResolution", {0, 0.0000078125, 0, 0, 0, -0.0000078125}, {0, 0, 10, 20, 1}, ""},
     {"MetresOfAMapGrid",
@@ -105,6 +117,22 @@ const GeoreferenceCase georeferences[] = {
 };
 INSTANTIATE_TEST_SUITE_P(Coefficients, RasterFileGeoreference, testing::ValuesIn(georeferences),
                          [](const auto& row) { return std::string(row.param.name); });
+
+TEST(RasterFileOpenRead, WarnsWithDecimalPointsUnderALocaleWithCommas)
+{
+    struct Commas : std::numpunct<char>
+    {
+        char do_decimal_point() const override { return ','; }
+    };
+    const TempFolder folder;
+    rasters::makeVirtual(folder / "a.vrt", 10, 20, {GDT_Byte}, Coefficients{0, 0.5, 0, 0, 0, 0.25});
+    const OwnMessages log;
+    File file;
+    const std::locale before = std::locale::global(std::locale(std::locale::classic(), new Commas));
+    EXPECT_TRUE(file.openRead(folder / "a.vrt", /*readOnly=*/true));
+    std::locale::global(before);
+    EXPECT_EQ(log.text(), "6: Read image with non-square pixels: dx = 0.5, dy = 0.25");
+}
 
 TEST(RasterFileOpenRead, WithoutGeotransformLiesInPixelUnits)
 {
@@ -140,13 +168,23 @@ TEST(RasterFileOpenRead, ADifferentPixelHeightChangesTheHeight)
     EXPECT_EQ(file.height(), 10);
 }
 
+namespace {
+
 struct TinyPixelCase
 {
     const char* name;
     double dx, dy;
 };
+
+void PrintTo(const TinyPixelCase& c, std::ostream* stream)
+{
+    *stream << c.name;
+}
+
 class RasterFileTinyPixels : public testing::TestWithParam<TinyPixelCase>
 {};
+
+} // namespace
 
 TEST_P(RasterFileTinyPixels, AreWarnedAboutAndGiveNoExtent)
 {
@@ -203,14 +241,24 @@ TEST(RasterFileOpenRead, NotANumberCountsAsZero)
     expectExtent(file.workspace, {0, 0, 1000000, 2000000, 100000});
 }
 
+namespace {
+
 struct TypeCase
 {
     const char* name;
     std::vector<GDALDataType> bands;
     DataType type; ///< Unknown when the open fails
 };
+
+void PrintTo(const TypeCase& c, std::ostream* stream)
+{
+    *stream << c.name;
+}
+
 class RasterFileType : public testing::TestWithParam<TypeCase>
 {};
+
+} // namespace
 
 TEST_P(RasterFileType, IsThatOfThePixels)
 {
@@ -227,34 +275,52 @@ TEST_P(RasterFileType, IsThatOfThePixels)
     EXPECT_FALSE(file.opened());
     EXPECT_EQ(log.text(), "");
     EXPECT_EQ(rasters::openDatasets(), 0);
-    if (expected)
+    if (expected) {
         EXPECT_EQ(file.noBands, GetParam().bands.size());
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Pixels, RasterFileType,
-    testing::Values(TypeCase{"Byte", {GDT_Byte}, DataType::UInt8},
-                    TypeCase{"Int16", {GDT_Int16}, DataType::Int16},
-                    TypeCase{"Int32", {GDT_Int32}, DataType::Int32},
-                    TypeCase{"Float32", {GDT_Float32}, DataType::Float32},
-                    TypeCase{"Float64", {GDT_Float64}, DataType::Float64},
-                    TypeCase{"UInt16", {GDT_UInt16}, DataType::UInt16},
-                    TypeCase{"UInt32", {GDT_UInt32}, DataType::UInt32},
-                    TypeCase{"TwoBytes", {GDT_Byte, GDT_Byte}, DataType::UInt8},
-                    TypeCase{"ThreeBytes", {GDT_Byte, GDT_Byte, GDT_Byte}, DataType::UInt8},
-                    TypeCase{"FourBytes", {GDT_Byte, GDT_Byte, GDT_Byte, GDT_Byte}, DataType::UInt8},
-                    TypeCase{"FiveFloats", std::vector<GDALDataType>(5, GDT_Float32), DataType::Float32},
-                    TypeCase{"ComplexInt16", {GDT_CInt16}, DataType::Unknown},
-                    TypeCase{"ComplexFloat32", {GDT_CFloat32}, DataType::Unknown},
-                    TypeCase{"ComplexFloat64", {GDT_CFloat64}, DataType::Unknown},
-                    TypeCase{"Mixed", {GDT_Byte, GDT_Int16}, DataType::Unknown},
-                    TypeCase{"MixedLast", {GDT_Byte, GDT_Byte, GDT_CFloat32}, DataType::Unknown},
+const TypeCase types[] = {
+    {"Byte", {GDT_Byte}, DataType::UInt8},
+    {"Int16", {GDT_Int16}, DataType::Int16},
+    {"Int32", {GDT_Int32}, DataType::Int32},
+    {"Float32", {GDT_Float32}, DataType::Float32},
+    {"Float64", {GDT_Float64}, DataType::Float64},
+    {"UInt16", {GDT_UInt16}, DataType::UInt16},
+    {"UInt32", {GDT_UInt32}, DataType::UInt32},
+    {"TwoBytes", std::vector<GDALDataType>(2, GDT_Byte), DataType::UInt8},
+    {"ThreeBytes", std::vector<GDALDataType>(3, GDT_Byte), DataType::UInt8},
+    {"FourBytes", std::vector<GDALDataType>(4, GDT_Byte), DataType::UInt8},
+    {"FiveFloats", std::vector<GDALDataType>(5, GDT_Float32), DataType::Float32},
+    {"ComplexInt16", {GDT_CInt16}, DataType::Unknown},
+    {"ComplexFloat32", {GDT_CFloat32}, DataType::Unknown},
+    {"ComplexFloat64", {GDT_CFloat64}, DataType::Unknown},
+    {"Mixed", {GDT_Byte, GDT_Int16}, DataType::Unknown},
+    {"MixedLast", {GDT_Byte, GDT_Byte, GDT_CFloat32}, DataType::Unknown},
 #if GDAL_VERSION_NUM >= GDAL_COMPUTE_VERSION(3, 5, 0)
-                    TypeCase{"Int64", {GDT_Int64}, DataType::Unknown},
-                    TypeCase{"UInt64", {GDT_UInt64}, DataType::Unknown},
+    {"Int64", {GDT_Int64}, DataType::Unknown},
+    {"UInt64", {GDT_UInt64}, DataType::Unknown},
 #endif
-                    TypeCase{"NoBands", {}, DataType::Unknown}),
-    [](const auto& row) { return std::string(row.param.name); });
+};
+INSTANTIATE_TEST_SUITE_P(Pixels, RasterFileType, testing::ValuesIn(types),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST(RasterFileOpenRead, OfAFileWithoutBandsFails)
+{
+    const TempFolder folder;
+    const OwnMessages log;
+    rasters::Description d{4, 3};
+    d.driver = "NITF";
+    d.options = {"NUMI=0"};
+    rasters::make(folder / "a.ntf", d, [](int, int, int) { return 1; });
+    ASSERT_EQ(rasters::open(folder / "a.ntf")->GetRasterCount(), 0);
+    File file;
+    EXPECT_FALSE(file.openRead(folder / "a.ntf", /*readOnly=*/true));
+    EXPECT_EQ(file.mode, File::Closed);
+    EXPECT_FALSE(file.opened());
+    EXPECT_EQ(rasters::openDatasets(), 0);
+    EXPECT_EQ(log.text(), "");
+}
 
 TEST(RasterFileOpenRead, CountsTheImagesOfTheFile)
 {

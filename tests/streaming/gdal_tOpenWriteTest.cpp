@@ -10,8 +10,11 @@
 
 #include <array>
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
+#include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 using namespace streamingtest;
@@ -25,22 +28,6 @@ bool prepare(File& file, const QString& path, DataType type = DataType::UInt8, s
 {
     return file.openWrite(path, bands, type, pixelFrame(4, 3), "", "", "");
 }
-
-/// Takes a driver out of GDAL's list while it lives.
-class WithoutDriver
-{
-public:
-    explicit WithoutDriver(const char* name) : m_driver(GetGDALDriverManager()->GetDriverByName(name))
-    {
-        GetGDALDriverManager()->DeregisterDriver(m_driver);
-    }
-    ~WithoutDriver() { GetGDALDriverManager()->RegisterDriver(m_driver); }
-    WithoutDriver(const WithoutDriver&) = delete;
-    WithoutDriver& operator=(const WithoutDriver&) = delete;
-
-private:
-    GDALDriver* m_driver;
-};
 
 /// A raster that refuses to be placed anywhere.
 class UnplaceableDataset : public GDALDataset
@@ -57,10 +44,6 @@ public:
         return CE_Failure;
     }
 #endif
-    static GDALDataset* create(const char*, int, int, int, GDALDataType, char**)
-    {
-        return new UnplaceableDataset;
-    }
 };
 
 void registerUnplaceable(const char* name)
@@ -69,11 +52,35 @@ void registerUnplaceable(const char* name)
     driver->SetDescription(name);
     driver->SetMetadataItem(GDAL_DCAP_RASTER, "YES");
     driver->SetMetadataItem(GDAL_DCAP_CREATE, "YES");
-    driver->pfnCreate = [](const char* path, int width, int height, int bands, GDALDataType type,
-                           auto options) -> GDALDataset* {
-        return UnplaceableDataset::create(path, width, height, bands, type, const_cast<char**>(options));
+    driver->pfnCreate = [](const char*, int, int, int, GDALDataType, auto) -> GDALDataset* {
+        return new UnplaceableDataset;
     };
     GetGDALDriverManager()->RegisterDriver(driver.release());
+}
+
+void takeOutDriver(const char* name)
+{
+    GDALAllRegister();
+    GDALDriverManager& drivers = *GetGDALDriverManager();
+    drivers.DeregisterDriver(drivers.GetDriverByName(name));
+}
+
+// The next two change GDAL's drivers for good: to be run in a process that ends with them.
+
+bool staysPendingWithout(const char* driver, const QString& path)
+{
+    takeOutDriver(driver);
+    File file;
+    return prepare(file, path) && !file.reopen() && file.mode == File::WritePending && !file.opened();
+}
+
+bool closesWhatCannotBePlaced(const QString& path)
+{
+    takeOutDriver("GTiff");
+    registerUnplaceable("GTiff");
+    File file;
+    return prepare(file, path) && !file.reopen() && file.mode == File::Closed && !file.opened() &&
+           rasters::openDatasets() == 0;
 }
 
 } // namespace
@@ -167,6 +174,8 @@ TEST(RasterFileOpenWrite, TakesARelativePath)
     EXPECT_EQ(folder.listing(), "a.tfw a.tif");
 }
 
+namespace {
+
 struct WorkingTypeCase
 {
     const char* name;
@@ -175,8 +184,16 @@ struct WorkingTypeCase
     GDALDataType gdal;
     bool noData;
 };
+
+void PrintTo(const WorkingTypeCase& c, std::ostream* stream)
+{
+    *stream << c.name;
+}
+
 class RasterFileWorkingDataset : public testing::TestWithParam<WorkingTypeCase>
 {};
+
+} // namespace
 
 TEST_P(RasterFileWorkingDataset, HasTypeBandsAndNoData)
 {
@@ -196,8 +213,9 @@ TEST_P(RasterFileWorkingDataset, HasTypeBandsAndNoData)
         int hasNoData = 0;
         const double noData = dataset.GetRasterBand(band)->GetNoDataValue(&hasNoData);
         EXPECT_EQ(hasNoData != 0, c.noData) << "band " << band;
-        if (c.noData)
+        if (c.noData) {
             EXPECT_EQ(noData, -10000.0);
+        }
     }
 }
 
@@ -276,13 +294,23 @@ TEST_P(RasterFileUnknownType, CreatesNothing)
 
 INSTANTIATE_TEST_SUITE_P(Values, RasterFileUnknownType, testing::Values(0, 11, -1));
 
+namespace {
+
 struct BandCountCase
 {
     const char* name;
     std::uint64_t bands;
 };
+
+void PrintTo(const BandCountCase& c, std::ostream* stream)
+{
+    *stream << c.name;
+}
+
 class RasterFileBandCount : public testing::TestWithParam<BandCountCase>
 {};
+
+} // namespace
 
 TEST_P(RasterFileBandCount, ThatNoFileCanHaveCreatesNothing)
 {
@@ -320,36 +348,22 @@ TEST(RasterFileReopen, FailsAndStaysPendingWithoutTheFolder)
     EXPECT_EQ(file.mode, File::Written);
 }
 
-TEST(RasterFileReopen, FailsAndStaysPendingWithoutTheDriver)
+TEST(RasterFileReopenDeathTest, FailsAndStaysPendingWithoutTheDriver)
 {
     const TempFolder folder;
-    rasters::open(folder / "missing.tif"); // Registers GDAL's drivers.
     for (const auto& [driver, name] : {std::pair{"GTiff", "a.tif"}, std::pair{"MEM", "a.png"}}) {
-        File file;
-        ASSERT_TRUE(prepare(file, folder / name));
-        const WithoutDriver without(driver);
-        EXPECT_FALSE(file.reopen());
-        EXPECT_EQ(file.mode, File::WritePending);
-        EXPECT_FALSE(file.opened());
+        EXPECT_EXIT(std::exit(staysPendingWithout(driver, folder / name) ? 0 : 1), testing::ExitedWithCode(0),
+                    "")
+            << driver;
+        EXPECT_EQ(folder.listing(), "");
     }
-    EXPECT_EQ(folder.listing(), "");
 }
 
-TEST(RasterFileReopen, ClosesAndReleasesWhatCannotBePlaced)
+TEST(RasterFileReopenDeathTest, ClosesAndReleasesWhatCannotBePlaced)
 {
     const TempFolder folder;
-    rasters::open(folder / "missing.tif"); // Registers GDAL's drivers.
-    const WithoutDriver without("GTiff");
-    registerUnplaceable("GTiff");
-    File file;
-    ASSERT_TRUE(prepare(file, folder / "a.tif"));
-    EXPECT_FALSE(file.reopen());
-    EXPECT_EQ(file.mode, File::Closed);
-    EXPECT_FALSE(file.opened());
-    EXPECT_EQ(rasters::openDatasets(), 0);
-    GDALDriver* const unplaceable = GetGDALDriverManager()->GetDriverByName("GTiff");
-    GetGDALDriverManager()->DeregisterDriver(unplaceable);
-    delete unplaceable;
+    EXPECT_EXIT(std::exit(closesWhatCannotBePlaced(folder / "a.tif") ? 0 : 1), testing::ExitedWithCode(0),
+                "");
 }
 
 TEST(RasterFileReopen, NeedsNoRegisteredDriversToCreate)

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <ostream>
 #include <string>
 #include <utility>
 
@@ -67,6 +68,8 @@ TEST(RasterFile, ModesHaveTheirNumbers)
     EXPECT_EQ(static_cast<int>(File::Closed), 4);
 }
 
+namespace {
+
 struct PathCase
 {
     const char* name;
@@ -74,8 +77,16 @@ struct PathCase
     const char* tfw;
     const char* prj;
 };
+
+void PrintTo(const PathCase& c, std::ostream* stream)
+{
+    *stream << c.name;
+}
+
 class RasterFilePaths : public testing::TestWithParam<PathCase>
 {};
+
+} // namespace
 
 TEST_P(RasterFilePaths, FollowFromThePathWhenConstructed)
 {
@@ -555,14 +566,24 @@ TEST(RasterFile, SizeIsThatOfTheWorkspaceInWholePixels)
     EXPECT_EQ(file.height(), 3);
 }
 
+namespace {
+
 struct ValidCase
 {
     const char* name;
     PixelBox box;
     bool valid;
 };
+
+void PrintTo(const ValidCase& c, std::ostream* stream)
+{
+    *stream << c.name;
+}
+
 class RasterFileValid : public testing::TestWithParam<ValidCase>
 {};
+
+} // namespace
 
 TEST_P(RasterFileValid, MeansInsideTheFile)
 {

@@ -6,9 +6,12 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstddef>
 #include <limits>
 #include <new>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 using namespace streamingtest;
@@ -121,9 +124,8 @@ TYPED_TEST(RasterFileTransfer, RefusesColourSelectorsForAFileOfTwoBands)
 {
     ASSERT_TRUE(this->open(/*readOnly=*/false));
     for (const std::size_t band : {std::size_t{100003}, std::size_t{100004}}) {
-        const bool grayWithAlpha = std::is_same_v<TypeParam, unsigned char> && band == 100004;
         PixelMatrix<TypeParam> out;
-        EXPECT_FALSE(this->file.read(out, band, box(0, 0, 2, 2), 2, 2)) << grayWithAlpha;
+        EXPECT_FALSE(this->file.read(out, band, box(0, 0, 2, 2), 2, 2));
         EXPECT_FALSE(this->file.write(noiseMatrix<TypeParam>(2, 2, 7), band, box(0, 0, 2, 2)));
     }
 }
@@ -175,7 +177,6 @@ TYPED_TEST(RasterFileTransfer, OfAVanishedFileFails)
 TYPED_TEST(RasterFileTransfer, OfABrokenFileFails)
 {
     // The pixels of the lower rows are cut off.
-    std::filesystem::resize_file(this->path.toStdString(), 8);
     rasters::make(this->folder / "whole.tif", {64, 600, 1, Element<TypeParam>::gdal},
                   storedNoise<TypeParam>());
     const std::string bytes = fileText(this->folder / "whole.tif");

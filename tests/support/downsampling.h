@@ -21,7 +21,8 @@ rasters::Description mapped(int width, int height, GDALDataType type, int bands 
                             std::int64_t res = 100000);
 
 /// Cuts the raster into a grid of files of `tileWidth` by `tileHeight` pixels, those of the last column and
-/// row smaller. They are named dir/name_1_1.tif and so on from dir/name.tif, which does not come to be itself.
+/// row smaller. They are named dir/name_1_1.tif and so on from dir/name.tif, which does not come to be
+/// itself.
 void makeTiles(const QString& path, const rasters::Description& whole, int tileWidth, int tileHeight,
                const rasters::PixelValue& value);
 

@@ -27,10 +27,10 @@ struct Description
     int height = 1;
     int bands = 1;
     GDALDataType type = GDT_Byte;
-    std::optional<std::array<double, 6>> geotransform;
+    std::optional<std::array<double, 6>> geotransform = {};
     std::string driver = "GTiff";
-    std::vector<std::string> options; ///< creation options, NAME=VALUE
-    std::string wkt;
+    std::vector<std::string> options = {}; ///< creation options, NAME=VALUE
+    std::string wkt = {};
 };
 
 /// Value of a pixel; `band` counts from 1.

@@ -3,24 +3,19 @@
 
 #include "companion/PixelMatrix.h"
 #include "downsamplers/DownsamplerBase.h"
-#include "support/TempFolder.h"
-#include "support/downsampling.h"
 
 #include <initializer_list>
 #include <utility>
 
-/// A block reducer whose reduction can be called directly. It has to have a raster to work on, which it makes.
+/// A block reducer without files, whose reduction can be called directly.
 template <class Reducer>
 class DirectReducer
 {
 public:
-    /// `arguments` are those that the reducer's constructor takes beyond the common ones.
+    /// `arguments` are those that the reducer takes beside files and resolution.
     template <class... Arguments>
-    explicit DirectReducer(Arguments&&... arguments)
-        : m_job(madeInput(m_folder), m_folder / "out.tif", QString(), 2.0, vexel::ImageAlphaType::NoAlpha,
-                vexel::GdalFileType::SingleFile, std::forward<Arguments>(arguments)...)
-    {
-    }
+    explicit DirectReducer(Arguments&&... arguments) : m_job(std::forward<Arguments>(arguments)...)
+    {}
 
     /// Reduces a block of one row.
     float operator()(std::initializer_list<float> row) const
@@ -45,18 +40,13 @@ public:
 private:
     struct Reachable : Reducer
     {
-        using Reducer::Reducer;
+        template <class... Arguments>
+        explicit Reachable(Arguments&&... arguments) : Reducer(std::forward<Arguments>(arguments)...)
+        {}
+
         using Reducer::representativeValue;
     };
 
-    static QString madeInput(const TempFolder& folder)
-    {
-        rasters::make(folder / "in.tif", downsampling::mapped(4, 4, GDT_Float32),
-                      [](int, int, int) { return 1.0; });
-        return folder / "in.tif";
-    }
-
-    TempFolder m_folder;
     Reachable m_job;
 };
 

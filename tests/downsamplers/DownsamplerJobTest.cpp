@@ -1,0 +1,567 @@
+#include "companion/JobRunner.h"
+#include "downsamplers/DownsamplerFactory.h"
+
+#include "streaming/streamingsupport.h"
+#include "support/CustomDownsampler.h"
+#include "support/LogCapture.h"
+#include "support/TempFolder.h"
+#include "support/downsampling.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+using streamingtest::exists;
+using streamingtest::fileText;
+using streamingtest::makeFile;
+using streamingtest::QuietGdal;
+using vexel::DownsamplingStrategy;
+using vexel::GdalFileType;
+using vexel::ImageAlphaType;
+using vexel::JobRunner;
+using Outcome = JobRunner::Outcome;
+using Job = std::shared_ptr<vexel::DownsamplerBase>;
+
+namespace {
+
+constexpr int bands = 3;
+
+double pixel(int x, int y, int band)
+{
+    return 250.0 * rasters::noise(x, y, band);
+}
+
+/// Runs a job; the callback may stop the runner.
+template <class Told>
+JobRunner::Result run(vexel::Worker& job, const Told& told,
+                      JobRunner::Incomplete incomplete = JobRunner::Incomplete::Discard)
+{
+    JobRunner runner;
+    runner.setIncomplete(incomplete);
+    runner.setProgress([&](const JobRunner::Progress& progress) { told(runner, progress); });
+    return runner.run(job);
+}
+
+JobRunner::Result run(vexel::Worker& job)
+{
+    return JobRunner().run(job);
+}
+
+/// Stops a runner once so many steps are done.
+auto stopAfter(std::size_t steps)
+{
+    return [steps](JobRunner& runner, const JobRunner::Progress& progress) {
+        if (progress.stepsDone >= steps)
+            runner.stop();
+    };
+}
+
+void stopAtOnce(JobRunner& runner, const JobRunner::Progress&)
+{
+    runner.stop();
+}
+
+struct Strategy
+{
+    const char* name;
+    DownsamplingStrategy value;
+    GdalFileType type;
+};
+
+std::string nameOf(const testing::TestParamInfo<Strategy>& row)
+{
+    return std::string(row.param.name) + (row.param.type == GdalFileType::TileSet ? "Tiles" : "Single");
+}
+
+} // namespace
+
+/// A folder with a raster of three bands: one file, or six tiles.
+class DownsamplerJob : public testing::TestWithParam<Strategy>
+{
+protected:
+    void SetUp() override
+    {
+        if (tiled())
+            downsampling::makeTiles(folder / "in.tif", downsampling::mapped(60, 40, GDT_Byte, bands), 20, 20,
+                                    pixel);
+        else
+            rasters::make(folder / "in.tif", downsampling::mapped(60, 40, GDT_Byte, bands), pixel);
+        inputs = folder.listing();
+        inputBytes = fileText(firstInput());
+    }
+
+    bool tiled() const { return GetParam().type == GdalFileType::TileSet; }
+    std::size_t steps() const { return tiled() ? 6 : 1; }
+    QString firstInput() const { return folder / (tiled() ? "in_1_1.tif" : "in.tif"); }
+    QString outputFile() const { return folder / (tiled() ? "out_1_1.tif" : "out.tif"); }
+    QString workingFile() const { return outputFile() + "_tmp.tif"; }
+
+    Job create(const QString& wkt = QString()) const
+    {
+        return vexel::DownsamplerFactory::createDownsampler(GetParam().value, folder / "in.tif",
+                                                            folder / "out.tif", wkt, 2.0,
+                                                            ImageAlphaType::NoAlpha, GetParam().type);
+    }
+
+    void expectOnlyTheInput() const
+    {
+        EXPECT_EQ(folder.listing(), inputs);
+        EXPECT_EQ(fileText(firstInput()), inputBytes);
+    }
+
+    TempFolder folder;
+    std::string inputs;
+    std::string inputBytes;
+};
+
+TEST_P(DownsamplerJob, ThatFinishedLeavesItsOutput)
+{
+    Job job = create(QString::fromStdString(rasters::wkt(32633)));
+    EXPECT_EQ(run(*job).outcome, Outcome::Finished);
+    job.reset();
+    const QString base = folder / (tiled() ? "out_1_1" : "out");
+    EXPECT_TRUE(exists(base + ".tif"));
+    EXPECT_TRUE(exists(base + ".tfw"));
+    EXPECT_TRUE(exists(base + ".prj"));
+    EXPECT_FALSE(exists(workingFile()));
+    EXPECT_EQ(rasters::pixels(base + ".tif", 3).size(), 30u * 20u);
+}
+
+TEST_P(DownsamplerJob, CancelledBeforeTheRunLeavesNothing)
+{
+    Job job = create();
+    JobRunner runner;
+    runner.stop();
+    EXPECT_EQ(runner.run(*job).outcome, Outcome::Cancelled);
+    expectOnlyTheInput();
+    job.reset();
+    expectOnlyTheInput();
+}
+
+TEST_P(DownsamplerJob, CancelledWithinAStepLeavesNothing)
+{
+    const int open = rasters::openDatasets();
+    Job job = create();
+    bool wasThere = false;
+    std::size_t calls = 0;
+    const auto stopAtSecondPiece = [&](JobRunner& runner, const JobRunner::Progress&) {
+        wasThere = exists(workingFile());
+        if (++calls == 2)
+            runner.stop();
+    };
+    const JobRunner::Result result = run(*job, stopAtSecondPiece);
+    EXPECT_EQ(result.outcome, Outcome::Cancelled);
+    EXPECT_TRUE(result.failedSteps.empty());
+    EXPECT_EQ(calls, 2u);
+    EXPECT_TRUE(wasThere);
+    EXPECT_EQ(rasters::openDatasets(), open);
+    expectOnlyTheInput();
+    job.reset();
+    expectOnlyTheInput();
+}
+
+TEST_P(DownsamplerJob, CancelledWithTheLastPieceLeavesNothing)
+{
+    Job job = create();
+    const auto stopAtTheEnd = [](JobRunner& runner, const JobRunner::Progress& progress) {
+        if (progress.share == 1.0)
+            runner.stop();
+    };
+    EXPECT_EQ(run(*job, stopAtTheEnd).outcome, Outcome::Cancelled);
+    job.reset();
+    expectOnlyTheInput();
+}
+
+TEST_P(DownsamplerJob, CancelledButKeptLeavesAnOutput)
+{
+    Job job = create();
+    EXPECT_EQ(run(*job, stopAtOnce, JobRunner::Incomplete::Keep).outcome, Outcome::Cancelled);
+    EXPECT_TRUE(exists(workingFile()));
+    job.reset();
+    EXPECT_TRUE(exists(outputFile()));
+    EXPECT_FALSE(exists(workingFile()));
+}
+
+TEST_P(DownsamplerJob, ThatCannotCreateItsOutputLeavesNothing)
+{
+    const LogCapture log;
+    const QuietGdal quiet;
+    Job job = create();
+    ASSERT_TRUE(std::filesystem::create_directory(workingFile().toStdString()));
+    const std::string before = folder.listing();
+    const JobRunner::Result result = run(*job);
+    EXPECT_EQ(result.outcome, Outcome::Failed);
+    EXPECT_EQ(result.failedSteps, std::vector<std::size_t>{0});
+    EXPECT_EQ(result.exceptionText.toStdString(), "");
+    EXPECT_EQ(log.messages().size(), 1u) << log.text();
+    job.reset();
+    EXPECT_EQ(folder.listing(), before);
+    EXPECT_EQ(fileText(firstInput()), inputBytes);
+}
+
+TEST_P(DownsamplerJob, WhoseOutputTurnsUnwritableFailsAndLeavesNothing)
+{
+    const LogCapture log;
+    const QuietGdal quiet;
+    Job job = create();
+    std::size_t calls = 0;
+    // Whatever is written next finds a folder in place of the working file.
+    const auto block = [&](JobRunner&, const JobRunner::Progress&) {
+        if (++calls == 2) {
+            std::filesystem::remove(workingFile().toStdString());
+            std::filesystem::create_directory(workingFile().toStdString());
+        }
+    };
+    const JobRunner::Result result = run(*job, block);
+    EXPECT_EQ(result.outcome, Outcome::Failed);
+    EXPECT_EQ(result.failedSteps, std::vector<std::size_t>{0});
+    EXPECT_EQ(calls, 2u);
+    job.reset();
+    std::filesystem::remove(workingFile().toStdString());
+    expectOnlyTheInput();
+}
+
+TEST_P(DownsamplerJob, WhoseCallbackThrowsLeavesNothing)
+{
+    Job job = create();
+    const auto fail = [](JobRunner&, const JobRunner::Progress&) { throw std::runtime_error("no display"); };
+    const JobRunner::Result result = run(*job, fail);
+    EXPECT_EQ(result.outcome, Outcome::Failed);
+    EXPECT_EQ(result.exceptionText.toStdString(), "no display");
+    job.reset();
+    expectOnlyTheInput();
+}
+
+TEST_P(DownsamplerJob, FinishedAndThenDiscardedLeavesNothingAndCannotRunAgain)
+{
+    Job job = create();
+    EXPECT_EQ(run(*job).outcome, Outcome::Finished);
+    job->discard();
+    expectOnlyTheInput();
+    EXPECT_EQ(run(*job).outcome, Outcome::CouldNotStart);
+    expectOnlyTheInput();
+    job.reset();
+    expectOnlyTheInput();
+}
+
+TEST_P(DownsamplerJob, ReportsEachBandOfEachTile)
+{
+    Job job = create();
+    std::vector<JobRunner::Progress> told;
+    const auto collect = [&](JobRunner&, const JobRunner::Progress& p) { told.push_back(p); };
+    EXPECT_EQ(run(*job, collect).outcome, Outcome::Finished);
+    ASSERT_EQ(told.size(), steps() * (bands + 1));
+    for (std::size_t k = 0; k < told.size(); ++k) {
+        const std::size_t step = k / (bands + 1);
+        const std::size_t pieces = k % (bands + 1) + 1;
+        const bool stepIsDone = pieces > bands;
+        EXPECT_EQ(told[k].stepsDone, stepIsDone ? step + 1 : step) << k;
+        EXPECT_EQ(told[k].steps, steps());
+        const double bandsDone = static_cast<double>(step * bands + (stepIsDone ? bands : pieces));
+        EXPECT_DOUBLE_EQ(told[k].share, bandsDone / static_cast<double>(steps() * bands)) << k;
+        EXPECT_GE(told[k].remaining.count(), 0.0);
+    }
+    EXPECT_EQ(told.back().share, 1.0);
+    EXPECT_EQ(told.back().remaining.count(), 0.0);
+}
+
+TEST_P(DownsamplerJob, HasTheSameOutputWithAndWithoutARunner)
+{
+    Job job = create();
+    EXPECT_EQ(run(*job, [](JobRunner&, const JobRunner::Progress&) {}).outcome, Outcome::Finished);
+    job.reset();
+    const std::string watched = fileText(outputFile());
+    job = create();
+    EXPECT_TRUE(downsampling::run(*job));
+    job.reset();
+    EXPECT_EQ(fileText(outputFile()), watched);
+}
+
+TEST_P(DownsamplerJob, CancelledOneDoesNotHinderTheNext)
+{
+    Job cancelled = create();
+    EXPECT_EQ(run(*cancelled, stopAtOnce).outcome, Outcome::Cancelled);
+    Job job = create();
+    EXPECT_EQ(run(*job).outcome, Outcome::Finished);
+    cancelled->discard();
+    cancelled.reset();
+    job.reset();
+    EXPECT_EQ(rasters::pixels(outputFile()).size(), 30u * 20u);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Strategies, DownsamplerJob,
+    testing::Values(Strategy{"Gauss", DownsamplingStrategy::Gauss, GdalFileType::SingleFile},
+                    Strategy{"Gauss", DownsamplingStrategy::Gauss, GdalFileType::TileSet},
+                    Strategy{"Average", DownsamplingStrategy::Average, GdalFileType::SingleFile},
+                    Strategy{"Average", DownsamplingStrategy::Average, GdalFileType::TileSet},
+                    Strategy{"Median", DownsamplingStrategy::Median, GdalFileType::SingleFile},
+                    Strategy{"Max", DownsamplingStrategy::Max, GdalFileType::TileSet}),
+    nameOf);
+
+/// Jobs of six tiles.
+class TiledDownsamplerJob : public DownsamplerJob
+{};
+
+TEST_P(TiledDownsamplerJob, CancelledHalfWayLeavesNothing)
+{
+    Job job = create();
+    std::size_t last = 0;
+    const auto stopHalfWay = [&](JobRunner& runner, const JobRunner::Progress& progress) {
+        last = progress.stepsDone;
+        stopAfter(3)(runner, progress);
+    };
+    EXPECT_EQ(run(*job, stopHalfWay).outcome, Outcome::Cancelled);
+    EXPECT_EQ(last, 3u);
+    job.reset();
+    expectOnlyTheInput();
+}
+
+TEST_P(TiledDownsamplerJob, WithAFailedStepThatIsKeptRunsTheOthers)
+{
+    const LogCapture log;
+    const QuietGdal quiet;
+    Job job = create();
+    const std::string working = workingFile().toStdString();
+    const std::string aside = (folder / "aside").toStdString();
+    // The working file is away while tile 2 is written.
+    const auto hide = [&](JobRunner&, const JobRunner::Progress& progress) {
+        if (progress.stepsDone == 2 && !std::filesystem::exists(aside))
+            std::filesystem::rename(working, aside);
+        if (progress.stepsDone == 3 && std::filesystem::exists(aside))
+            std::filesystem::rename(aside, working);
+    };
+    const JobRunner::Result result = run(*job, hide, JobRunner::Incomplete::Keep);
+    EXPECT_EQ(result.outcome, Outcome::Failed);
+    EXPECT_EQ(result.failedSteps, std::vector<std::size_t>{2});
+    job.reset();
+    const std::vector<double> written = rasters::pixels(outputFile());
+    EXPECT_EQ(written.size(), 30u * 20u);
+    const std::size_t inLastTile = 19u * 30u + 29u;
+    EXPECT_NE(written[inLastTile], 0.0);
+}
+
+TEST_P(TiledDownsamplerJob, DiscardsTheSideFilesOfOutputTilesToo)
+{
+    Job job = create(QString::fromStdString(rasters::wkt(32633)));
+    EXPECT_EQ(run(*job, stopAfter(5)).outcome, Outcome::Cancelled);
+    job.reset();
+    expectOnlyTheInput();
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Strategies, TiledDownsamplerJob,
+    testing::Values(Strategy{"Gauss", DownsamplingStrategy::Gauss, GdalFileType::TileSet},
+                    Strategy{"Average", DownsamplingStrategy::Average, GdalFileType::TileSet},
+                    Strategy{"Percentile75", DownsamplingStrategy::Percentile75, GdalFileType::TileSet},
+                    Strategy{"Min", DownsamplingStrategy::Min, GdalFileType::TileSet}),
+    nameOf);
+
+TEST(CustomDownsamplerJob, WhoseReductionThrowsLeavesNothing)
+{
+    const TempFolder folder;
+    rasters::make(folder / "in.tif", downsampling::mapped(300, 200, GDT_Byte, 2), pixel);
+    {
+        CustomDownsampler job(folder / "in.tif", folder / "out.tif", 2.0,
+                              [](const CustomDownsampler::Block& block) -> float {
+                                  if (block(0, 0) > 200.0f)
+                                      throw std::range_error("too bright");
+                                  return 0.0f;
+                              });
+        const JobRunner::Result result = run(job);
+        EXPECT_EQ(result.outcome, Outcome::Failed);
+        EXPECT_EQ(result.exceptionText.toStdString(), "too bright");
+        EXPECT_EQ(folder.listing(), "in.tif");
+    }
+    EXPECT_EQ(folder.listing(), "in.tif");
+}
+
+TEST(CustomDownsamplerJob, WithoutAnInputCannotStart)
+{
+    CustomDownsampler job;
+    EXPECT_EQ(run(job).outcome, Outcome::CouldNotStart);
+}
+
+TEST(CustomDownsamplerJob, DiscardClosesBothSets)
+{
+    const TempFolder folder;
+    rasters::make(folder / "in.tif", downsampling::mapped(20, 20, GDT_Byte), pixel);
+    CustomDownsampler job(folder / "in.tif", folder / "out.tif", 2.0,
+                          [](const CustomDownsampler::Block&) { return 1.0f; });
+    EXPECT_TRUE(downsampling::run(job));
+    job.discard();
+    EXPECT_FALSE(job.input.opened());
+    EXPECT_FALSE(job.output.opened());
+    EXPECT_EQ(folder.listing(), "in.tif");
+}
+
+TEST(CustomDownsamplerJob, StepsOfADiscardedJobFailAndLeaveNothing)
+{
+    const TempFolder folder;
+    const LogCapture log;
+    rasters::make(folder / "in.tif", downsampling::mapped(20, 20, GDT_Byte, 2), pixel);
+    DownsamplerSetup setup;
+    setup.alpha = ImageAlphaType::LastBand;
+    CustomDownsampler job(
+        folder / "in.tif", folder / "out.tif", 2.0, [](const CustomDownsampler::Block&) { return 1.0f; },
+        setup);
+    job.discard();
+    EXPECT_FALSE(static_cast<vexel::Worker&>(job).do_step(0));
+    EXPECT_EQ(folder.listing(), "in.tif");
+}
+
+/// A raster that keeps the warp busy for several of its pieces.
+class WarpJob : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        rasters::Description description = downsampling::mapped(400, 300, GDT_Float32);
+        description.wkt = rasters::wkt(32633);
+        rasters::make(folder / "in.tif", description, pixel);
+        inputBytes = fileText(folder / "in.tif");
+    }
+
+    Job create(double resolution = 2.0, const char* input = "in.tif") const
+    {
+        return vexel::DownsamplerFactory::createDownsampler(
+            DownsamplingStrategy::Warp, folder / input, folder / "out.tif", QString(), resolution,
+            ImageAlphaType::NoAlpha, GdalFileType::SingleFile);
+    }
+
+    void expectOnlyTheInput() const
+    {
+        EXPECT_EQ(folder.listing(), "in.tif");
+        EXPECT_EQ(fileText(folder / "in.tif"), inputBytes);
+    }
+
+    TempFolder folder;
+    std::string inputBytes;
+};
+
+TEST_F(WarpJob, ReportsFromZeroToOneInOneStep)
+{
+    Job job = create();
+    std::vector<double> shares;
+    const auto collect = [&](JobRunner&, const JobRunner::Progress& progress) {
+        EXPECT_EQ(progress.steps, 1u);
+        shares.push_back(progress.share);
+    };
+    EXPECT_EQ(run(*job, collect).outcome, Outcome::Finished);
+    ASSERT_GT(shares.size(), 3u);
+    EXPECT_TRUE(std::is_sorted(shares.begin(), shares.end()));
+    EXPECT_LT(shares.front(), 0.5);
+    EXPECT_EQ(shares.back(), 1.0);
+    job.reset();
+    EXPECT_EQ(rasters::pixels(folder / "out.tif").size(), 200u * 150u);
+}
+
+TEST_F(WarpJob, CancelledAtOnceLeavesNothing)
+{
+    const LogCapture log;
+    const QuietGdal quiet;
+    Job job = create();
+    const JobRunner::Result result = run(*job, stopAtOnce);
+    EXPECT_EQ(result.outcome, Outcome::Cancelled);
+    EXPECT_TRUE(result.failedSteps.empty());
+    EXPECT_EQ(log.text(), "");
+    expectOnlyTheInput();
+    job.reset();
+    expectOnlyTheInput();
+}
+
+TEST_F(WarpJob, CancelledHalfWayLeavesNothing)
+{
+    const QuietGdal quiet;
+    const int open = rasters::openDatasets();
+    Job job = create();
+    bool wasThere = false;
+    const auto stopHalfWay = [&](JobRunner& runner, const JobRunner::Progress& progress) {
+        wasThere = wasThere || exists(folder / "out.tif");
+        if (progress.share > 0.5)
+            runner.stop();
+    };
+    EXPECT_EQ(run(*job, stopHalfWay).outcome, Outcome::Cancelled);
+    EXPECT_TRUE(wasThere);
+    EXPECT_EQ(rasters::openDatasets(), open);
+    job.reset();
+    expectOnlyTheInput();
+}
+
+TEST_F(WarpJob, WhoseCallbackThrowsFailsAndLeavesNothing)
+{
+    const QuietGdal quiet;
+    Job job = create();
+    const auto fail = [](JobRunner&, const JobRunner::Progress&) { throw std::runtime_error("no display"); };
+    const JobRunner::Result result = run(*job, fail);
+    EXPECT_EQ(result.outcome, Outcome::Failed);
+    EXPECT_EQ(result.exceptionText.toStdString(), "no display");
+    job.reset();
+    expectOnlyTheInput();
+}
+
+TEST_F(WarpJob, CancelledButKeptLeavesWhatIsThere)
+{
+    const QuietGdal quiet;
+    Job job = create();
+    EXPECT_EQ(run(*job, stopAtOnce, JobRunner::Incomplete::Keep).outcome, Outcome::Cancelled);
+    job.reset();
+    EXPECT_TRUE(exists(folder / "out.tif"));
+}
+
+TEST_F(WarpJob, CancelledBeforeTheRunLeavesAnEarlierOutputAlone)
+{
+    makeFile(folder / "out.tif", "earlier");
+    Job job = create();
+    JobRunner runner;
+    runner.stop();
+    EXPECT_EQ(runner.run(*job).outcome, Outcome::Cancelled);
+    job.reset();
+    EXPECT_EQ(fileText(folder / "out.tif"), "earlier");
+}
+
+TEST_F(WarpJob, ThatIsImpossibleLeavesAnEarlierOutputAlone)
+{
+    makeFile(folder / "out.tif", "earlier");
+    Job job = create(/*resolution=*/-1.0);
+    EXPECT_EQ(run(*job).outcome, Outcome::Failed);
+    job.reset();
+    EXPECT_EQ(fileText(folder / "out.tif"), "earlier");
+}
+
+TEST_F(WarpJob, WithoutAnInputLeavesAnEarlierOutputAloneWhenDiscarded)
+{
+    const LogCapture log;
+    const QuietGdal quiet;
+    makeFile(folder / "out.tif", "earlier");
+    Job job = create(2.0, "missing.tif");
+    run(*job);
+    job->discard();
+    EXPECT_EQ(fileText(folder / "out.tif"), "earlier");
+}
+
+TEST_F(WarpJob, FinishedAndThenDiscardedLeavesNothing)
+{
+    Job job = create();
+    EXPECT_EQ(run(*job).outcome, Outcome::Finished);
+    ASSERT_TRUE(exists(folder / "out.tif"));
+    job->discard();
+    expectOnlyTheInput();
+    makeFile(folder / "out.tif", "of somebody else");
+    job->discard();
+    EXPECT_EQ(fileText(folder / "out.tif"), "of somebody else");
+}
+
+TEST_F(WarpJob, FinishedLeavesItsOutput)
+{
+    Job job = create();
+    EXPECT_EQ(run(*job).outcome, Outcome::Finished);
+    job.reset();
+    EXPECT_EQ(folder.listing(), "in.tif out.tif");
+}

@@ -1,0 +1,285 @@
+#include "examples/programs.h"
+#include "support/TempFolder.h"
+#include "support/rasters.h"
+
+#include <gtest/gtest.h>
+#include <ogr_spatialref.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <vector>
+
+using programs::data;
+using programs::Outcome;
+using programs::quoted;
+using programs::value;
+
+namespace {
+
+Outcome downsample(const QString& arguments)
+{
+    return programs::run(VEXEL_DOWNSAMPLE, arguments);
+}
+
+rasters::Description tenMetrePixels(int width, int height)
+{
+    rasters::Description description;
+    description.width = width;
+    description.height = height;
+    description.geotransform = {500000, 10, 0, 4000000, 0, -10};
+    return description;
+}
+
+std::string epsgOf(const QString& path)
+{
+    const rasters::Dataset dataset = rasters::open(path);
+    OGRSpatialReference reference;
+    if (!dataset || reference.importFromWkt(dataset->GetProjectionRef()) != OGRERR_NONE)
+        return "none";
+    const char* code = reference.GetAuthorityCode(nullptr);
+    return code ? code : "none";
+}
+
+const char* const anything = " --resolution 20 --strategy average";
+
+} // namespace
+
+struct StrategyCase
+{
+    const char* name;
+    double expected;
+};
+
+class DownsampleStrategy : public testing::TestWithParam<StrategyCase>
+{};
+
+TEST_P(DownsampleStrategy, ReducesABlockAsItsNameSays)
+{
+    const TempFolder folder;
+    const double block[] = {1, 2, 4, 9};
+    rasters::make(folder / "in.tif", tenMetrePixels(2, 2),
+                  [&](int x, int y, int) { return block[2 * y + x]; });
+    const Outcome outcome = downsample(quoted(folder / "in.tif") + quoted(folder / "out.tif") +
+                                       "--resolution 20 --strategy " + GetParam().name);
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.messages;
+    EXPECT_EQ(rasters::pixels(folder / "out.tif"), std::vector<double>{GetParam().expected});
+}
+
+// Of 1, 2, 4, 9 the median is element 2 and the upper quartile element 3, counted from 0.
+INSTANTIATE_TEST_SUITE_P(Names, DownsampleStrategy,
+                         testing::Values(StrategyCase{"average", 4}, StrategyCase{"median", 4},
+                                         StrategyCase{"percentile75", 9}, StrategyCase{"min", 1},
+                                         StrategyCase{"max", 9}),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST(DownsampleProgram, SummaryNamesWhatWasDone)
+{
+    const TempFolder folder;
+    const Outcome outcome = downsample(quoted(data("jacksboro_dem_utm_f32.tif")) +
+                                       quoted(folder / "out.tif") + "--resolution 150 --strategy median");
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.messages;
+    EXPECT_EQ(value(outcome, "strategy"), "median");
+    EXPECT_EQ(value(outcome, "input size"), "414 x 436");
+    EXPECT_EQ(value(outcome, "output size"), "207 x 218");
+    EXPECT_EQ(value(outcome, "resolution"), "150");
+    EXPECT_GT(std::stod(value(outcome, "seconds")), 0.0);
+    EXPECT_GT(std::stod(value(outcome, "Mpx/s")), 0.0);
+    EXPECT_GT(std::stod(value(outcome, "peak memory MiB")), 1.0);
+}
+
+TEST(DownsampleProgram, KeepsTheReferenceSystemOfTheInput)
+{
+    const TempFolder folder;
+    const Outcome outcome = downsample(quoted(data("jacksboro_dem_utm_f32.tif")) +
+                                       quoted(folder / "out.tif") + "--resolution 150 --strategy min");
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.messages;
+    EXPECT_EQ(epsgOf(folder / "out.tif"), "32616");
+}
+
+TEST(DownsampleProgram, TakesAReferenceSystemByItsCode)
+{
+    const TempFolder folder;
+    rasters::make(folder / "in.tif", tenMetrePixels(4, 4), [](int, int, int) { return 5; });
+    const Outcome outcome =
+        downsample(quoted(folder / "in.tif") + quoted(folder / "out.tif") + anything + " --srs EPSG:32633");
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.messages;
+    EXPECT_EQ(epsgOf(folder / "out.tif"), "32633");
+}
+
+TEST(DownsampleProgram, TakesAReferenceSystemFromAFile)
+{
+    const TempFolder folder;
+    rasters::make(folder / "in.tif", tenMetrePixels(4, 4), [](int, int, int) { return 5; });
+    OGRSpatialReference reference;
+    ASSERT_EQ(reference.importFromEPSG(25832), OGRERR_NONE);
+    char* wkt = nullptr;
+    ASSERT_EQ(reference.exportToWkt(&wkt), OGRERR_NONE);
+    std::ofstream((folder / "system.prj").toStdString()) << wkt;
+    CPLFree(wkt);
+    const Outcome outcome = downsample(quoted(folder / "in.tif") + quoted(folder / "out.tif") + anything +
+                                       " --srs" + quoted(folder / "system.prj"));
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.messages;
+    EXPECT_EQ(epsgOf(folder / "out.tif"), "25832");
+}
+
+TEST(DownsampleProgram, InputWithoutReferenceSystemGivesOutputWithout)
+{
+    const TempFolder folder;
+    rasters::make(folder / "in.tif", tenMetrePixels(4, 4), [](int, int, int) { return 5; });
+    const Outcome outcome = downsample(quoted(folder / "in.tif") + quoted(folder / "out.tif") + anything);
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.messages;
+    EXPECT_EQ(epsgOf(folder / "out.tif"), "none");
+}
+
+TEST(DownsampleProgram, AlphaKeepsTransparentPixelsOut)
+{
+    const TempFolder folder;
+    rasters::Description description = tenMetrePixels(2, 2);
+    description.bands = 4;
+    // One pixel of four is opaque: the mean of the colours is its colour, and the alpha falls below the
+    // threshold.
+    const auto pixel = [](int x, int y, int band) {
+        if (x == 0 && y == 0)
+            return band == 4 ? 255 : 40 * band;
+        return band == 4 ? 0 : 7;
+    };
+    rasters::make(folder / "in.tif", description, pixel);
+    const Outcome outcome =
+        downsample(quoted(folder / "in.tif") + quoted(folder / "out.tif") + anything + " --alpha");
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.messages;
+    const double expected[] = {40, 80, 120, 0};
+    for (int band = 1; band <= 4; ++band)
+        EXPECT_EQ(rasters::pixels(folder / "out.tif", band), std::vector<double>{expected[band - 1]}) << band;
+}
+
+TEST(DownsampleProgram, TilesReadsAndWritesSetsOfTileFiles)
+{
+    const TempFolder folder;
+    rasters::make(folder / "in_1_1.tif", tenMetrePixels(4, 4), [](int, int, int) { return 5; });
+    rasters::Description east = tenMetrePixels(4, 4);
+    (*east.geotransform)[0] += 40;
+    rasters::make(folder / "in_2_1.tif", east, [](int, int, int) { return 9; });
+    const Outcome outcome =
+        downsample(quoted(folder / "in.tif") + quoted(folder / "out.tif") + anything + " --tiles");
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.messages;
+    EXPECT_EQ(value(outcome, "output size"), "4 x 2");
+    EXPECT_EQ(rasters::pixels(folder / "out_1_1.tif"), (std::vector<double>{5, 5, 9, 9, 5, 5, 9, 9}));
+}
+
+TEST(DownsampleProgram, ProgressGoesToStandardErrorWhenAskedFor)
+{
+    const TempFolder folder;
+    rasters::make(folder / "in.tif", tenMetrePixels(4, 4), [](int, int, int) { return 5; });
+    const QString arguments = quoted(folder / "in.tif") + quoted(folder / "out.tif") + anything;
+    EXPECT_EQ(downsample(arguments).messages, "");
+    const Outcome outcome = downsample(arguments + " --progress");
+    EXPECT_NE(outcome.messages.find("] 1/1 tiles, done"), std::string::npos) << outcome.messages;
+    EXPECT_EQ(outcome.output.find("tiles"), std::string::npos);
+}
+
+TEST(DownsampleProgram, HelpNamesEveryOptionAndEndsWell)
+{
+    const Outcome outcome = downsample(" --help");
+    EXPECT_EQ(outcome.exitCode, 0);
+    for (const char* word : {"INPUT", "OUTPUT", "--resolution", "--strategy", "gauss", "percentile75",
+                             "--tiles", "--alpha", "--srs", "Exit codes"})
+        EXPECT_NE(outcome.output.find(word), std::string::npos) << word;
+}
+
+struct UsageCase
+{
+    const char* name;
+    const char* arguments;
+};
+
+class DownsampleUsage : public testing::TestWithParam<UsageCase>
+{};
+
+TEST_P(DownsampleUsage, IsRefusedBeforeAnythingIsTouched)
+{
+    const TempFolder folder;
+    rasters::make(folder / "in.tif", tenMetrePixels(4, 4), [](int, int, int) { return 5; });
+    const Outcome outcome =
+        downsample(quoted(folder / "in.tif") + quoted(folder / "out.tif") + GetParam().arguments);
+    EXPECT_EQ(outcome.exitCode, 2);
+    EXPECT_NE(outcome.messages, "");
+    EXPECT_EQ(folder.listing(), "in.tif");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Arguments, DownsampleUsage,
+    testing::Values(UsageCase{"NoResolution", "--strategy average"},
+                    UsageCase{"NoStrategy", "--resolution 20"},
+                    UsageCase{"UnknownStrategy", "--resolution 20 --strategy mean"},
+                    UsageCase{"NumberedStrategy", "--resolution 20 --strategy 2"},
+                    UsageCase{"ZeroResolution", "--resolution 0 --strategy average"},
+                    UsageCase{"NegativeResolution", "--resolution=-20 --strategy average"},
+                    UsageCase{"InfiniteResolution", "--resolution inf --strategy average"},
+                    UsageCase{"NanResolution", "--resolution nan --strategy average"},
+                    UsageCase{"TextAsResolution", "--resolution coarse --strategy average"},
+                    UsageCase{"UnknownOption", "--resolution 20 --strategy average --fast"},
+                    UsageCase{"ThirdPath", "another.tif --resolution 20 --strategy average"}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+TEST(DownsampleProgram, MissingInputIsAFailureWithItsName)
+{
+    const TempFolder folder;
+    const Outcome outcome = downsample(quoted(folder / "none.tif") + quoted(folder / "out.tif") + anything);
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_NE(
+        outcome.messages.find("Unable to open input file '" + (folder / "none.tif").toStdString() + "'"),
+        std::string::npos)
+        << outcome.messages;
+    EXPECT_EQ(folder.listing(), "");
+}
+
+TEST(DownsampleProgram, OutputThatIsTheInputIsAFailureAndTheInputStays)
+{
+    const TempFolder folder;
+    rasters::make(folder / "in.tif", tenMetrePixels(4, 4), [](int, int, int) { return 5; });
+    const Outcome outcome = downsample(quoted(folder / "in.tif") + quoted(folder / "in.tif") + anything);
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_NE(outcome.messages.find("Unable to open output file '" + (folder / "in.tif").toStdString() + "'"),
+              std::string::npos)
+        << outcome.messages;
+    EXPECT_EQ(rasters::pixels(folder / "in.tif"), std::vector<double>(16, 5.0));
+}
+
+TEST(DownsampleProgram, GarbageAsReferenceSystemIsAFailureBeforeAnythingIsTouched)
+{
+    const TempFolder folder;
+    rasters::make(folder / "in.tif", tenMetrePixels(4, 4), [](int, int, int) { return 5; });
+    const Outcome outcome = downsample(quoted(folder / "in.tif") + quoted(folder / "out.tif") + anything +
+                                       " --srs EPSG:nonsense");
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_NE(outcome.messages.find("EPSG:nonsense"), std::string::npos) << outcome.messages;
+    EXPECT_EQ(folder.listing(), "in.tif");
+}
+
+TEST(DownsampleProgram, OutputThatCannotBeCompletedIsAFailure)
+{
+    const TempFolder folder;
+    rasters::make(folder / "in.tif", tenMetrePixels(4, 4), [](int, int, int) { return 5; });
+    // A name of JPEG 2000 yields no file.
+    const Outcome outcome = downsample(quoted(folder / "in.tif") + quoted(folder / "out.jp2") + anything);
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_NE(outcome.messages.find("is not whole"), std::string::npos) << outcome.messages;
+}
+
+class DownsampleLater : public testing::TestWithParam<const char*>
+{};
+
+TEST_P(DownsampleLater, SaysThatTheStrategyIsNotThere)
+{
+    const TempFolder folder;
+    rasters::make(folder / "in.tif", tenMetrePixels(4, 4), [](int, int, int) { return 5; });
+    const Outcome outcome = downsample(quoted(folder / "in.tif") + quoted(folder / "out.tif") +
+                                       "--resolution 20 --strategy " + GetParam());
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_NE(outcome.messages, "");
+    EXPECT_EQ(folder.listing(), "in.tif");
+}
+
+INSTANTIATE_TEST_SUITE_P(Names, DownsampleLater, testing::Values("gauss", "warp"),
+                         [](const auto& row) { return std::string(row.param); });

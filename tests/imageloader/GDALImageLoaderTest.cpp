@@ -1,0 +1,524 @@
+#include "imageloader/GDALImageLoader.h"
+
+#include "images.h"
+#include "support/TempFolder.h"
+#include "utilities/tilenames.h"
+
+#include <cpl_error.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <future>
+#include <limits>
+#include <string>
+#include <vector>
+
+using namespace images;
+using namespace streamingtest;
+using vexel::GDALImageLoader;
+
+namespace {
+
+constexpr int width = 41;
+constexpr int height = 30;
+
+/// Width and height after a reduction by 1 to 4: 20.5 is rounded up, 13.7 too, 10.25 and 7.5 down and up.
+struct Size
+{
+    int width;
+    int height;
+};
+constexpr Size sizeAtLevel[] = {{0, 0}, {41, 30}, {21, 15}, {14, 10}, {10, 8}};
+
+/// The stated formula, spelt out.
+unsigned char grayOf(unsigned int colour, const std::vector<double>& w)
+{
+    const double red = colour >> 16 & 0xFFu;
+    const double green = colour >> 8 & 0xFFu;
+    const double blue = colour & 0xFFu;
+    double sum = green * w[1] + red * w[0];
+    sum += blue * w[2];
+    sum += 0.5;
+    return static_cast<unsigned char>(sum);
+}
+
+std::vector<double> dividedBySum(std::vector<double> w)
+{
+    const double sum = w[0] + w[1] + w[2];
+    for (double& weight : w)
+        weight /= sum;
+    return w;
+}
+
+Gray grayOf(const Colour& colour, const std::vector<double>& givenWeights = weights)
+{
+    const std::vector<double> w = dividedBySum(givenWeights);
+    Gray gray(colour.rows(), colour.cols());
+    for (Eigen::Index i = 0; i < colour.size(); ++i)
+        gray.data()[i] = grayOf(colour.data()[i], w);
+    return gray;
+}
+
+/// The gray value that a loader of such weights reads for one colour.
+int grayRead(const std::vector<double>& givenWeights, unsigned int red, unsigned int green, unsigned int blue)
+{
+    const TempFolder folder;
+    make(folder / "a.tif", 1, 1, 3, bandsOf(Colour::Constant(1, 1, packed(red, green, blue))));
+    Gray gray;
+    EXPECT_TRUE(GDALImageLoader(folder / "a.tif", givenWeights).readGray(gray, 1));
+    return gray.size() == 1 ? gray(0, 0) : -1;
+}
+
+/// Matrices that are told from all results.
+struct Untouched
+{
+    Colour colour = Colour::Constant(2, 3, 0x12345678u);
+    Gray gray = Gray::Constant(2, 3, 123);
+    Floats floats = Floats::Constant(2, 3, -7.5f);
+
+    void expect() const
+    {
+        EXPECT_EQ(colour, Untouched().colour);
+        EXPECT_EQ(gray, Untouched().gray);
+        EXPECT_EQ(floats, Untouched().floats);
+    }
+};
+
+void expectNothingReads(const GDALImageLoader& loader, const QString& path, int level)
+{
+    Untouched out;
+    EXPECT_FALSE(loader.readRGB(path, out.colour, level));
+    EXPECT_FALSE(loader.readGray(path, out.gray, level));
+    EXPECT_FALSE(loader.readFloat(path, out.floats, level));
+    out.expect();
+}
+
+/// Counts GDAL's errors of this thread, which do not show elsewhere.
+class GdalErrors
+{
+public:
+    GdalErrors() { CPLPushErrorHandlerEx(count, this); }
+    ~GdalErrors() { CPLPopErrorHandler(); }
+    GdalErrors(const GdalErrors&) = delete;
+    GdalErrors& operator=(const GdalErrors&) = delete;
+
+    int number() const { return m_number; }
+
+private:
+    static void CPL_STDCALL count(CPLErr level, CPLErrorNum, const char*)
+    {
+        if (level >= CE_Failure)
+            ++static_cast<GdalErrors*>(CPLGetErrorHandlerUserData())->m_number;
+    }
+
+    int m_number = 0;
+};
+
+/// A raster that opens, and whose pixels cannot be read.
+void makeUnreadable(const QString& path, int bands, const char* type)
+{
+    std::string text = "<VRTDataset rasterXSize=\"4\" rasterYSize=\"3\">\n";
+    for (int band = 1; band <= bands; ++band)
+        text +=
+            "<VRTRasterBand dataType=\"" + std::string(type) + "\" band=\"" + std::to_string(band) +
+            "\"><SimpleSource><SourceFilename relativeToVRT=\"1\">gone.tif</SourceFilename>"
+            "<SourceBand>1</SourceBand><SourceProperties RasterXSize=\"4\" RasterYSize=\"3\" DataType=\"" +
+            type +
+            "\" BlockXSize=\"4\" BlockYSize=\"3\"/><SrcRect xOff=\"0\" yOff=\"0\" xSize=\"4\" ySize=\"3\"/>"
+            "<DstRect xOff=\"0\" yOff=\"0\" xSize=\"4\" ySize=\"3\"/></SimpleSource></VRTRasterBand>\n";
+    makeFile(path, text + "</VRTDataset>\n");
+}
+
+} // namespace
+
+struct ReadCase
+{
+    const char* name;
+    const char* file;
+    int bands;
+    int level;
+};
+
+class GDALImageLoaderRead : public testing::TestWithParam<ReadCase>
+{
+protected:
+    void SetUp() override
+    {
+        m_path = m_folder / GetParam().file;
+        make(m_path, width, height, GetParam().bands);
+    }
+
+    const TempFolder m_folder;
+    QString m_path;
+    const int m_level = GetParam().level;
+    const Size m_size = sizeAtLevel[GetParam().level];
+};
+
+TEST_P(GDALImageLoaderRead, GivesColourAsGdalReducesIt)
+{
+    const Colour expected = reducedColour(m_path, GetParam().bands, m_size.width, m_size.height);
+    const LogCapture log;
+    Colour own;
+    EXPECT_TRUE(GDALImageLoader(m_path, {}).readRGB(own, m_level));
+    EXPECT_EQ(own, expected);
+    Colour other;
+    EXPECT_TRUE(GDALImageLoader("none.tif", weights).readRGB(m_path, other, m_level));
+    EXPECT_EQ(other, expected);
+    EXPECT_EQ(log.text(), "");
+}
+
+TEST_P(GDALImageLoaderRead, GivesGrayAsGdalReducesIt)
+{
+    const int bands = GetParam().bands;
+    Untouched out;
+    if (bands == 4) {
+        EXPECT_FALSE(GDALImageLoader(m_path, weights).readGray(out.gray, m_level));
+        out.expect();
+        return;
+    }
+    const Gray expected = bands == 1 ? reduced<unsigned char>(m_path, m_size.width, m_size.height)
+                                     : grayOf(reducedColour(m_path, bands, m_size.width, m_size.height));
+    EXPECT_TRUE(GDALImageLoader(m_path, weights).readGray(out.gray, m_level));
+    EXPECT_EQ(out.gray, expected);
+    Gray other;
+    EXPECT_TRUE(GDALImageLoader("none.tif", weights).readGray(m_path, other, m_level));
+    EXPECT_EQ(other, expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Images, GDALImageLoaderRead,
+    testing::Values(ReadCase{"TiffGray1", "a.tif", 1, 1}, ReadCase{"TiffGray2", "a.tif", 1, 2},
+                    ReadCase{"TiffGray3", "a.tif", 1, 3}, ReadCase{"TiffGray4", "a.tif", 1, 4},
+                    ReadCase{"TiffColour1", "a.tif", 3, 1}, ReadCase{"TiffColour2", "a.tif", 3, 2},
+                    ReadCase{"TiffColour3", "a.tif", 3, 3}, ReadCase{"TiffColour4", "a.tif", 3, 4},
+                    ReadCase{"TiffAlpha1", "a.tif", 4, 1}, ReadCase{"TiffAlpha2", "a.tif", 4, 2},
+                    ReadCase{"TiffAlpha3", "a.tif", 4, 3}, ReadCase{"TiffAlpha4", "a.tif", 4, 4},
+                    ReadCase{"PngGray1", "a.png", 1, 1}, ReadCase{"PngGray2", "a.png", 1, 2},
+                    ReadCase{"PngGray3", "a.png", 1, 3}, ReadCase{"PngGray4", "a.png", 1, 4},
+                    ReadCase{"PngColour1", "a.png", 3, 1}, ReadCase{"PngColour2", "a.png", 3, 2},
+                    ReadCase{"PngColour3", "a.png", 3, 3}, ReadCase{"PngColour4", "a.png", 3, 4},
+                    ReadCase{"PngAlpha1", "a.png", 4, 1}, ReadCase{"PngAlpha2", "a.png", 4, 2},
+                    ReadCase{"PngAlpha3", "a.png", 4, 3}, ReadCase{"PngAlpha4", "a.png", 4, 4},
+                    ReadCase{"JpegGray1", "a.jpg", 1, 1}, ReadCase{"JpegGray2", "a.jpg", 1, 2},
+                    ReadCase{"JpegGray3", "a.jpg", 1, 3}, ReadCase{"JpegGray4", "a.jpg", 1, 4},
+                    ReadCase{"JpegColour1", "a.jpg", 3, 1}, ReadCase{"JpegColour2", "a.jpg", 3, 2},
+                    ReadCase{"JpegColour3", "a.jpg", 3, 3}, ReadCase{"JpegColour4", "a.jpg", 3, 4}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+TEST(GDALImageLoaderReadFloat, GivesElevationsAsGdalReducesThem)
+{
+    const QString path = exampleData("jacksboro_dem_utm_f32.tif");
+    const GDALImageLoader loader(path, {});
+    // 414 x 436 pixels; 103.5 is rounded up.
+    const Size sizes[] = {{0, 0}, {414, 436}, {207, 218}, {138, 145}, {104, 109}};
+    for (int level = 1; level <= 4; ++level) {
+        const Floats expected = reduced<float>(path, sizes[level].width, sizes[level].height);
+        Floats own;
+        EXPECT_TRUE(loader.readFloat(own, level));
+        EXPECT_TRUE(own == expected) << level;
+        Floats other;
+        EXPECT_TRUE(GDALImageLoader("none.tif", weights).readFloat(path, other, level));
+        EXPECT_TRUE(other == expected) << level;
+    }
+}
+
+TEST(GDALImageLoaderRealImages, AreReadAsColour)
+{
+    const QString path = exampleData("naip_washington_rgba.tif");
+    const GDALImageLoader loader(path, weights);
+    const int size[] = {0, 640, 320, 213, 160};
+    for (int level = 1; level <= 4; ++level) {
+        Colour colour;
+        EXPECT_TRUE(loader.readRGB(colour, level));
+        EXPECT_TRUE(colour == reducedColour(path, 4, size[level], size[level])) << level;
+    }
+}
+
+TEST(GDALImageLoaderRealImages, AreReadFromEveryFormat)
+{
+    const TempFolder folder;
+    const QString source = exampleData("naip_washington_rgba.tif");
+    for (const char* name : {"a.jpg", "a.png", "a.tif"}) {
+        const QString path = folder / name;
+        const bool jpeg = path.endsWith(".jpg");
+        rasters::run({"gdal_translate", "-q", "-b", "1", "-b", "2", "-b", "3", "-of",
+                      jpeg                    ? "JPEG"
+                      : path.endsWith(".png") ? "PNG"
+                                              : "GTiff",
+                      source.toStdString(), path.toStdString()});
+        const GDALImageLoader loader(path, weights);
+        const int size[] = {0, 640, 320, 213, 160};
+        for (int level = 1; level <= 4; ++level) {
+            const Colour expected = reducedColour(path, 3, size[level], size[level]);
+            Colour colour;
+            EXPECT_TRUE(loader.readRGB(colour, level));
+            EXPECT_TRUE(colour == expected) << name << " " << level;
+            Gray gray;
+            EXPECT_TRUE(loader.readGray(gray, level));
+            EXPECT_TRUE(gray == grayOf(expected)) << name << " " << level;
+        }
+    }
+}
+
+TEST(GDALImageLoaderLevel, BeyondTheImageGivesAnEmptyMatrix)
+{
+    const TempFolder folder;
+    make(folder / "a.tif", width, height, 3);
+    Untouched out;
+    for (const int level : {100, std::numeric_limits<int>::max()}) {
+        EXPECT_TRUE(GDALImageLoader(folder / "a.tif", weights).readRGB(out.colour, level));
+        EXPECT_EQ(out.colour.size(), 0);
+        EXPECT_TRUE(GDALImageLoader(folder / "a.tif", weights).readGray(out.gray, level));
+        EXPECT_EQ(out.gray.size(), 0);
+    }
+}
+
+TEST(GDALImageLoaderLevel, BelowOneIsRefused)
+{
+    const TempFolder folder;
+    make(folder / "a.tif", width, height, 1);
+    rasters::make(folder / "f.tif", {width, height, 1, GDT_Float32}, storedNoise<float>());
+    for (const int level : {0, -1, -2, std::numeric_limits<int>::min()}) {
+        Untouched out;
+        const GDALImageLoader bytes(folder / "a.tif", weights);
+        EXPECT_FALSE(bytes.readRGB(out.colour, level));
+        EXPECT_FALSE(bytes.readRGB(folder / "a.tif", out.colour, level));
+        EXPECT_FALSE(bytes.readGray(out.gray, level));
+        EXPECT_FALSE(bytes.readGray(folder / "a.tif", out.gray, level));
+        const GDALImageLoader floats(folder / "f.tif", weights);
+        EXPECT_FALSE(floats.readFloat(out.floats, level));
+        EXPECT_FALSE(floats.readFloat(folder / "f.tif", out.floats, level));
+        out.expect();
+    }
+}
+
+TEST(GDALImageLoaderRefusal, OfPathsWithoutAnImage)
+{
+    const TempFolder folder;
+    makeFile(folder / "text.tif", "no image");
+    const OwnMessages messages;
+    for (const QString& path : {QString(), folder / "none.tif", folder / "text.tif", folder.path()}) {
+        expectNothingReads(GDALImageLoader("", weights), path, 1);
+        Untouched out;
+        EXPECT_FALSE(GDALImageLoader(path, weights).readRGB(out.colour, 1));
+        EXPECT_FALSE(GDALImageLoader(path, weights).readGray(out.gray, 1));
+        EXPECT_FALSE(GDALImageLoader(path, weights).readFloat(out.floats, 1));
+        out.expect();
+    }
+    EXPECT_EQ(messages.text(), "");
+}
+
+TEST(GDALImageLoaderRefusal, OfAMissingFileAsksGdalNothing)
+{
+    const TempFolder folder;
+    const GdalErrors errors;
+    expectNothingReads(GDALImageLoader("", weights), folder / "none.tif", 1);
+    EXPECT_EQ(errors.number(), 0);
+}
+
+TEST(GDALImageLoaderRefusal, OfTileSets)
+{
+    const TempFolder folder;
+    make(vexel::gdal::tile2path(folder / "a.tif", 1, 1), width, height, 3);
+    expectNothingReads(GDALImageLoader("", weights), folder / "a.tif", 1);
+}
+
+struct RefusalCase
+{
+    const char* name;
+    const char* type;
+    int bands;
+    bool colour; ///< whether each read takes such files
+    bool gray;
+    bool floats;
+};
+
+class GDALImageLoaderTypes : public testing::TestWithParam<RefusalCase>
+{};
+
+// Pixels of these files cannot be read: an attempt shows as an error of GDAL.
+TEST_P(GDALImageLoaderTypes, OthersAreRefusedBeforePixelsAreRead)
+{
+    const TempFolder folder;
+    const RefusalCase& row = GetParam();
+    makeUnreadable(folder / "a.vrt", row.bands, row.type);
+    const GDALImageLoader loader(folder / "a.vrt", weights);
+    Untouched out;
+    const auto triesToRead = [](const auto& read) {
+        const GdalErrors errors;
+        EXPECT_FALSE(read());
+        return errors.number() > 0;
+    };
+    EXPECT_EQ(triesToRead([&] { return loader.readRGB(out.colour, 1); }), row.colour);
+    EXPECT_EQ(triesToRead([&] { return loader.readGray(out.gray, 1); }), row.gray);
+    EXPECT_EQ(triesToRead([&] { return loader.readFloat(out.floats, 1); }), row.floats);
+    if (!row.colour && !row.gray && !row.floats)
+        out.expect();
+}
+
+INSTANTIATE_TEST_SUITE_P(Files, GDALImageLoaderTypes,
+                         testing::Values(RefusalCase{"ByteGray", "Byte", 1, true, true, false},
+                                         RefusalCase{"ByteGrayWithAlpha", "Byte", 2, false, false, false},
+                                         RefusalCase{"ByteColour", "Byte", 3, true, true, false},
+                                         RefusalCase{"ByteColourWithAlpha", "Byte", 4, true, false, false},
+                                         RefusalCase{"ByteFiveBands", "Byte", 5, false, false, false},
+                                         RefusalCase{"UInt16Gray", "UInt16", 1, false, false, false},
+                                         RefusalCase{"UInt16Colour", "UInt16", 3, false, false, false},
+                                         RefusalCase{"UInt16ColourWithAlpha", "UInt16", 4, false, false,
+                                                     false},
+                                         RefusalCase{"Int16Gray", "Int16", 1, false, false, false},
+                                         RefusalCase{"Float", "Float32", 1, false, false, true},
+                                         RefusalCase{"FloatTwoBands", "Float32", 2, false, false, false},
+                                         RefusalCase{"FloatColour", "Float32", 3, false, false, false},
+                                         RefusalCase{"Double", "Float64", 1, false, false, false}),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST(GDALImageLoaderWeights, MustBeThreeForColour)
+{
+    const TempFolder folder;
+    makeUnreadable(folder / "colour.vrt", 3, "Byte");
+    make(folder / "gray.tif", width, height, 1);
+    const std::vector<std::vector<double>> unusable = {{},  {0, 0, 0}, {1, -1, 0},  {0.5, -0.25, -0.25},
+                                                       {1}, {1, 1},    {1, 1, 1, 1}};
+    for (const std::vector<double>& w : unusable) {
+        Untouched out;
+        const GDALImageLoader loader(folder / "colour.vrt", w);
+        const GdalErrors errors;
+        EXPECT_FALSE(loader.readGray(out.gray, 1));
+        EXPECT_EQ(errors.number(), 0) << "refused before pixels are read";
+        out.expect();
+        EXPECT_TRUE(loader.readGray(folder / "gray.tif", out.gray, 1)) << "gray needs no weights";
+        EXPECT_EQ(out.gray, noiseMatrix<unsigned char>(width, height));
+    }
+}
+
+struct GrayCase
+{
+    const char* name;
+    std::vector<double> weights;
+    unsigned int red, green, blue;
+    int gray;
+};
+
+class GDALImageLoaderGray : public testing::TestWithParam<GrayCase>
+{};
+
+TEST_P(GDALImageLoaderGray, IsTheWeightedSum)
+{
+    const GrayCase& row = GetParam();
+    EXPECT_EQ(grayRead(row.weights, row.red, row.green, row.blue), row.gray);
+}
+
+constexpr double infinite = std::numeric_limits<double>::infinity();
+constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
+
+INSTANTIATE_TEST_SUITE_P(
+    Weights, GDALImageLoaderGray,
+    testing::Values(GrayCase{"RedIsFirst", {1, 0, 0}, 10, 20, 30, 10},
+                    GrayCase{"GreenIsSecond", {0, 1, 0}, 10, 20, 30, 20},
+                    GrayCase{"BlueIsThird", {0, 0, 1}, 10, 20, 30, 30},
+                    GrayCase{"Luma", {0.299, 0.587, 0.114}, 200, 100, 50, 124}, // 124.2
+                    GrayCase{"WhiteStaysWhite", {0.299, 0.587, 0.114}, 255, 255, 255, 255},
+                    GrayCase{"ThirdsRoundDown", {1, 1, 1}, 10, 20, 40, 23},          // 23.3
+                    GrayCase{"ThirdsRoundUp", {1, 1, 1}, 10, 20, 41, 24},            // 23.7
+                    GrayCase{"OnlyProportionsCount", {20, 10, 10}, 100, 50, 20, 68}, // 67.5
+                    GrayCase{"HalfRoundsUp", {0.5, 0.5, 0}, 1, 0, 0, 1},             // 0.5
+                    GrayCase{"JustBelowHalf", {0.25, 0.5, 0.25}, 1, 0, 0, 0},        // 0.25
+                    GrayCase{"NegativeSum", {-2, -1, -1}, 100, 50, 20, 68},          // divided by -4
+                    // Rows that come out otherwise if the sum is taken in another order.
+                    GrayCase{"GreenAndRedFirst", {0.1, 0.7, 0.2}, 1, 92, 80, 80},
+                    GrayCase{"BlueNotBeforeRed", {0.1, 0.7, 0.2}, 1, 112, 250, 129},
+                    GrayCase{"HalfNotWithBlue", {5, 7, 2}, 159, 74, 110, 109},
+                    GrayCase{"HalfLast", {9, 3, 6}, 35, 86, 23, 40},
+                    // Beyond a byte: truncated toward zero, low 8 bits.
+                    GrayCase{"Above", {-1, 3, -1}, 0, 255, 0, 253},              // 765.5
+                    GrayCase{"Below", {-1, 3, -1}, 200, 0, 0, 57},               // -199.5
+                    GrayCase{"BetweenMinusOneAndZero", {-1, 3, -1}, 1, 0, 0, 0}, // -0.5
+                    GrayCase{"BeyondMinusOne", {-1, 3, -1}, 2, 0, 0, 255},       // -1.5
+                    // 3e10 + 5, of which 255 bits 0 to 7 are left.
+                    GrayCase{"BeyondThirtyTwoBits", {1e10, 1, -1e10}, 3, 5, 0, (30000000005 & 0xFF)},
+                    GrayCase{"BeyondSixtyFourBits", {0x1p80, -0x1p80, 0x1p10}, 255, 0, 0, 255},
+                    GrayCase{"BelowSixtyFourBits", {0x1p80, -0x1p80, 0x1p10}, 0, 255, 0, 0},
+                    GrayCase{"Infinite", {infinite, 1, 1}, 1, 2, 3, 0},
+                    GrayCase{"NotANumber", {notANumber, 1, 1}, 1, 2, 3, 0}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+TEST(GDALImageLoaderWeights, AreCopied)
+{
+    const TempFolder folder;
+    make(folder / "a.tif", 1, 1, 3, bandsOf(Colour::Constant(1, 1, packed(10, 20, 30))));
+    std::vector<double> own{1, 0, 0};
+    const GDALImageLoader loader(folder / "a.tif", own);
+    own = {0, 1, 0};
+    Gray gray;
+    EXPECT_TRUE(loader.readGray(gray, 1));
+    EXPECT_EQ(gray(0, 0), 10);
+}
+
+TEST(GDALImageLoaderCopy, HasPathAndWeights)
+{
+    const TempFolder folder;
+    make(folder / "a.tif", width, height, 3);
+    const Gray expected = grayOf(reducedColour(folder / "a.tif", 3, width, height));
+    GDALImageLoader assigned("none.tif", {});
+    {
+        const GDALImageLoader original(folder / "a.tif", weights);
+        const GDALImageLoader copy(original);
+        Gray gray;
+        EXPECT_TRUE(copy.readGray(gray, 1));
+        EXPECT_EQ(gray, expected);
+        assigned = original;
+    }
+    Gray gray;
+    EXPECT_TRUE(assigned.readGray(gray, 1));
+    EXPECT_EQ(gray, expected);
+}
+
+TEST(GDALImageLoaderLargeImages, AreConvertedAsSmallOnesAre)
+{
+    // Beyond 2^14 pixels the rows are spread over threads.
+    const TempFolder folder;
+    constexpr int side = 301;
+    make(folder / "gray.tif", side, side, 1);
+    make(folder / "colour.tif", side, side, 3);
+    const GDALImageLoader loader("", weights);
+    Colour colour;
+    EXPECT_TRUE(loader.readRGB(folder / "gray.tif", colour, 1));
+    EXPECT_TRUE(colour == reducedColour(folder / "gray.tif", 1, side, side));
+    Gray gray;
+    EXPECT_TRUE(loader.readGray(folder / "colour.tif", gray, 1));
+    EXPECT_TRUE(gray == grayOf(reducedColour(folder / "colour.tif", 3, side, side)));
+}
+
+TEST(GDALImageLoaderReads, CloseTheFile)
+{
+    const TempFolder folder;
+    make(folder / "a.tif", width, height, 3);
+    const int before = rasters::openDatasets();
+    Colour colour;
+    EXPECT_TRUE(GDALImageLoader(folder / "a.tif", weights).readRGB(colour, 1));
+    EXPECT_EQ(rasters::openDatasets(), before);
+}
+
+TEST(GDALImageLoaderReads, MayRunOnSeveralThreads)
+{
+    const TempFolder folder;
+    make(folder / "a.tif", width, height, 3);
+    const GDALImageLoader loader(folder / "a.tif", weights);
+    const Colour expectedColour = reducedColour(folder / "a.tif", 3, width, height);
+    std::vector<std::future<void>> threads;
+    for (int i = 0; i < 4; ++i)
+        threads.push_back(std::async(std::launch::async, [&] {
+            for (int round = 0; round < 5; ++round) {
+                Colour colour;
+                EXPECT_TRUE(loader.readRGB(colour, 1));
+                EXPECT_EQ(colour, expectedColour);
+                Gray gray;
+                EXPECT_TRUE(loader.readGray(gray, 1));
+                EXPECT_EQ(gray, grayOf(expectedColour));
+            }
+        }));
+    for (std::future<void>& thread : threads)
+        thread.get();
+}
