@@ -189,8 +189,9 @@ bool GDALImageLoader::readFloat(PixelMatrix<float>& out, int level) const
 
 bool GDALImageLoader::writeRGB(const ColourMatrix& in, int tile) const
 {
-    if (!m_tileWriter || tile < 0)
+    if (!m_tileWriter)
         return false;
+    // A negative index becomes one far beyond the tiles.
     const auto i = static_cast<std::uint64_t>(tile);
     // Completed at once, so that no more than one working file lies beside the tiles.
     return i < m_tileWriter->noTiles() && m_tileWriter->writeRGB(in, m_tileWriter->itile(i)) &&

@@ -97,8 +97,8 @@ bool fillAll(GDALDataset& dataset, double value)
     dataset.GetRasterBand(1)->GetBlockSize(&blockWidth, &blockHeight);
     // One pixel a band, which GDAL spreads over the window.
     std::vector<double> pixel(static_cast<std::size_t>(bands), value);
-    for (int y = 0; y < dataset.GetRasterYSize(); y += blockHeight) {
-        const int rows = std::min(blockHeight, dataset.GetRasterYSize() - y);
+    for (int y = 0, rows = 0; y < dataset.GetRasterYSize(); y += rows) {
+        rows = std::min(blockHeight, dataset.GetRasterYSize() - y);
         if (dataset.RasterIO(GF_Write, 0, y, dataset.GetRasterXSize(), rows, pixel.data(), 1, 1, GDT_Float64,
                              bands, nullptr, 0, 0, 0, nullptr) != CE_None)
             return false;
@@ -166,10 +166,10 @@ bool translateFile(const QString& source, const QString& target, const gdal::Com
     bool translated = false;
     if (options) {
         const Dataset working = openDataset(source, GA_ReadOnly);
-        const Dataset result(GDALDataset::FromHandle(
-            working ? GDALTranslate(unfinished.toUtf8().constData(), GDALDataset::ToHandle(working.get()),
-                                    options.get(), &usageError)
-                    : nullptr));
+        // A working file that is gone goes on as a null source, which GDAL calls a usage error.
+        const Dataset result(GDALDataset::FromHandle(GDALTranslate(unfinished.toUtf8().constData(),
+                                                                   GDALDataset::ToHandle(working.get()),
+                                                                   options.get(), &usageError)));
         translated = result != nullptr;
     }
     if (translated && moveFile(unfinished, target))

@@ -32,6 +32,8 @@ void addTarget(QSet<QString>& targets, const QString& path)
 std::vector<TileFile> tileFilesOf(const QString& path)
 {
     std::vector<TileFile> tiles;
+    if (path.isEmpty())
+        return tiles; // not the tiles of the working folder that have no name before their indices
     const QStringList files =
         file::find(file::dirname(path), "*" + file::extension(path), /*filesOnly=*/true);
     for (const QString& candidate : files) {
