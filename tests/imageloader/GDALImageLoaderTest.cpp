@@ -293,6 +293,17 @@ TEST(GDALImageLoaderLevel, BelowOneIsRefused)
     }
 }
 
+TEST(GDALImageLoaderLevel, BelowOneIsRefusedBeforeTheFileIsOpened)
+{
+    const TempFolder folder;
+    makeFile(folder / "text.tif", "no image");
+    const GdalErrors errors;
+    expectNothingReads(GDALImageLoader("", weights), folder / "text.tif", 0);
+    EXPECT_EQ(errors.number(), 0);
+    expectNothingReads(GDALImageLoader("", weights), folder / "text.tif", 1);
+    EXPECT_GT(errors.number(), 0);
+}
+
 TEST(GDALImageLoaderRefusal, OfPathsWithoutAnImage)
 {
     const TempFolder folder;
@@ -321,6 +332,10 @@ TEST(GDALImageLoaderRefusal, OfTileSets)
 {
     const TempFolder folder;
     make(vexel::gdal::tile2path(folder / "a.tif", 1, 1), width, height, 3);
+    expectNothingReads(GDALImageLoader("", weights), folder / "a.tif", 1);
+    // Nor is the set taken for a file of its name that is no image.
+    makeFile(folder / "a.tif", "no image");
+    const QuietGdal quiet;
     expectNothingReads(GDALImageLoader("", weights), folder / "a.tif", 1);
 }
 

@@ -9,7 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
+#include <new>
 #include <string>
 
 using namespace images;
@@ -229,13 +229,18 @@ TEST(GDALImageLoaderWrite, RefusesMatricesWithoutPixelsAndLeavesAnEarlierImage)
     EXPECT_EQ(fileText(folder / "a.tif"), "earlier");
 }
 
-TEST(GDALImageLoaderWrite, RefusesAWidthOfMoreThanThirtyTwoBits)
+TEST(GDALImageLoaderWrite, RefusesSidesOfMoreThanThirtyTwoBits)
 {
     const TempFolder folder;
     const GDALImageLoader loader(folder / "a.tif", weights);
-    // Without rows these cost no memory; cut to 32 bits the widths would be 1.
-    EXPECT_FALSE(loader.writeRGB(Colour(0, (Eigen::Index{1} << 32) + 1)));
-    EXPECT_FALSE(loader.writeGray(Gray((Eigen::Index{1} << 32) + 1, 0)));
+    // Cut to 32 bits the side would be 1. The pixels are never touched, so they take no memory.
+    const Eigen::Index side = (Eigen::Index{1} << 32) + 1;
+    try {
+        EXPECT_FALSE(loader.writeGray(Gray(1, side)));
+        EXPECT_FALSE(loader.writeGray(Gray(side, 1)));
+    } catch (const std::bad_alloc&) {
+        GTEST_SKIP() << "the system does not hand out 4 GiB";
+    }
     EXPECT_EQ(folder.listing(), "");
 }
 

@@ -440,3 +440,25 @@ TEST(DiscardOfOneFile, AHandleThatIsReadAfterwardsKeepsItsFile)
     EXPECT_EQ(file.mode, GDALStreamer::gdal_t::Closed);
     EXPECT_EQ(folder.listing(), "a.tfw a.tif");
 }
+
+TEST(DiscardOfOneFile, ForgetsWhatItHasCompletedBefore)
+{
+    const TempFolder folder;
+    GDALStreamer::gdal_t file;
+    const auto completeOne = [&] {
+        ASSERT_TRUE(file.openWrite(folder / "a.tif", 1, DataType::UInt8, pixelFrame(5, 5), "", "", ""));
+        ASSERT_TRUE(file.write(noiseMatrix<unsigned char>(5, 5), 1, box(0, 0, 5, 5)));
+        file.close();
+    };
+    completeOne();
+    file.discard();
+    makeFile(folder / "a.tif", "of somebody else");
+    file.discard();
+    EXPECT_EQ(fileText(folder / "a.tif"), "of somebody else");
+
+    completeOne();
+    ASSERT_TRUE(file.openWrite(folder / "b.tif", 1, DataType::UInt8, pixelFrame(5, 5), "", "", ""));
+    makeFile(folder / "b.tif", "of somebody else");
+    file.discard();
+    EXPECT_EQ(folder.listing(), "a.tfw a.tif b.tif");
+}

@@ -75,6 +75,7 @@ protected:
         return out;
     }
 
+    QuietGdal quiet; // The tile set is found after the single file was not.
     TempFolder folder;
     GDALStreamer set;
 };

@@ -102,7 +102,7 @@ class RasterSetRandom : public testing::Test
 
 using ElementTypes =
     testing::Types<signed char, unsigned char, short, unsigned short, int, unsigned int, float, double>;
-TYPED_TEST_SUITE(RasterSetRandom, ElementTypes);
+TYPED_TEST_SUITE(RasterSetRandom, ElementTypes, );
 
 TYPED_TEST(RasterSetRandom, BoxesOfATileSetEqualThoseOfTheSingleFile)
 {

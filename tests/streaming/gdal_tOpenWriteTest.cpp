@@ -62,7 +62,8 @@ void takeOutDriver(const char* name)
 {
     GDALAllRegister();
     GDALDriverManager& drivers = *GetGDALDriverManager();
-    drivers.DeregisterDriver(drivers.GetDriverByName(name));
+    const std::unique_ptr<GDALDriver> driver(drivers.GetDriverByName(name));
+    drivers.DeregisterDriver(driver.get());
 }
 
 // The next two change GDAL's drivers for good: to be run in a process that ends with them.

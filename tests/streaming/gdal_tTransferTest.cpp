@@ -42,7 +42,7 @@ protected:
 
 using ElementTypes =
     testing::Types<signed char, unsigned char, short, unsigned short, int, unsigned int, float, double>;
-TYPED_TEST_SUITE(RasterFileTransfer, ElementTypes);
+TYPED_TEST_SUITE(RasterFileTransfer, ElementTypes, );
 
 TYPED_TEST(RasterFileTransfer, ReadsABandWhole)
 {
@@ -236,7 +236,9 @@ TYPED_TEST(RasterFileTransfer, ReadingAPendingFileGivesWhatIsNeverWritten)
 TEST(RasterFileRead, OfSignedCharsTakesBytesUnchanged)
 {
     const TempFolder folder;
-    rasters::make(folder / "a.tif", {4, 1}, [](int x, int, int) { return std::array{0, 127, 128, 200}[x]; });
+    rasters::make(folder / "a.tif", {4, 1}, [](int x, int, int) {
+        return std::array{0, 127, 128, 200}.at(static_cast<std::size_t>(x));
+    });
     File file;
     ASSERT_TRUE(file.openRead(folder / "a.tif", /*readOnly=*/false));
     PixelMatrix<signed char> out;
@@ -254,7 +256,7 @@ TEST(RasterFileRead, ConvertsAsGdalDoes)
 {
     const TempFolder folder;
     rasters::make(folder / "a.tif", {5, 1, 1, GDT_Float64}, [](int x, int, int) {
-        return std::array{3.6, -3.6, 70000.0, -70000.0, 0.25}[x];
+        return std::array{3.6, -3.6, 70000.0, -70000.0, 0.25}.at(static_cast<std::size_t>(x));
     });
     File file;
     ASSERT_TRUE(file.openRead(folder / "a.tif", /*readOnly=*/true));
