@@ -48,7 +48,7 @@ GaussStep planGaussStep(const PixelBox& tile, const PixelBox& bounds, double fac
 {
     GaussStep step{};
     step.sigma = gaussSigma(factor);
-    step.readBox = grownWithin(tile, roundHalfAway(marginInSigmas * step.sigma), bounds);
+    step.readBox = grownWithin(tile, saturate32(roundHalfAway(marginInSigmas * step.sigma)), bounds);
     step.xOffset = tile.min_corner().x() - step.readBox.min_corner().x();
     step.yOffset = tile.min_corner().y() - step.readBox.min_corner().y();
     step.columns = resultLength(tile.min_corner().x(), tile.max_corner().x(), factor);

@@ -7,8 +7,6 @@
 #include <cpl_error.h>
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <cstdint>
 #include <future>
 #include <limits>
 #include <string>

@@ -6,7 +6,6 @@
 
 #include <QString>
 
-#include <cmath>
 #include <stdexcept>
 #include <string>
 #include <vector>
