@@ -303,7 +303,8 @@ TEST(DiscardOfGeoTiff, RemovesTheSideFilesOfOneThatCouldNotBeCompleted)
     writeAll(set);
     ASSERT_TRUE(std::filesystem::remove((folder / "out.tif_tmp.tif").toStdString()));
     set.close(0);
-    EXPECT_EQ(messages.text(), "7: Failed to write to <" + (folder / "out.tif").toStdString() + ">");
+    EXPECT_EQ(messages.text(),
+              "7: Failed to write to <" + (folder / "out.tif").toStdString() + ">\n7: GDAL error 1");
     ASSERT_EQ(folder.listing(), "out.prj out.tfw");
     set.discard();
     EXPECT_EQ(folder.listing(), "");
