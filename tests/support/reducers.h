@@ -20,7 +20,8 @@ public:
     /// Reduces a block of one row.
     float operator()(std::initializer_list<float> row) const
     {
-        vexel::PixelMatrix<float> block(1, static_cast<Eigen::Index>(row.size()));
+        vexel::PixelMatrix<float> block =
+            vexel::PixelMatrix<float>::Zero(1, static_cast<Eigen::Index>(row.size()));
         Eigen::Index column = 0;
         for (const float value : row)
             block(0, column++) = value;
