@@ -18,14 +18,31 @@ namespace example {
 enum ExitCode
 {
     done = 0,
-    failed = 1, ///< the reason is on standard error
-    usage = 2   ///< the arguments make no sense; nothing was touched
+    failed = 1,   ///< the reason is on standard error
+    usage = 2,    ///< the arguments make no sense; nothing was touched
+    stopped = 130 ///< by Ctrl-C or SIGTERM; nothing is left of the output
+};
+
+/// Ends a program that was asked to stop.
+class Stopped : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
 };
 
 /// Arguments are taken as UTF-8, in whatever locale the program runs.
 inline QString fromArgument(const std::string& argument)
 {
     return QString::fromStdString(argument);
+}
+
+/// Opens a raster that may be a file or a set of tile files. GDAL is silenced, which would complain that there is no
+/// file of the set's name.
+inline void openInput(vexel::GDALStreamer& set, const std::string& path)
+{
+    const vexel::gdal::RAIIErrorSilencer silence;
+    if (!set.openRead(fromArgument(path)))
+        throw std::runtime_error("Unable to open input file '" + path + "'");
 }
 
 /// The spatial reference of an open set as WKT, empty if it has none. The set has no accessor for what a file
@@ -53,6 +70,9 @@ int runProgram(CLI::App& app, int argc, char** argv, const Work& work)
         vexel::gdal::setErrorHandler(vexel::gdal::logErrorHandler);
         work();
         return done;
+    } catch (const Stopped& reason) {
+        std::cerr << app.get_name() << ": " << reason.what() << std::endl;
+        return stopped;
     } catch (const std::exception& error) {
         std::cerr << app.get_name() << ": " << error.what() << std::endl;
         return failed;

@@ -1,12 +1,16 @@
 // Builds a coarser copy of a raster: vexel-downsample INPUT OUTPUT --resolution R --strategy NAME ...
 //
-// Exit codes: 0 the output is there and whole, 1 something failed (standard error says what), 2 wrong usage.
+// Exit codes: 0 the output is there and whole, 1 something failed (standard error says what), 2 wrong usage, 130
+// stopped by Ctrl-C or SIGTERM, and nothing is left of the output.
 // Standard output has one "name: value" a line; messages and progress go to standard error.
 
 #include "common.h"
+#include "progressbar.h"
+#include "stoponsignal.h"
 
 #include <CLI/CLI.hpp>
 #include <QString>
+#include <gdal_priv.h>
 #include <ogr_spatialref.h>
 #include <vexel/vexel.h>
 
@@ -22,8 +26,10 @@
 #include <iterator>
 #include <map>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -36,6 +42,7 @@ struct Arguments
     bool tiles = false;
     bool alpha = false;
     std::string srs;
+    std::string noData;
     bool progress = false;
 };
 
@@ -43,9 +50,13 @@ const std::map<std::string, vexel::DownsamplingStrategy>& strategies()
 {
     using vexel::DownsamplingStrategy;
     static const std::map<std::string, DownsamplingStrategy> byName = {
-        {"gauss", DownsamplingStrategy::Gauss},   {"average", DownsamplingStrategy::Average},
-        {"median", DownsamplingStrategy::Median}, {"percentile75", DownsamplingStrategy::Percentile75},
-        {"min", DownsamplingStrategy::Min},       {"max", DownsamplingStrategy::Max},
+        {"gauss", DownsamplingStrategy::Gauss},
+        {"gaussalias", DownsamplingStrategy::GaussAlias},
+        {"average", DownsamplingStrategy::Average},
+        {"median", DownsamplingStrategy::Median},
+        {"percentile75", DownsamplingStrategy::Percentile75},
+        {"min", DownsamplingStrategy::Min},
+        {"max", DownsamplingStrategy::Max},
         {"warp", DownsamplingStrategy::Warp},
     };
     return byName;
@@ -56,6 +67,25 @@ std::string checkResolution(const std::string& text)
     double value = 0.0;
     const bool isNumber = CLI::detail::lexical_cast(text, value);
     return isNumber && std::isfinite(value) && value > 0.0 ? "" : "'" + text + "' is not a positive number";
+}
+
+std::string checkNoData(const std::string& text)
+{
+    double value = 0.0;
+    return text == "auto" || CLI::detail::lexical_cast(text, value)
+               ? ""
+               : "'" + text + "' is neither a number nor nan nor auto";
+}
+
+/// What single options cannot tell.
+void checkTogether(const Arguments& arguments)
+{
+    if (arguments.strategy != "warp")
+        return;
+    if (arguments.tiles)
+        throw CLI::ValidationError("--tiles", "the strategy warp works on single files only");
+    if (!arguments.srs.empty())
+        throw CLI::ValidationError("--srs", "the strategy warp keeps the input's spatial reference");
 }
 
 void declareArguments(CLI::App& app, Arguments& arguments)
@@ -77,9 +107,16 @@ void declareArguments(CLI::App& app, Arguments& arguments)
                    "spatial reference of the output: a file with WKT, or EPSG:n "
                    "[default: that of the input]")
         ->type_name("FILE|EPSG:n");
+    app.add_option(
+           "--nodata", arguments.noData,
+           "value that means no data: a number, nan, or auto for the one that the input declares for its "
+           "first band, if any [default: values below -9999.999 alone]")
+        ->check(CLI::Validator(checkNoData, ""))
+        ->type_name("auto|VALUE");
     app.add_flag("--progress", arguments.progress, "draw the progress bar even if nobody is looking");
     app.set_version_flag("--version", std::string("vexel-downsample ") + vexel::version());
-    app.footer("Exit codes: 0 done, 1 failed, 2 wrong usage.");
+    app.callback([&arguments] { checkTogether(arguments); });
+    app.footer("Exit codes: 0 done, 1 failed, 2 wrong usage, 130 stopped by Ctrl-C or SIGTERM.");
 }
 
 /// The text of a file, or `text` itself if there is no such file.
@@ -107,46 +144,55 @@ QString projectionFromArgument(const std::string& srs)
     return result;
 }
 
-class ProgressBar
+/// What the first band of an open set declares as no-data. The set has no accessor for it, so this asks GDAL,
+/// under the lock that the library takes too.
+std::optional<double> declaredNoData(vexel::GDALStreamer& set)
 {
-public:
-    explicit ProgressBar(bool visible) : m_visible(visible) {}
-    ~ProgressBar()
-    {
-        if (m_visible)
-            std::cerr << std::endl;
-    }
-    ProgressBar(const ProgressBar&) = delete;
-    ProgressBar& operator=(const ProgressBar&) = delete;
+    const vexel::GDALMutex lock;
+    if (!set.open(0) || !set.data(0))
+        throw std::runtime_error("Unable to open '" + set.path(0).toStdString() + "'");
+    int isDeclared = 0;
+    const double value = set.data(0)->GetRasterBand(1)->GetNoDataValue(&isDeclared);
+    return isDeclared != 0 ? std::optional<double>(value) : std::nullopt;
+}
 
-    void show(std::size_t stepsDone, std::size_t steps, const char* what) const
-    {
-        if (!m_visible)
-            return;
-        constexpr std::size_t width = 40;
-        const std::size_t filled = steps == 0 ? 0 : width * stepsDone / steps;
-        std::cerr << "\r[" << std::string(filled, '#') << std::string(width - filled, '.') << "] "
-                  << stepsDone << "/" << steps << " tiles, " << what << std::flush;
-    }
+/// What `--nodata` says about an open set.
+std::optional<double> noDataFromArgument(const std::string& text, vexel::GDALStreamer& input)
+{
+    if (text.empty())
+        return std::nullopt;
+    if (text == "auto")
+        return declaredNoData(input);
+    double value = 0.0;
+    CLI::detail::lexical_cast(text, value);
+    return value;
+}
 
-private:
-    bool m_visible;
-};
+std::string failureText(const vexel::JobRunner::Result& result)
+{
+    const std::string reason =
+        result.exceptionText.isEmpty() ? "" : ": " + result.exceptionText.toStdString();
+    if (result.outcome == vexel::JobRunner::Outcome::Cancelled)
+        return "Stopped, but the output cannot be removed" + reason;
+    if (result.outcome == vexel::JobRunner::Outcome::CouldNotStart || result.failedSteps.empty())
+        return "The job cannot start" + reason;
+    return "Tile " + std::to_string(result.failedSteps.front() + 1) + " failed" + reason +
+           "; nothing is left of the output";
+}
 
 /// Runs the job to its end, then destroys it, which completes the output files.
-void run(std::shared_ptr<vexel::Worker> job, const ProgressBar& progress)
+void run(vexel::JobRunner& runner, std::shared_ptr<vexel::DownsamplerBase> job, bool showProgress)
 {
-    std::size_t steps = 0;
-    if (!job->do_init(steps))
-        throw std::runtime_error("The job cannot start");
-    for (std::size_t step = 0; step < steps; ++step) {
-        progress.show(step, steps, "downsampling  ");
-        if (!job->do_step(step))
-            throw std::runtime_error("Tile " + std::to_string(step) + " failed; the output is incomplete");
-    }
-    progress.show(steps, steps, "closing output");
+    example::ProgressBar bar(showProgress);
+    runner.setProgress([&bar](const vexel::JobRunner::Progress& progress) { bar.show(progress); });
+    const vexel::JobRunner::Result result = runner.run(*job);
+    if (result.outcome == vexel::JobRunner::Outcome::Cancelled && result.exceptionText.isEmpty())
+        throw example::Stopped("Stopped; nothing is left of the output");
+    if (result.outcome != vexel::JobRunner::Outcome::Finished)
+        throw std::runtime_error(failureText(result));
+    bar.show("completing the output");
     job.reset();
-    progress.show(steps, steps, "done          ");
+    bar.show("done");
 }
 
 /// Opens what was written and reads the last pixel of each file, since completing a file reports nothing.
@@ -163,11 +209,29 @@ void openWhole(vexel::GDALStreamer& set, const QString& path, vexel::GdalFileTyp
         throw std::runtime_error("The output '" + path.toStdString() + "' is not whole");
 }
 
+/// Removes the files of an open set and those beside them.
+void removeFiles(vexel::GDALStreamer& set)
+{
+    using vexel::file::remove;
+    for (std::uint64_t i = 0; i < set.noTiles(); ++i) {
+        for (const QString& beside : {set.tfwpath(i), set.prjpath(i)})
+            if (vexel::file::exists(beside))
+                remove(beside);
+        remove(set.path(i));
+    }
+    set.close();
+}
+
 double peakMemoryMiB()
 {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
     return static_cast<double>(usage.ru_maxrss) / 1024.0;
+}
+
+std::string textOf(const std::optional<double>& noData)
+{
+    return noData ? QString::number(*noData, 'g', 17).toStdString() : "none";
 }
 
 void report(const Arguments& arguments, const vexel::GDALStreamer& input, const vexel::GDALStreamer& output,
@@ -197,19 +261,29 @@ void downsample(const Arguments& arguments)
     const QString wkt =
         arguments.srs.empty() ? example::projectionOf(input) : projectionFromArgument(arguments.srs);
 
+    const std::optional<double> noData = noDataFromArgument(arguments.noData, input);
+
+    JobRunner runner;
+    const example::StopOnSignal stopOnSignal(runner);
     const auto start = std::chrono::steady_clock::now();
-    {
-        const ProgressBar progress(arguments.progress || isatty(STDERR_FILENO) != 0);
-        run(DownsamplerFactory::createDownsampler(
-                strategies().at(arguments.strategy), inputPath, outputPath, wkt, arguments.resolution,
-                arguments.alpha ? ImageAlphaType::LastBand : ImageAlphaType::NoAlpha, type),
-            progress);
-    }
+    std::shared_ptr<DownsamplerBase> job = DownsamplerFactory::createDownsampler(
+        strategies().at(arguments.strategy), inputPath, outputPath, wkt, arguments.resolution,
+        arguments.alpha ? ImageAlphaType::LastBand : ImageAlphaType::NoAlpha, type);
+    if (noData)
+        job->treatAsNoData(*noData);
+    run(runner, std::move(job), arguments.progress || isatty(STDERR_FILENO) != 0);
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
 
     GDALStreamer output;
     openWhole(output, outputPath, type, input.noBands());
+    if (stopOnSignal.asked()) {
+        // While files are completed there is no way to stop.
+        removeFiles(output);
+        throw example::Stopped("Stopped; nothing is left of the output");
+    }
     report(arguments, input, output, elapsed.count());
+    if (!arguments.noData.empty())
+        std::cout << "no-data: " << textOf(noData) << std::endl;
 }
 
 } // namespace

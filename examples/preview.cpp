@@ -1,9 +1,11 @@
-// Writes a small PNG picture of a raster: vexel-preview INPUT OUTPUT.png [--width W]
+// Writes a small PNG picture of a raster: vexel-preview INPUT OUTPUT.png [--width W] [--range LOW HIGH]
 //
 // Colour keeps its colours and its alpha, elevation becomes shaded relief; pixels without data are
-// transparent. Exit codes: 0 done, 1 something failed (standard error says what), 2 wrong usage.
+// transparent. Pictures of the same range of heights can be compared.
+// Exit codes: 0 done, 1 something failed (standard error says what), 2 wrong usage.
 
 #include "common.h"
+#include "pictures.h"
 
 #include <CLI/CLI.hpp>
 #include <QString>
@@ -16,10 +18,11 @@
 #include <limits>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace {
 
-using Picture = vexel::PixelMatrix<unsigned int>;
+using example::Picture;
 using Heights = vexel::PixelMatrix<float>;
 
 struct Arguments
@@ -27,6 +30,7 @@ struct Arguments
     std::string input;
     std::string output;
     int width = 640;
+    std::vector<float> range; // lowest and highest height, or empty
 };
 
 Picture colourPicture(const vexel::GDALStreamer& set, double scale)
@@ -39,11 +43,11 @@ Picture colourPicture(const vexel::GDALStreamer& set, double scale)
 
 bool isData(float height)
 {
-    return height >= -9999.999f;
+    return std::isfinite(height) && height >= -9999.999f;
 }
 
-/// Lowest and highest height; the former is the larger one if there is no data.
-void heightRange(const Heights& heights, float& lowest, float& highest)
+/// Lowest and highest height that there is; the former is the larger one if there is no data.
+void findRange(const Heights& heights, float& lowest, float& highest)
 {
     lowest = std::numeric_limits<float>::infinity();
     highest = -lowest;
@@ -71,8 +75,8 @@ float illumination(const Heights& heights, Eigen::Index row, Eigen::Index column
     return std::clamp(towardLight / std::sqrt(1.0f + east * east + south * south), 0.0f, 1.0f);
 }
 
-/// Shaded relief, the higher the lighter.
-Picture reliefPicture(const vexel::GDALStreamer& set, double scale)
+/// Shaded relief, the higher the lighter: from `range`, or else from the lowest height to the highest.
+Picture reliefPicture(const vexel::GDALStreamer& set, double scale, const std::vector<float>& range)
 {
     Heights heights;
     if (!set.read(heights, 1, vexel::PixelBox(), scale, /* fill */ true, -10000.0f))
@@ -80,7 +84,12 @@ Picture reliefPicture(const vexel::GDALStreamer& set, double scale)
 
     float lowest = 0.0f;
     float highest = 0.0f;
-    heightRange(heights, lowest, highest);
+    if (range.size() == 2) {
+        lowest = range[0];
+        highest = range[1];
+    } else {
+        findRange(heights, lowest, highest);
+    }
     const float span = std::max(highest - lowest, 1e-6f);
     const float pixelEdge = static_cast<float>(1e-5 * static_cast<double>(set.res()) / scale);
 
@@ -90,7 +99,7 @@ Picture reliefPicture(const vexel::GDALStreamer& set, double scale)
             if (!isData(heights(row, column)))
                 continue;
             const float light = illumination(heights, row, column, pixelEdge);
-            const float level = (heights(row, column) - lowest) / span;
+            const float level = std::clamp((heights(row, column) - lowest) / span, 0.0f, 1.0f);
             const auto gray = static_cast<unsigned int>(255.0f * light * (0.6f + 0.4f * level) + 0.5f);
             picture(row, column) = 0xFF000000u | std::min(gray, 255u) * 0x010101u;
         }
@@ -119,30 +128,28 @@ void writePicture(const Picture& picture, const QString& path)
         !file.writeRGBA(picture, vexel::PixelBox({0, 0}, {width, height})))
         throw std::runtime_error("Unable to write '" + path.toStdString() + "'");
     file.close();
-
-    vexel::GDALStreamer written;
-    if (!written.openRead(path, vexel::GdalFileType::SingleFile))
-        throw std::runtime_error("The output '" + path.toStdString() + "' is not whole");
+    example::requirePicture(path, width, height);
 }
 
 void preview(const Arguments& arguments)
 {
     vexel::GDALStreamer set;
-    if (!set.openRead(example::fromArgument(arguments.input)))
-        throw std::runtime_error("Unable to open input file '" + arguments.input + "'");
+    example::openInput(set, arguments.input);
     // A raster smaller than the picture is read as it is: relief comes from its own pixels, not from copies.
     const double scale = std::min(1.0, static_cast<double>(arguments.width) / set.width());
-    Picture picture =
-        set.dtype() == vexel::DataType::UInt8 ? colourPicture(set, scale) : reliefPicture(set, scale);
+    Picture picture = set.dtype() == vexel::DataType::UInt8 ? colourPicture(set, scale)
+                                                            : reliefPicture(set, scale, arguments.range);
     if (picture.cols() < arguments.width)
         picture = enlarged(picture, arguments.width);
     writePicture(picture, example::fromArgument(arguments.output));
     std::cout << "size: " << picture.cols() << " x " << picture.rows() << std::endl;
 }
 
-std::string checkPng(const std::string& path)
+std::string checkHeight(const std::string& text)
 {
-    return vexel::isPng(example::fromArgument(path)) ? "" : "'" + path + "' is not the name of a PNG file";
+    float height = 0.0f;
+    const bool isNumber = CLI::detail::lexical_cast(text, height);
+    return isNumber && std::isfinite(height) ? "" : "'" + text + "' is not a height";
 }
 
 } // namespace
@@ -154,11 +161,16 @@ int main(int argc, char** argv)
     app.add_option("INPUT", arguments.input, "raster file, or the name of a set of tile files")->required();
     app.add_option("OUTPUT", arguments.output, "picture to create")
         ->required()
-        ->check(CLI::Validator(checkPng, ""))
+        ->check(CLI::Validator(example::checkPng, ""))
         ->type_name("PNG");
     app.add_option("--width", arguments.width, "width of the picture in pixels")
         ->check(CLI::Range(1, 16384))
         ->capture_default_str()
         ->type_name("W");
+    app.add_option("--range", arguments.range,
+                   "heights that are darkest and lightest [default: lowest and highest]")
+        ->expected(2)
+        ->check(CLI::Validator(checkHeight, ""))
+        ->type_name("LOW HIGH");
     return example::runProgram(app, argc, argv, [&] { preview(arguments); });
 }

@@ -97,8 +97,7 @@ void retile(const Arguments& arguments)
     const QString outputPath = example::fromArgument(arguments.output);
 
     GDALStreamer input;
-    if (!input.openRead(example::fromArgument(arguments.input)))
-        throw std::runtime_error("Unable to open input file '" + arguments.input + "'");
+    example::openInput(input, arguments.input);
     if (overwritesInput(input, outputPath, type))
         throw std::runtime_error("The output would overwrite the input");
 

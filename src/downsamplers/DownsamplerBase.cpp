@@ -10,6 +10,7 @@
 #include <QStringList>
 
 #include <cmath>
+#include <limits>
 #include <stdexcept>
 
 namespace vexel {
@@ -50,6 +51,18 @@ void markTransparentAsMissing(PixelMatrix<float>& data, const PixelMatrix<float>
             if (alpha[x] == 0.0f)
                 pixels[x] = noData;
     });
+}
+
+/// What reading makes of a value: one beyond the floats is infinite, but for those that round to the last of them.
+float asRead(double value)
+{
+    using Float = std::numeric_limits<float>;
+    constexpr double largest = Float::max();
+    constexpr double firstInfinite = largest * (1.0 + 0x1p-25);
+    if (std::isnan(value) || std::abs(value) <= largest)
+        return static_cast<float>(value);
+    const float magnitude = std::abs(value) < firstInfinite ? Float::max() : Float::infinity();
+    return value < 0.0 ? -magnitude : magnitude;
 }
 
 void markAsMissing(PixelMatrix<float>& data, float value)
@@ -128,7 +141,7 @@ bool DownsamplerBase::readInput(PixelMatrix<float>& out, std::size_t band, const
     const bool isAlphaBand = alpha && band == input.noBands();
     if (!isAlphaBand)
         for (const double value : m_missingValues)
-            markAsMissing(out, static_cast<float>(value));
+            markAsMissing(out, asRead(value));
     return complete;
 }
 

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -79,6 +80,47 @@ TEST(PreviewProgram, SlopesTowardTheNorthWestAreLighter)
     const std::vector<double> gray = rasters::pixels(folder / "out.png", 1);
     EXPECT_GT(gray[2 * 9 + 2], gray[6 * 9 + 6] + 50);
 }
+
+// Flat ground gets the light of a slope of 45 degrees, cos 45 = 0.7071, and 0.6 to 1 of it by its height.
+TEST(PreviewProgram, RangeSaysWhichHeightsAreDarkestAndLightest)
+{
+    const TempFolder folder;
+    const double heights[] = {-500, 0, 50, 100, 900};
+    const double gray[] = {108, 108, 144, 180, 180};
+    for (int k = 0; k < 5; ++k) {
+        rasters::make(folder / "in.tif", picture(3, 3, 1, GDT_Float32),
+                      [&](int, int, int) { return heights[k]; });
+        const Outcome outcome =
+            preview(quoted(folder / "in.tif") + quoted(folder / "out.png") + "--width 3 --range 0 100");
+        ASSERT_EQ(outcome.exitCode, 0) << outcome.messages;
+        EXPECT_EQ(rasters::pixels(folder / "out.png"), std::vector<double>(9, gray[k])) << heights[k];
+    }
+}
+
+TEST(PreviewProgram, InfiniteHeightsAreTransparent)
+{
+    const TempFolder folder;
+    rasters::make(folder / "in.tif", picture(3, 1, 1, GDT_Float32),
+                  [](int x, int, int) { return x == 1 ? INFINITY : 100.0; });
+    const Outcome outcome = preview(quoted(folder / "in.tif") + quoted(folder / "out.png") + "--width 3");
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.messages;
+    EXPECT_EQ(rasters::pixels(folder / "out.png", 4), (std::vector<double>{255, 0, 255}));
+}
+
+class PreviewRange : public testing::TestWithParam<const char*>
+{};
+
+TEST_P(PreviewRange, IsRefusedUnlessItIsTwoHeights)
+{
+    const TempFolder folder;
+    rasters::make(folder / "in.tif", picture(2, 2, 3), [](int, int, int) { return 8; });
+    EXPECT_EQ(
+        preview(quoted(folder / "in.tif") + quoted(folder / "out.png") + "--range " + GetParam()).exitCode,
+        2);
+    EXPECT_EQ(folder.listing(), "in.tif");
+}
+
+INSTANTIATE_TEST_SUITE_P(Texts, PreviewRange, testing::Values("1", "1 nan", "inf 2", "low high", "1 2 3"));
 
 TEST(PreviewProgram, RefusesNamesThatAreNotPng)
 {
