@@ -1,5 +1,7 @@
 #include "downsamplers/DownsamplerAverage.h"
 
+#include "downsamplers/blockreducers.h"
+
 #include <cstdint>
 
 namespace vexel {
@@ -8,7 +10,11 @@ DownsamplerAverage::DownsamplerAverage(const QString& inputPath, const QString& 
                                        const QString& wkt, double resolution, ImageAlphaType alphaType,
                                        GdalFileType fileType)
     : DownsamplerBase(inputPath, outputPath, wkt, resolution, alphaType, fileType, NoAlignment)
-{}
+{
+    reduceWith(makeAverageReducer([this](const PixelRows<float>& pixels, std::int64_t columns) {
+        return representativeValue(blockAt(pixels, columns));
+    }));
+}
 
 float DownsamplerAverage::representativeValue(const Block& block) const
 {

@@ -3,14 +3,18 @@
 #include "companion/errnotext.h"
 #include "companion/log.h"
 #include "companion/parallelrows.h"
+#include "downsamplers/BlockReducer.h"
+#include "downsamplers/StripStep.h"
 #include "downsamplers/tilestep.h"
 #include "streaming/writetargets.h"
 #include "workspace/arithmetic.h"
 
 #include <QStringList>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
+#include <numeric>
 #include <stdexcept>
 
 namespace vexel {
@@ -42,15 +46,10 @@ QStringList filesOf(const GDALStreamer& set)
     return files;
 }
 
-void markTransparentAsMissing(PixelMatrix<float>& data, const PixelMatrix<float>& alphaBand)
+void markTransparentAsMissing(float* pixels, const float* alpha, Eigen::Index columns)
 {
-    parallelRows(data.rows(), data.cols(), [&](Eigen::Index row) {
-        float* pixels = data.data() + row * data.cols();
-        const float* alpha = alphaBand.data() + row * data.cols();
-        for (Eigen::Index x = 0; x < data.cols(); ++x)
-            if (alpha[x] == 0.0f)
-                pixels[x] = noData;
-    });
+    for (Eigen::Index x = 0; x < columns; ++x)
+        pixels[x] = alpha[x] == 0.0f ? noData : pixels[x];
 }
 
 /// What reading makes of a value: one beyond the floats is infinite, but for those that round to the last of them.
@@ -65,15 +64,12 @@ float asRead(double value)
     return value < 0.0 ? -magnitude : magnitude;
 }
 
-void markAsMissing(PixelMatrix<float>& data, float value)
+void markAsMissing(float* pixels, Eigen::Index columns, float value)
 {
     const bool isNaN = std::isnan(value);
-    parallelRows(data.rows(), data.cols(), [&](Eigen::Index row) {
-        float* pixels = data.data() + row * data.cols();
-        for (Eigen::Index x = 0; x < data.cols(); ++x)
-            if (pixels[x] == value || (isNaN && std::isnan(pixels[x])))
-                pixels[x] = noData;
-    });
+    for (Eigen::Index x = 0; x < columns; ++x)
+        if (pixels[x] == value || (isNaN && std::isnan(pixels[x])))
+            pixels[x] = noData;
 }
 
 double shareOf(std::size_t done, std::size_t all)
@@ -81,9 +77,22 @@ double shareOf(std::size_t done, std::size_t all)
     return static_cast<double>(done) / static_cast<double>(all);
 }
 
-void makeOpaqueOrTransparent(PixelMatrix<float>& alphaBand)
+void makeOpaqueOrTransparent(float* values, Eigen::Index columns)
 {
-    alphaBand = alphaBand.unaryExpr([](float value) { return value > opaqueAbove ? 255.0f : 0.0f; });
+    for (Eigen::Index x = 0; x < columns; ++x)
+        values[x] = static_cast<double>(values[x]) > opaqueAbove ? 255.0f : 0.0f;
+}
+
+/// Where the results of a strip belong, cut to the output box of the tile.
+PixelBox stripBox(const PixelBox& outBox, const BlockRun& columns, const BlockRun& rows)
+{
+    const auto at = [](int start, std::int64_t index, int end) {
+        return static_cast<int>(std::min<std::int64_t>(start + index, end));
+    };
+    const PixelPoint& first = outBox.min_corner();
+    const PixelPoint& end = outBox.max_corner();
+    return {PixelPoint(at(first.x(), columns.firstBlock, end.x()), at(first.y(), rows.firstBlock, end.y())),
+            PixelPoint(at(first.x(), columns.endBlock, end.x()), at(first.y(), rows.endBlock, end.y()))};
 }
 
 } // namespace
@@ -122,6 +131,20 @@ DownsamplerBase::DownsamplerBase(const QString& inputPath, const QString& output
 
 DownsamplerBase::~DownsamplerBase() = default;
 
+void DownsamplerBase::reduceWith(std::unique_ptr<const BlockReducer> reducer)
+{
+    m_reducer = std::move(reducer);
+}
+
+DownsamplerBase::Block DownsamplerBase::blockAt(const PixelRows<float>& pixels, std::int64_t columns)
+{
+    // The view is read only; Eigen has no reference with a stride to what is constant in the signature that
+    // is fixed.
+    using View = Eigen::Map<PixelMatrix<float>, 0, Eigen::OuterStride<>>;
+    return Block(
+        View(const_cast<float*>(pixels.first), pixels.rows, columns, Eigen::OuterStride<>(pixels.step)));
+}
+
 bool DownsamplerBase::do_init(std::size_t& steps)
 {
     steps = input.noTiles();
@@ -141,7 +164,7 @@ bool DownsamplerBase::readInput(PixelMatrix<float>& out, std::size_t band, const
     const bool isAlphaBand = alpha && band == input.noBands();
     if (!isAlphaBand)
         for (const double value : m_missingValues)
-            markAsMissing(out, asRead(value));
+            markAsMissing(out.data(), out.size(), asRead(value));
     return complete;
 }
 
@@ -150,50 +173,100 @@ bool DownsamplerBase::do_step(std::size_t step)
     if (step >= input.noTiles())
         return false;
     const TileStep plan = planTileStep(input.itile(step), input.workspace().ibounds(), factor, border);
-    const std::size_t noBands = input.noBands();
-
-    // Bands that cannot be read count as zeros: what reading them returns is ignored.
-    PixelMatrix<float> alphaBand;
-    PixelMatrix<float> data;
-    if (alpha)
-        readInput(alphaBand, noBands, plan.readBox);
-    for (std::size_t band = 1; band <= noBands; ++band) {
-        const bool isAlphaBand = alpha && band == noBands;
-        if (isAlphaBand)
-            data.swap(alphaBand);
-        else
-            readInput(data, band, plan.readBox);
-        if (alpha && !isAlphaBand)
-            markTransparentAsMissing(data, alphaBand);
-        PixelMatrix<float> result = reduceBlocks(plan, data);
-        if (isAlphaBand)
-            makeOpaqueOrTransparent(result);
-        if (!writeResult(band, plan, result) || !reportProgress(shareOf(band, noBands)))
-            return false;
-    }
-    return true;
+    const bool asBytes = m_reducer && input.dtype() == DataType::UInt8 && m_missingValues.empty() &&
+                         m_reducer->takesBytes(plan.blockSize);
+    return asBytes ? runStrips<unsigned char>(plan) : runStrips<float>(plan);
 }
 
-PixelMatrix<float> DownsamplerBase::reduceBlocks(const TileStep& plan, PixelMatrix<float>& data) const
+template <class T>
+bool DownsamplerBase::runStrips(const TileStep& plan)
 {
-    PixelMatrix<float> result = PixelMatrix<float>::Constant(plan.rows, plan.columns, noData);
-    parallelRows(plan.rows, plan.columns * plan.blockSize, [&](Eigen::Index i) {
-        const auto rows = blockSpan(i, factor, plan.yOffset, border, plan.blockSize, data.rows());
-        if (!rows)
-            return;
-        for (Eigen::Index j = 0; j < plan.columns; ++j) {
-            const auto columns = blockSpan(j, factor, plan.xOffset, border, plan.blockSize, data.cols());
-            if (columns)
-                result(i, j) = representativeValue(
-                    Block(data.block(rows->start, columns->start, rows->length, columns->length)));
-        }
+    const StripStep<T> strips(input, plan, factor, border);
+    const std::size_t noStrips = strips.noStrips();
+    std::size_t done = 0;
+    const auto prepare = [this](StripReader<T>& strip, Eigen::Index firstNewRow) {
+        markMissing(strip, firstNewRow);
+    };
+    const auto work = [&](StripReader<T>& strip, const BlockRun& columns, const BlockRun& rows) {
+        PixelMatrix<float> result = reduceStrip(strip, strips, columns, rows);
+        return writeStrip(plan, columns, rows, result) && reportProgress(shareOf(++done, noStrips));
+    };
+    return strips.forEachStrip(prepare, work);
+}
+
+void DownsamplerBase::markMissing(StripReader<unsigned char>&, Eigen::Index) const
+{
+    // Bytes hold no no-data value: transparent ones are told by their alpha when they are reduced.
+}
+
+void DownsamplerBase::markMissing(StripReader<float>& strip, Eigen::Index firstNewRow) const
+{
+    const std::size_t noBands = input.noBands();
+    const std::size_t noDataBands = alpha ? noBands - 1 : noBands;
+    for (std::size_t band = 0; band < noDataBands; ++band)
+        parallelRows(strip.endRow() - firstNewRow, strip.columns(), [&](Eigen::Index i) {
+            float* pixels = strip.row(band, firstNewRow + i);
+            for (const double value : m_missingValues)
+                markAsMissing(pixels, strip.columns(), asRead(value));
+            if (alpha)
+                markTransparentAsMissing(pixels, strip.row(noBands - 1, firstNewRow + i), strip.columns());
+        });
+}
+
+template <class T>
+PixelMatrix<float> DownsamplerBase::reduceStrip(StripReader<T>& strip, const StripStep<T>& step,
+                                                const BlockRun& columns, const BlockRun& rows) const
+{
+    const auto noBands = static_cast<std::int64_t>(input.noBands());
+    const std::int64_t noRows = rows.endBlock - rows.firstBlock;
+    PixelMatrix<float> result(noBands * noRows, columns.endBlock - columns.firstBlock);
+    const std::int64_t pixelsPerRow =
+        (columns.endPixel - columns.firstPixel) * step.rows().span(rows.firstBlock).length;
+    parallelRows(noBands * noRows, pixelsPerRow, [&](std::int64_t k) {
+        const auto band = static_cast<std::size_t>(k / noRows);
+        const BlockSpan& span = step.rows().span(rows.firstBlock + k % noRows);
+        const bool isAlphaBand = alpha && band + 1 == input.noBands();
+        const PixelRows<T> pixels{strip.row(band, span.start), strip.columns(), span.length};
+        const PixelRows<T> alphaRows{strip.row(input.noBands() - 1, span.start), strip.columns(),
+                                     span.length};
+        float* out = result.data() + k * result.cols();
+        reduceRow(pixels, alpha && !isAlphaBand ? &alphaRows : nullptr, step.columns(), columns, out);
+        if (isAlphaBand)
+            makeOpaqueOrTransparent(out, result.cols());
     });
     return result;
 }
 
-bool DownsamplerBase::writeResult(std::size_t band, const TileStep& plan, const PixelMatrix<float>& result)
+void DownsamplerBase::reduceRow(const PixelRows<unsigned char>& pixels,
+                                const PixelRows<unsigned char>* alphaRows, const BlockAxis& axis,
+                                const BlockRun& columns, float* out) const
 {
-    if (output.opened() && output.write(result, band, plan.outBox))
+    m_reducer->reduce(pixels, alphaRows, axis, columns.firstBlock, columns.endBlock, columns.firstPixel, out);
+}
+
+void DownsamplerBase::reduceRow(const PixelRows<float>& pixels, const PixelRows<float>*,
+                                const BlockAxis& axis, const BlockRun& columns, float* out) const
+{
+    if (m_reducer) {
+        m_reducer->reduce(pixels, axis, columns.firstBlock, columns.endBlock, columns.firstPixel, out);
+        return;
+    }
+    for (std::int64_t j = columns.firstBlock; j < columns.endBlock; ++j) {
+        const BlockSpan& span = axis.span(j);
+        *out++ = representativeValue(
+            blockAt({pixels.first + span.start - columns.firstPixel, pixels.step, pixels.rows}, span.length));
+    }
+}
+
+bool DownsamplerBase::writeStrip(const TileStep& plan, const BlockRun& columns, const BlockRun& rows,
+                                 const PixelMatrix<float>& result)
+{
+    std::vector<int> bands(input.noBands());
+    std::iota(bands.begin(), bands.end(), 1);
+    const PixelBox box = stripBox(plan.outBox, columns, rows);
+    const bool isEmpty =
+        box.min_corner().x() >= box.max_corner().x() || box.min_corner().y() >= box.max_corner().y();
+    if (output.opened() && (isEmpty || output.writeBands(result, bands, box)))
         return true;
     const QString reason = errnoText();
     log::LogStreamer(log::defaultLogSource(), log::level::error, QString(),

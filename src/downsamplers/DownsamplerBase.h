@@ -11,11 +11,21 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 namespace vexel {
 
+class BlockAxis;
+class BlockReducer;
+struct BlockRun;
 struct TileStep;
+template <class T>
+struct PixelRows;
+template <class T>
+class StripReader;
+template <class T>
+class StripStep;
 
 /// A job that turns one raster set into a coarser one over the same map box, one tile of the input a step.
 ///
@@ -85,11 +95,30 @@ protected:
     /// has at least one pixel.
     virtual float representativeValue(const Block& block) const = 0;
 
+    /// Reduces by something faster that equals `representativeValue` to the bit. For the library's own
+    /// subclasses.
+    void reduceWith(std::unique_ptr<const BlockReducer> reducer);
+
+    /// A block of rows of that many columns as `representativeValue` takes it.
+    static Block blockAt(const PixelRows<float>& pixels, std::int64_t columns);
+
 private:
-    PixelMatrix<float> reduceBlocks(const TileStep& plan, PixelMatrix<float>& data) const;
-    bool writeResult(std::size_t band, const TileStep& plan, const PixelMatrix<float>& result);
+    template <class T>
+    bool runStrips(const TileStep& plan);
+    void markMissing(StripReader<unsigned char>& strip, Eigen::Index firstNewRow) const;
+    void markMissing(StripReader<float>& strip, Eigen::Index firstNewRow) const;
+    template <class T>
+    PixelMatrix<float> reduceStrip(StripReader<T>& strip, const StripStep<T>& step, const BlockRun& columns,
+                                   const BlockRun& rows) const;
+    void reduceRow(const PixelRows<unsigned char>& pixels, const PixelRows<unsigned char>* alphaRows,
+                   const BlockAxis& axis, const BlockRun& columns, float* out) const;
+    void reduceRow(const PixelRows<float>& pixels, const PixelRows<float>* alphaRows, const BlockAxis& axis,
+                   const BlockRun& columns, float* out) const;
+    bool writeStrip(const TileStep& plan, const BlockRun& columns, const BlockRun& rows,
+                    const PixelMatrix<float>& result);
 
     std::vector<double> m_missingValues;
+    std::unique_ptr<const BlockReducer> m_reducer;
 };
 
 } // namespace vexel

@@ -40,10 +40,12 @@ std::shared_ptr<DownsamplerBase> createDownsampler(DownsamplingStrategy strategy
                                                        fileType, 0.75);
     case DownsamplingStrategy::Min:
         return std::make_shared<DownsamplerOp<Choice>>(inputPath, outputPath, wkt, resolution, alphaType,
-                                                       fileType, ChoiceFunction(std::min<float>));
+                                                       fileType, ChoiceFunction(std::min<float>),
+                                                       &makeMinReducer);
     case DownsamplingStrategy::Max:
         return std::make_shared<DownsamplerOp<Choice>>(inputPath, outputPath, wkt, resolution, alphaType,
-                                                       fileType, ChoiceFunction(std::max<float>));
+                                                       fileType, ChoiceFunction(std::max<float>),
+                                                       &makeMaxReducer);
     case DownsamplingStrategy::Warp:
         return std::make_shared<DownsamplerWarp>(inputPath, outputPath, wkt, resolution, alphaType);
     }

@@ -2,7 +2,10 @@
 #define VEXEL_DOWNSAMPLERS_DOWNSAMPLEROP_H
 
 #include "downsamplers/DownsamplerBase.h"
+#include "downsamplers/blockreducers.h"
 
+#include <cstdint>
+#include <memory>
 #include <utility>
 
 namespace vexel {
@@ -14,11 +17,18 @@ template <class F>
 class DownsamplerOp : public DownsamplerBase
 {
 public:
+    /// @param makeReducer makes the fast form of `op`, if there is one.
     DownsamplerOp(const QString& inputPath, const QString& outputPath, const QString& wkt, double resolution,
-                  ImageAlphaType alphaType, GdalFileType fileType, F op)
+                  ImageAlphaType alphaType, GdalFileType fileType, F op,
+                  std::unique_ptr<BlockReducer> (*makeReducer)(ReduceBlock) = nullptr)
         : DownsamplerBase(inputPath, outputPath, wkt, resolution, alphaType, fileType, NoAlignment),
           m_op(std::move(op))
-    {}
+    {
+        if (makeReducer)
+            reduceWith(makeReducer([this](const PixelRows<float>& pixels, std::int64_t columns) {
+                return representativeValue(blockAt(pixels, columns));
+            }));
+    }
 
 protected:
     explicit DownsamplerOp(F op) : m_op(std::move(op)) {}

@@ -1,5 +1,6 @@
 #include "downsamplers/DownsamplerPercentile.h"
 
+#include "downsamplers/blockreducers.h"
 #include "workspace/arithmetic.h"
 
 #include <algorithm>
@@ -38,7 +39,12 @@ DownsamplerPercentile::DownsamplerPercentile(const QString& inputPath, const QSt
                                              GdalFileType fileType, double percentile)
     : DownsamplerBase(inputPath, outputPath, wkt, resolution, alphaType, fileType, NoAlignment),
       m_percentile(percentile)
-{}
+{
+    reduceWith(
+        makePercentileReducer(percentile, [this](const PixelRows<float>& pixels, std::int64_t columns) {
+            return representativeValue(blockAt(pixels, columns));
+        }));
+}
 
 DownsamplerPercentile::DownsamplerPercentile(double percentile) : m_percentile(percentile) {}
 

@@ -280,6 +280,16 @@ GDALDataset* GDALStreamer::data(std::uint64_t i) const
     return file(i) ? file(i)->dataset : nullptr;
 }
 
+int GDALStreamer::blockWidth() const
+{
+    return m_files.empty() ? 0 : m_files.front()->blockWidth;
+}
+
+int GDALStreamer::blockHeight() const
+{
+    return m_files.empty() ? 0 : m_files.front()->blockHeight;
+}
+
 QString GDALStreamer::path(std::uint64_t i) const
 {
     return file(i) ? file(i)->path : QString();

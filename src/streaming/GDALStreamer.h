@@ -126,6 +126,11 @@ public:
     int width() const { return m_workspace.pixelWidth(); }
     int height() const { return m_workspace.pixelHeight(); }
 
+    /// Size in pixels of the blocks that the first file is decoded by, 0 for a set being written. Boxes
+    /// aligned to them decode nothing twice.
+    int blockWidth() const;
+    int blockHeight() const;
+
     std::uint64_t noTiles() const { return m_workspace.noTiles(); }
     const MapBox& mtile(std::uint64_t i) const { return m_workspace.mtile(i); }
     const PixelBox& itile(std::uint64_t i) const { return m_workspace.itile(i); }
@@ -178,6 +183,23 @@ public:
     template <class T>
     bool write(const PixelMatrix<T>& in, std::size_t band, const PixelBox& box) const;
 
+    /// Reads several bands of a box in one pass over the files: where bands lie interleaved, every block of a
+    /// file is decoded once whatever the number of bands. Otherwise as `read`.
+    ///
+    /// @param out   the bands one below the other: band `bands[k]` in rows k * rows to (k + 1) * rows, with
+    ///              the rows and columns that `read` gives.
+    /// @param bands one-based band numbers, in any order; no band selectors.
+    template <class T>
+    bool readBands(PixelMatrix<T>& out, const std::vector<int>& bands, const PixelBox& box, double scale,
+                   bool fill, std::common_type_t<T> fillValue) const;
+
+    /// Writes several bands of a box in one pass over the files. Otherwise as `write`.
+    ///
+    /// @param in the bands one below the other, as `readBands` gives them.
+    /// @return false also if the rows of `in` cannot be shared out among the bands.
+    template <class T>
+    bool writeBands(const PixelMatrix<T>& in, const std::vector<int>& bands, const PixelBox& box) const;
+
     /// Reads all colour bands of a box as packed pixels 0xAARRGGBB; bands 1 to 4 are red, green, blue and
     /// alpha. Otherwise as `read`.
     ///
@@ -216,6 +238,13 @@ private:
     bool map(const PixelBox& request, std::vector<std::size_t>& tiles, std::vector<PixelBox>& inTile,
              std::vector<PixelBox>& inRequest, double scale) const;
     bool valid(const PixelBox& request) const;
+
+    template <class T, class Transfer>
+    bool readPieces(PixelMatrix<T>& out, Eigen::Index noParts, const PixelBox& box, double scale, bool fill,
+                    T fillValue, const Transfer& transfer) const;
+    template <class T, class Transfer>
+    bool writePieces(const PixelMatrix<T>& in, Eigen::Index noParts, const PixelBox& box,
+                     const Transfer& transfer) const;
 
     PixelBox orWholeSet(const PixelBox& box) const;
     PixelBox orOverlap(const PixelBox& box, Eigen::Index rows, Eigen::Index columns) const;
@@ -327,6 +356,16 @@ struct VEXEL_EXPORT GDALStreamer::gdal_t
     bool write(const PixelMatrix<float>& in, std::size_t band, const PixelBox& dst);
     bool write(const PixelMatrix<double>& in, std::size_t band, const PixelBox& dst);
 
+    /// Reads `src` of several bands in one pass: band `bands[k]` into rows k * `height` to (k + 1) * `height`
+    /// of `out`. For the element types of `read`; otherwise as it, without band selectors.
+    template <class T>
+    bool readBands(PixelMatrix<T>& out, const std::vector<int>& bands, const PixelBox& src, int width,
+                   int height);
+
+    /// Writes several bands into `dst` in one pass, from where `readBands` puts them. Otherwise as `write`.
+    template <class T>
+    bool writeBands(const PixelMatrix<T>& in, const std::vector<int>& bands, const PixelBox& dst);
+
     QString path;                       ///< the final file
     QString tfwpath;                    ///< its world file
     QString prjpath;                    ///< its projection file
@@ -341,6 +380,8 @@ struct VEXEL_EXPORT GDALStreamer::gdal_t
     DataType dtype = DataType::Unknown; ///< pixel type
     std::int32_t mode = Closed;         ///< a `FileMode`
     std::int32_t jpegQuality = 95;      ///< for the JPEG driver
+    int blockWidth = 0;                 ///< columns that a file being read decodes at a time
+    int blockHeight = 0;                ///< rows that it decodes at a time
 
 private:
     bool m_finalised = false; // since it was opened for writing
@@ -357,12 +398,51 @@ template <class T>
 bool GDALStreamer::read(PixelMatrix<T>& out, std::size_t band, const PixelBox& box, double scale, bool fill,
                         std::common_type_t<T> fillValue) const
 {
+    const auto transfer = [band](gdal_t& file, PixelMatrix<T>& pixels, const PixelBox& source, int width,
+                                 int height) { return file.read(pixels, band, source, width, height); };
+    return readPieces(out, 1, box, scale, fill, fillValue, transfer);
+}
+
+template <class T>
+bool GDALStreamer::readBands(PixelMatrix<T>& out, const std::vector<int>& bands, const PixelBox& box,
+                             double scale, bool fill, std::common_type_t<T> fillValue) const
+{
+    const auto transfer = [&bands](gdal_t& file, PixelMatrix<T>& pixels, const PixelBox& source, int width,
+                                   int height) {
+        return file.readBands(pixels, bands, source, width, height);
+    };
+    return readPieces(out, static_cast<Eigen::Index>(bands.size()), box, scale, fill, fillValue, transfer);
+}
+
+template <class T>
+bool GDALStreamer::write(const PixelMatrix<T>& in, std::size_t band, const PixelBox& box) const
+{
+    const auto transfer = [band](gdal_t& file, const PixelMatrix<T>& pixels, const PixelBox& target) {
+        return file.write(pixels, band, target);
+    };
+    return writePieces(in, 1, box, transfer);
+}
+
+template <class T>
+bool GDALStreamer::writeBands(const PixelMatrix<T>& in, const std::vector<int>& bands,
+                              const PixelBox& box) const
+{
+    const auto transfer = [&bands](gdal_t& file, const PixelMatrix<T>& pixels, const PixelBox& target) {
+        return file.writeBands(pixels, bands, target);
+    };
+    return writePieces(in, static_cast<Eigen::Index>(bands.size()), box, transfer);
+}
+
+template <class T, class Transfer>
+bool GDALStreamer::readPieces(PixelMatrix<T>& out, Eigen::Index noParts, const PixelBox& box, double scale,
+                              bool fill, T fillValue, const Transfer& transfer) const
+{
     const PixelBox request = orWholeSet(box);
     Eigen::Index rows = 0;
     Eigen::Index columns = 0;
     if (!opened() || !scaledSize(request, scale, rows, columns))
         return false;
-    out.resize(rows, columns);
+    out.resize(noParts * rows, columns);
     if (fill)
         out.setConstant(fillValue);
 
@@ -381,39 +461,45 @@ bool GDALStreamer::read(PixelMatrix<T>& out, std::size_t band, const PixelBox& b
         if (targetColumns <= 0 || targetRows <= 0)
             continue;
         const bool coversAll = tiles.size() == 1 && targetRows == rows && targetColumns == columns;
-        PixelMatrix<T>& destination = coversAll ? out : scratch;
-        if (!coversAll)
-            // A packed colour read leaves bytes of its matrix alone.
-            scratch.setZero(targetRows, targetColumns);
-        if (!m_files[tiles[k]]->read(destination, band, sources[k], targetColumns, targetRows))
+        if (coversAll)
+            return transfer(*m_files[tiles[k]], out, sources[k], targetColumns, targetRows);
+        // A packed colour read leaves bytes of its matrix alone.
+        scratch.setZero(noParts * targetRows, targetColumns);
+        if (!transfer(*m_files[tiles[k]], scratch, sources[k], targetColumns, targetRows))
             return false;
-        if (!coversAll)
-            out.block(target.min_corner().y(), target.min_corner().x(), targetRows, targetColumns) = scratch;
+        for (Eigen::Index part = 0; part < noParts; ++part)
+            out.block(part * rows + target.min_corner().y(), target.min_corner().x(), targetRows,
+                      targetColumns) = scratch.middleRows(part * targetRows, targetRows);
     }
     return true;
 }
 
-template <class T>
-bool GDALStreamer::write(const PixelMatrix<T>& in, std::size_t band, const PixelBox& box) const
+template <class T, class Transfer>
+bool GDALStreamer::writePieces(const PixelMatrix<T>& in, Eigen::Index noParts, const PixelBox& box,
+                               const Transfer& transfer) const
 {
-    if (!opened())
+    if (!opened() || noParts == 0 || in.rows() % noParts != 0)
         return false;
+    const Eigen::Index rows = in.rows() / noParts;
     std::vector<std::size_t> tiles;
     std::vector<PixelBox> inFiles;
     std::vector<PixelBox> inMatrix;
-    if (!map(orOverlap(box, in.rows(), in.cols()), tiles, inFiles, inMatrix, 1.0))
+    if (!map(orOverlap(box, rows, in.cols()), tiles, inFiles, inMatrix, 1.0))
         return false;
 
     const GDALMutex lock;
     PixelMatrix<T> scratch;
     for (std::size_t k = 0; k < tiles.size(); ++k) {
-        PixelBox& part = inMatrix[k];
-        if (!clipToMatrix(inFiles[k], part, in.rows(), in.cols()))
+        PixelBox& piece = inMatrix[k];
+        if (!clipToMatrix(inFiles[k], piece, rows, in.cols()))
             continue;
-        scratch = in.block(part.min_corner().y(), part.min_corner().x(),
-                           part.max_corner().y() - part.min_corner().y(),
-                           part.max_corner().x() - part.min_corner().x());
-        if (!m_files[tiles[k]]->write(scratch, band, inFiles[k]))
+        const Eigen::Index pieceRows = piece.max_corner().y() - piece.min_corner().y();
+        const Eigen::Index pieceColumns = piece.max_corner().x() - piece.min_corner().x();
+        scratch.resize(noParts * pieceRows, pieceColumns);
+        for (Eigen::Index part = 0; part < noParts; ++part)
+            scratch.middleRows(part * pieceRows, pieceRows) = in.block(
+                part * rows + piece.min_corner().y(), piece.min_corner().x(), pieceRows, pieceColumns);
+        if (!transfer(*m_files[tiles[k]], scratch, inFiles[k]))
             return false;
     }
     return true;

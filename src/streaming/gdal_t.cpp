@@ -222,6 +222,7 @@ bool GDALStreamer::gdal_t::openRead(const QString& file, bool readOnly)
     }
     noBands = static_cast<std::uint64_t>(dataset->GetRasterCount());
     noPages = gdal::countPages(*dataset);
+    dataset->GetRasterBand(1)->GetBlockSize(&blockWidth, &blockHeight);
     workspace = extentOf(*dataset, path);
     dtype = gdal::getDataType(*dataset);
     if (dtype == DataType::Unknown) {
@@ -246,6 +247,8 @@ bool GDALStreamer::gdal_t::openWrite(const QString& file, std::size_t bands, Dat
     noBands = type == DataType::RGB ? 3 : type == DataType::RGBA ? 4 : bands;
     dtype = type;
     mode = WritePending;
+    blockWidth = 0;
+    blockHeight = 0;
     m_finalised = false;
     workspace = ws;
 

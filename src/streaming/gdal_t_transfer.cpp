@@ -3,9 +3,11 @@
 
 #include <gdal_priv.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <limits>
+#include <vector>
 
 namespace vexel {
 
@@ -99,6 +101,25 @@ bool writeBand(Handle& handle, const PixelMatrix<T>& in, std::size_t band, const
     void* pixels = const_cast<T*>(in.data());
     return raster->RasterIO(GF_Write, window.x, window.y, window.columns, window.rows, pixels, window.columns,
                             window.rows, gdalBufferType<T>(), 0, 0, nullptr) == CE_None;
+}
+
+bool haveBands(Handle& handle, const std::vector<int>& bands)
+{
+    return !bands.empty() && std::all_of(bands.begin(), bands.end(), [&handle](int band) {
+        return band >= 1 && bandOf(handle, static_cast<std::size_t>(band));
+    });
+}
+
+/// Transfers bands that lie one below the other in memory, in one pass over the file.
+template <class T>
+bool transferBands(GDALDataset& dataset, GDALRWFlag direction, const std::vector<int>& bands,
+                   const Window& window, T* pixels, int width, int height)
+{
+    const GSpacing lineSpace = GSpacing{sizeof(T)} * width;
+    return dataset.RasterIO(direction, window.x, window.y, window.columns, window.rows, pixels, width, height,
+                            gdalBufferType<T>(), static_cast<int>(bands.size()),
+                            const_cast<int*>(bands.data()),
+                            /*nPixelSpace=*/0, lineSpace, lineSpace * height, nullptr) == CE_None;
 }
 
 /// Transfers the first `bands` bytes of packed pixels in one pass over the file.
@@ -256,5 +277,64 @@ bool Handle::write(const PixelMatrix<double>& in, std::size_t band, const PixelB
 {
     return writeBand(*this, in, band, dst);
 }
+
+template <class T>
+bool Handle::readBands(PixelMatrix<T>& out, const std::vector<int>& bands, const PixelBox& src, int width,
+                       int height)
+{
+    const ReleaseAfterTransfer release(*this);
+    Window window{};
+    if (!reopen() || !haveBands(*this, bands) || !windowOf(src, window) || width < 0 || height < 0)
+        return false;
+    out.resize(static_cast<Eigen::Index>(bands.size()) * height, width);
+    return out.size() == 0 || transferBands(*dataset, GF_Read, bands, window, out.data(), width, height);
+}
+
+template <class T>
+bool Handle::writeBands(const PixelMatrix<T>& in, const std::vector<int>& bands, const PixelBox& dst)
+{
+    const ReleaseAfterTransfer release(*this);
+    Window window{};
+    const auto parts = static_cast<Eigen::Index>(bands.size());
+    if (!reopen() || !haveBands(*this, bands) || !windowOf(dst, window) || window.columns != in.cols() ||
+        window.rows * parts != in.rows() || dataset->GetAccess() != GA_Update)
+        return false;
+    // GDAL takes one pointer for both directions.
+    return transferBands(*dataset, GF_Write, bands, window, const_cast<T*>(in.data()), window.columns,
+                         window.rows);
+}
+
+template VEXEL_EXPORT bool Handle::readBands(PixelMatrix<signed char>&, const std::vector<int>&,
+                                             const PixelBox&, int, int);
+template VEXEL_EXPORT bool Handle::writeBands(const PixelMatrix<signed char>&, const std::vector<int>&,
+                                              const PixelBox&);
+template VEXEL_EXPORT bool Handle::readBands(PixelMatrix<unsigned char>&, const std::vector<int>&,
+                                             const PixelBox&, int, int);
+template VEXEL_EXPORT bool Handle::writeBands(const PixelMatrix<unsigned char>&, const std::vector<int>&,
+                                              const PixelBox&);
+template VEXEL_EXPORT bool Handle::readBands(PixelMatrix<short>&, const std::vector<int>&, const PixelBox&,
+                                             int, int);
+template VEXEL_EXPORT bool Handle::writeBands(const PixelMatrix<short>&, const std::vector<int>&,
+                                              const PixelBox&);
+template VEXEL_EXPORT bool Handle::readBands(PixelMatrix<unsigned short>&, const std::vector<int>&,
+                                             const PixelBox&, int, int);
+template VEXEL_EXPORT bool Handle::writeBands(const PixelMatrix<unsigned short>&, const std::vector<int>&,
+                                              const PixelBox&);
+template VEXEL_EXPORT bool Handle::readBands(PixelMatrix<int>&, const std::vector<int>&, const PixelBox&, int,
+                                             int);
+template VEXEL_EXPORT bool Handle::writeBands(const PixelMatrix<int>&, const std::vector<int>&,
+                                              const PixelBox&);
+template VEXEL_EXPORT bool Handle::readBands(PixelMatrix<unsigned int>&, const std::vector<int>&,
+                                             const PixelBox&, int, int);
+template VEXEL_EXPORT bool Handle::writeBands(const PixelMatrix<unsigned int>&, const std::vector<int>&,
+                                              const PixelBox&);
+template VEXEL_EXPORT bool Handle::readBands(PixelMatrix<float>&, const std::vector<int>&, const PixelBox&,
+                                             int, int);
+template VEXEL_EXPORT bool Handle::writeBands(const PixelMatrix<float>&, const std::vector<int>&,
+                                              const PixelBox&);
+template VEXEL_EXPORT bool Handle::readBands(PixelMatrix<double>&, const std::vector<int>&, const PixelBox&,
+                                             int, int);
+template VEXEL_EXPORT bool Handle::writeBands(const PixelMatrix<double>&, const std::vector<int>&,
+                                              const PixelBox&);
 
 } // namespace vexel

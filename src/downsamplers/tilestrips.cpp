@@ -1,0 +1,52 @@
+#include "downsamplers/tilestrips.h"
+
+#include <algorithm>
+
+namespace vexel {
+
+BlockAxis::BlockAxis(std::int64_t noBlocks, double factor, int offset, int border, std::int64_t blockSize,
+                     std::int64_t available)
+{
+    m_spans.reserve(static_cast<std::size_t>(noBlocks));
+    for (std::int64_t i = 0; i < noBlocks; ++i) {
+        const auto span = blockSpan(i, factor, offset, border, blockSize, available);
+        if (!span)
+            break; // those after it start later still
+        m_spans.push_back(*span);
+    }
+}
+
+namespace {
+
+/// The last boundary of a grid of that unit and origin at or before `pixel`.
+std::int64_t boundaryBefore(std::int64_t pixel, std::int64_t unit, std::int64_t origin)
+{
+    const std::int64_t distance = pixel - origin;
+    return origin + (distance >= 0 ? distance / unit : (distance - unit + 1) / unit) * unit;
+}
+
+} // namespace
+
+std::vector<BlockRun> cutIntoRuns(const BlockAxis& axis, std::int64_t mostPixels, std::int64_t fileBlock,
+                                  std::int64_t fileOrigin)
+{
+    const std::int64_t unit = std::max<std::int64_t>(fileBlock, 1);
+    const std::int64_t noBlocks = axis.noBlocks();
+    std::vector<BlockRun> runs;
+    for (std::int64_t block = 0; block < noBlocks;) {
+        const std::int64_t firstPixel = axis.first(block);
+        const std::int64_t limit = std::max(boundaryBefore(firstPixel + mostPixels, unit, fileOrigin),
+                                            boundaryBefore(firstPixel, unit, fileOrigin) + unit);
+        std::int64_t end = block + 1;
+        while (end < noBlocks && axis.end(end) <= limit)
+            ++end;
+        const std::int64_t endPixel = axis.end(end - 1);
+        const std::int64_t boundary = std::max(limit, boundaryBefore(endPixel + unit - 1, unit, fileOrigin));
+        const std::int64_t readEnd = std::min(boundary, axis.end(noBlocks - 1));
+        runs.push_back({block, end, firstPixel, endPixel, std::max(readEnd, endPixel)});
+        block = end;
+    }
+    return runs;
+}
+
+} // namespace vexel
