@@ -181,6 +181,8 @@ bool DownsamplerBase::do_step(std::size_t step)
 template <class T>
 bool DownsamplerBase::runStrips(const TileStep& plan)
 {
+    if (!input.opened())
+        return writeNoData(plan);
     const StripStep<T> strips(input, plan, factor, border);
     const std::size_t noStrips = strips.noStrips();
     std::size_t done = 0;
@@ -256,6 +258,15 @@ void DownsamplerBase::reduceRow(const PixelRows<float>& pixels, const PixelRows<
         *out++ = representativeValue(
             blockAt({pixels.first + span.start - columns.firstPixel, pixels.step, pixels.rows}, span.length));
     }
+}
+
+bool DownsamplerBase::writeNoData(const TileStep& plan)
+{
+    const auto noBands = static_cast<Eigen::Index>(input.noBands());
+    PixelMatrix<float> result = PixelMatrix<float>::Constant(noBands * plan.rows, plan.columns, noData);
+    if (alpha)
+        result.bottomRows(plan.rows).setZero();
+    return writeStrip(plan, {0, plan.columns, 0, 0, 0}, {0, plan.rows, 0, 0, 0}, result);
 }
 
 bool DownsamplerBase::writeStrip(const TileStep& plan, const BlockRun& columns, const BlockRun& rows,

@@ -29,10 +29,10 @@ class StripStep;
 
 /// A job that turns one raster set into a coarser one over the same map box, one tile of the input a step.
 ///
-/// Each step reads its tile with a margin, band by band, reduces every block of `factor` by `factor` pixels
-/// to one by `representativeValue`, and writes the results. Pixels below -9999.999, and where there is an
-/// alpha band those whose alpha is 0, are no-data to the reducers of the library. The sets are closed, and
-/// the output thereby completed, when the job is destroyed.
+/// Each step reads its tile with a margin, in strips of all bands, reduces every block of `factor` by
+/// `factor` pixels to one by `representativeValue`, and writes the results. Pixels below -9999.999, and where
+/// there is an alpha band those whose alpha is 0, are no-data to the reducers of the library. The sets are
+/// closed, and the output thereby completed, when the job is destroyed.
 ///
 /// A job belongs to one thread at a time. It takes the GDAL lock for each transfer, and spreads the reduction
 /// over OpenMP's threads.
@@ -114,6 +114,7 @@ private:
                    const BlockAxis& axis, const BlockRun& columns, float* out) const;
     void reduceRow(const PixelRows<float>& pixels, const PixelRows<float>* alphaRows, const BlockAxis& axis,
                    const BlockRun& columns, float* out) const;
+    bool writeNoData(const TileStep& plan);
     bool writeStrip(const TileStep& plan, const BlockRun& columns, const BlockRun& rows,
                     const PixelMatrix<float>& result);
 

@@ -36,7 +36,7 @@ public:
     /// @return the first row that was not available before.
     Eigen::Index advance(Eigen::Index first, Eigen::Index end)
     {
-        const Eigen::Index kept = m_endRow - std::max(first, m_firstRow);
+        const Eigen::Index kept = std::max<Eigen::Index>(0, m_endRow - std::max(first, m_firstRow));
         for (std::size_t band = 0; band < m_bands.size(); ++band) {
             const T* from = row(band, m_endRow - kept);
             std::copy(from, from + kept * m_columns, base(band));

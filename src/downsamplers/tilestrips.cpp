@@ -13,6 +13,7 @@ BlockAxis::BlockAxis(std::int64_t noBlocks, double factor, int offset, int borde
         if (!span)
             break; // those after it start later still
         m_spans.push_back(*span);
+        m_endOfAll = std::max(m_endOfAll, span->start + span->length);
     }
 }
 
@@ -33,17 +34,20 @@ std::vector<BlockRun> cutIntoRuns(const BlockAxis& axis, std::int64_t mostPixels
     const std::int64_t unit = std::max<std::int64_t>(fileBlock, 1);
     const std::int64_t noBlocks = axis.noBlocks();
     std::vector<BlockRun> runs;
+    std::int64_t formerReadEnd = noBlocks > 0 ? axis.first(0) : 0;
     for (std::int64_t block = 0; block < noBlocks;) {
         const std::int64_t firstPixel = axis.first(block);
-        const std::int64_t limit = std::max(boundaryBefore(firstPixel + mostPixels, unit, fileOrigin),
-                                            boundaryBefore(firstPixel, unit, fileOrigin) + unit);
+        // At least one more block of the file than is there already.
+        const std::int64_t limit =
+            std::max(boundaryBefore(firstPixel + mostPixels, unit, fileOrigin),
+                     boundaryBefore(std::max(firstPixel, formerReadEnd), unit, fileOrigin) + unit);
         std::int64_t end = block + 1;
+        std::int64_t endPixel = axis.end(block);
         while (end < noBlocks && axis.end(end) <= limit)
-            ++end;
-        const std::int64_t endPixel = axis.end(end - 1);
+            endPixel = std::max(endPixel, axis.end(end++));
         const std::int64_t boundary = std::max(limit, boundaryBefore(endPixel + unit - 1, unit, fileOrigin));
-        const std::int64_t readEnd = std::min(boundary, axis.end(noBlocks - 1));
-        runs.push_back({block, end, firstPixel, endPixel, std::max(readEnd, endPixel)});
+        formerReadEnd = std::max({formerReadEnd, endPixel, std::min(boundary, axis.endOfAll())});
+        runs.push_back({block, end, firstPixel, endPixel, formerReadEnd});
         block = end;
     }
     return runs;

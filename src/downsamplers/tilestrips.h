@@ -19,9 +19,13 @@ public:
     const BlockSpan& span(std::int64_t i) const { return m_spans[static_cast<std::size_t>(i)]; }
     std::int64_t first(std::int64_t i) const { return span(i).start; }
     std::int64_t end(std::int64_t i) const { return span(i).start + span(i).length; }
+    /// Beyond the last pixel of any block. Where borders are cut at the first pixel that need not be the last
+    /// one's.
+    std::int64_t endOfAll() const { return m_endOfAll; }
 
 private:
-    std::vector<BlockSpan> m_spans; // those that hold pixels; they ascend
+    std::vector<BlockSpan> m_spans; // those that hold pixels; their starts ascend
+    std::int64_t m_endOfAll = 0;
 };
 
 /// A run of blocks along one axis, and the pixels that they need.

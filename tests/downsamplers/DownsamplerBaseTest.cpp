@@ -1136,28 +1136,39 @@ TEST(DownsamplerBaseFailure, LostOutputFolderIsLogged)
     EXPECT_TRUE(isErrnoText(failures[0].text.substr(start.size()))) << failures[0].text;
 }
 
-TEST(DownsamplerBaseFailure, BandsWrittenBeforeStay)
+TEST(DownsamplerBaseFailure, TilesWrittenBeforeStay)
 {
     const TempFolder folder;
-    rasters::make(folder / "in.tif", downsampling::mapped(4, 4, GDT_Float32, 3),
-                  [](int, int, int band) { return band; });
-    const std::string working = (folder / "out.tif_tmp.tif").toStdString();
+    downsampling::makeTiles(folder / "in.tif", downsampling::mapped(4, 8, GDT_Float32, 3), 4, 4,
+                            [](int, int, int band) { return band; });
+    const std::string working = (folder / "out_1_1.tif_tmp.tif").toStdString();
     const std::string aside = (folder / "aside").toStdString();
     const LogCapture log;
     {
         std::once_flag once;
-        CustomDownsampler job(folder / "in.tif", folder / "out.tif", 2.0, [&](const Block& block) {
-            if (block(0, 0) == 2.0f)
-                std::call_once(once, [&] { std::filesystem::rename(working, aside); });
-            return block(0, 0);
-        });
-        EXPECT_FALSE(static_cast<vexel::Worker&>(job).do_step(0));
+        bool isSecond = false;
+        DownsamplerSetup setup;
+        setup.type = GdalFileType::TileSet;
+        CustomDownsampler job(
+            folder / "in.tif", folder / "out.tif", 2.0,
+            [&](const Block& block) {
+                if (isSecond)
+                    std::call_once(once, [&] { std::filesystem::rename(working, aside); });
+                return block(0, 0);
+            },
+            setup);
+        EXPECT_TRUE(static_cast<vexel::Worker&>(job).do_step(0));
+        isSecond = true;
+        EXPECT_FALSE(static_cast<vexel::Worker&>(job).do_step(1));
         std::filesystem::rename(aside, working);
     }
     EXPECT_EQ(writeFailures(log).size(), 1u) << log.text();
-    EXPECT_EQ(rasters::pixels(folder / "out.tif", 1), Values(4, 1.0));
-    EXPECT_EQ(rasters::pixels(folder / "out.tif", 2), Values(4, -10000.0));
-    EXPECT_EQ(rasters::pixels(folder / "out.tif", 3), Values(4, -10000.0));
+    for (const int band : {1, 2, 3}) {
+        const double b = band;
+        const double hole = -10000.0;
+        EXPECT_EQ(rasters::pixels(folder / "out_1_1.tif", band),
+                  (Values{b, b, b, b, hole, hole, hole, hole}));
+    }
 }
 
 TEST(DownsamplerBaseFailure, LostInputCountsAsZeros)

@@ -98,6 +98,8 @@ protected:
 
     bool tiled() const { return GetParam().type == GdalFileType::TileSet; }
     std::size_t steps() const { return tiled() ? 6 : 1; }
+    /// The Gaussian goes band by band, the block strategies strip by strip, and these tiles are one strip.
+    std::size_t piecesPerStep() const { return GetParam().value == DownsamplingStrategy::Gauss ? bands : 1; }
     QString firstInput() const { return folder / (tiled() ? "in_1_1.tif" : "in.tif"); }
     QString outputFile() const { return folder / (tiled() ? "out_1_1.tif" : "out.tif"); }
     QString workingFile() const { return outputFile() + "_tmp.tif"; }
@@ -150,15 +152,15 @@ TEST_P(DownsamplerJob, CancelledWithinAStepLeavesNothing)
     Job job = create();
     bool wasThere = false;
     std::size_t calls = 0;
-    const auto stopAtSecondPiece = [&](JobRunner& runner, const JobRunner::Progress&) {
+    const auto stopAtFirstPiece = [&](JobRunner& runner, const JobRunner::Progress&) {
         wasThere = exists(workingFile());
-        if (++calls == 2)
+        if (++calls == 1)
             runner.stop();
     };
-    const JobRunner::Result result = run(*job, stopAtSecondPiece);
+    const JobRunner::Result result = run(*job, stopAtFirstPiece);
     EXPECT_EQ(result.outcome, Outcome::Cancelled);
     EXPECT_TRUE(result.failedSteps.empty());
-    EXPECT_EQ(calls, 2u);
+    EXPECT_EQ(calls, 1u);
     EXPECT_TRUE(wasThere);
     EXPECT_EQ(rasters::openDatasets(), open);
     expectOnlyTheInput();
@@ -205,28 +207,6 @@ TEST_P(DownsamplerJob, ThatCannotCreateItsOutputLeavesNothing)
     EXPECT_EQ(fileText(firstInput()), inputBytes);
 }
 
-TEST_P(DownsamplerJob, WhoseOutputTurnsUnwritableFailsAndLeavesNothing)
-{
-    const LogCapture log;
-    const QuietGdal quiet;
-    Job job = create();
-    std::size_t calls = 0;
-    // Whatever is written next finds a folder in place of the working file.
-    const auto block = [&](JobRunner&, const JobRunner::Progress&) {
-        if (++calls == 2) {
-            std::filesystem::remove(workingFile().toStdString());
-            std::filesystem::create_directory(workingFile().toStdString());
-        }
-    };
-    const JobRunner::Result result = run(*job, block);
-    EXPECT_EQ(result.outcome, Outcome::Failed);
-    EXPECT_EQ(result.failedSteps, std::vector<std::size_t>{0});
-    EXPECT_EQ(calls, 2u);
-    job.reset();
-    std::filesystem::remove(workingFile().toStdString());
-    expectOnlyTheInput();
-}
-
 TEST_P(DownsamplerJob, WhoseCallbackThrowsLeavesNothing)
 {
     Job job = create();
@@ -250,21 +230,22 @@ TEST_P(DownsamplerJob, FinishedAndThenDiscardedLeavesNothingAndCannotRunAgain)
     expectOnlyTheInput();
 }
 
-TEST_P(DownsamplerJob, ReportsEachBandOfEachTile)
+TEST_P(DownsamplerJob, ReportsEachPieceOfEachTile)
 {
     Job job = create();
     std::vector<JobRunner::Progress> told;
     const auto collect = [&](JobRunner&, const JobRunner::Progress& p) { told.push_back(p); };
     EXPECT_EQ(run(*job, collect).outcome, Outcome::Finished);
-    ASSERT_EQ(told.size(), steps() * (bands + 1));
+    const std::size_t pieces = piecesPerStep();
+    ASSERT_EQ(told.size(), steps() * (pieces + 1));
     for (std::size_t k = 0; k < told.size(); ++k) {
-        const std::size_t step = k / (bands + 1);
-        const std::size_t pieces = k % (bands + 1) + 1;
-        const bool stepIsDone = pieces > bands;
+        const std::size_t step = k / (pieces + 1);
+        const std::size_t piece = k % (pieces + 1) + 1;
+        const bool stepIsDone = piece > pieces;
         EXPECT_EQ(told[k].stepsDone, stepIsDone ? step + 1 : step) << k;
         EXPECT_EQ(told[k].steps, steps());
-        const double bandsDone = static_cast<double>(step * bands + (stepIsDone ? bands : pieces));
-        EXPECT_DOUBLE_EQ(told[k].share, bandsDone / static_cast<double>(steps() * bands)) << k;
+        const double piecesDone = static_cast<double>(step * pieces + (stepIsDone ? pieces : piece));
+        EXPECT_DOUBLE_EQ(told[k].share, piecesDone / static_cast<double>(steps() * pieces)) << k;
         EXPECT_GE(told[k].remaining.count(), 0.0);
     }
     EXPECT_EQ(told.back().share, 1.0);
@@ -302,6 +283,42 @@ INSTANTIATE_TEST_SUITE_P(
                     Strategy{"Average", DownsamplingStrategy::Average, GdalFileType::SingleFile},
                     Strategy{"Average", DownsamplingStrategy::Average, GdalFileType::TileSet},
                     Strategy{"Median", DownsamplingStrategy::Median, GdalFileType::SingleFile},
+                    Strategy{"Max", DownsamplingStrategy::Max, GdalFileType::TileSet}),
+    nameOf);
+
+/// Jobs that write more than once.
+class UnwritableDownsamplerJob : public DownsamplerJob
+{};
+
+TEST_P(UnwritableDownsamplerJob, FailsAndLeavesNothing)
+{
+    const LogCapture log;
+    const QuietGdal quiet;
+    Job job = create();
+    std::size_t calls = 0;
+    // Whatever is written next finds a folder in place of the working file.
+    const auto block = [&](JobRunner&, const JobRunner::Progress&) {
+        if (++calls == 1) {
+            std::filesystem::remove(workingFile().toStdString());
+            std::filesystem::create_directory(workingFile().toStdString());
+        }
+    };
+    const JobRunner::Result result = run(*job, block);
+    EXPECT_EQ(result.outcome, Outcome::Failed);
+    // The next band is the next piece of a step, or its tile is the only one and the next step has the next.
+    const bool bandByBand = piecesPerStep() > 1;
+    EXPECT_EQ(result.failedSteps, std::vector<std::size_t>{bandByBand ? 0u : 1u});
+    EXPECT_EQ(calls, bandByBand ? 1u : 2u);
+    job.reset();
+    std::filesystem::remove(workingFile().toStdString());
+    expectOnlyTheInput();
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Strategies, UnwritableDownsamplerJob,
+    testing::Values(Strategy{"Gauss", DownsamplingStrategy::Gauss, GdalFileType::SingleFile},
+                    Strategy{"Gauss", DownsamplingStrategy::Gauss, GdalFileType::TileSet},
+                    Strategy{"Average", DownsamplingStrategy::Average, GdalFileType::TileSet},
                     Strategy{"Max", DownsamplingStrategy::Max, GdalFileType::TileSet}),
     nameOf);
 

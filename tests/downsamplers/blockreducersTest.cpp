@@ -92,8 +92,8 @@ Strip randomStrip(std::mt19937& random)
                                             : static_cast<double>(1 + random() % 9);
     const auto size = static_cast<std::int64_t>(factor + 0.5);
     const auto columns = static_cast<std::int64_t>(random() % 400) + 1;
-    return {BlockAxis(static_cast<std::int64_t>(columns / factor) + 1, factor, static_cast<int>(random() % 3),
-                      0, size, columns),
+    return {BlockAxis(static_cast<std::int64_t>(static_cast<double>(columns) / factor) + 1, factor,
+                      static_cast<int>(random() % 3), 0, size, columns),
             columns, std::max<std::int64_t>(1, size - (random() % 4 == 0 ? 1 : 0))};
 }
 
