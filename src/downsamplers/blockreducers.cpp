@@ -104,9 +104,13 @@ public:
 
     /// A sum of so few bytes, divided, rounds to the same float as their running mean: its error stays below
     /// the distance of such a quotient from the nearest midpoint of two floats.
-    bool takesBytes(std::int64_t blockSize) const override { return blockSize <= 90; }
+    bool takesBytes(std::int64_t blockSize) const override { return blockSize <= largestBlock; }
 
 private:
+    static constexpr std::int64_t largestBlock = 90;
+    /// Of a group: blocks start at most one pixel more apart than they are wide.
+    static constexpr std::int64_t mostColumns = lanes * (largestBlock + 1);
+
     Rest reduceGroup(const Floats& pixels, const Starts& starts, std::int64_t length,
                      float* out) const override
     {
@@ -128,16 +132,14 @@ private:
     {
         const std::int64_t first = starts.front();
         const std::int64_t width = starts.back() + length - first;
-        thread_local std::vector<std::uint16_t> sums;
-        thread_local std::vector<std::uint16_t> counts;
-        sums.assign(static_cast<std::size_t>(width), 0);
-        counts.assign(static_cast<std::size_t>(width), static_cast<std::uint16_t>(alpha ? 0 : pixels.rows));
+        std::uint16_t sums[mostColumns] = {};
+        std::uint16_t counts[mostColumns];
+        std::fill_n(counts, width, static_cast<std::uint16_t>(alpha ? 0 : pixels.rows));
         for (std::int64_t y = 0; y < pixels.rows; ++y) {
             if (alpha)
-                kernels::addRow(pixels.row(y) + first, alpha->row(y) + first, sums.data(), counts.data(),
-                                width);
+                kernels::addRow(pixels.row(y) + first, alpha->row(y) + first, sums, counts, width);
             else
-                kernels::addRow(pixels.row(y) + first, sums.data(), width);
+                kernels::addRow(pixels.row(y) + first, sums, width);
         }
         for (std::ptrdiff_t lane = 0; lane < lanes; ++lane) {
             const auto start = static_cast<std::size_t>(starts[static_cast<std::size_t>(lane)] - first);
