@@ -19,7 +19,7 @@ class BandTransfer : public testing::Test
 
 using ElementTypes =
     testing::Types<signed char, unsigned char, short, unsigned short, int, unsigned int, float, double>;
-TYPED_TEST_SUITE(BandTransfer, ElementTypes);
+TYPED_TEST_SUITE(BandTransfer, ElementTypes, );
 
 PixelBox box(int x0, int y0, int x1, int y1)
 {
