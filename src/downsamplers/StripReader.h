@@ -30,8 +30,7 @@ public:
     }
 
     /// Makes rows `first` to `end` - 1 of the box available and forgets those before. Neither may go back
-    /// from one call to the next, nor `first` beyond the former `end`. Rows that cannot be read are 0 as far
-    /// as nothing was read.
+    /// from one call to the next. Rows that cannot be read are 0 as far as nothing was read.
     ///
     /// @return the first row that was not available before.
     Eigen::Index advance(Eigen::Index first, Eigen::Index end)

@@ -55,13 +55,6 @@ VEXEL_MULTIVERSION void addToMeans(const float* __restrict values, double* __res
     }
 }
 
-VEXEL_MULTIVERSION void addToMeansAllValid(const float* __restrict values, double count,
-                                           double* __restrict means)
-{
-    for (std::ptrdiff_t lane = 0; lane < lanes; ++lane)
-        means[lane] += (static_cast<double>(values[lane]) - means[lane]) / count;
-}
-
 VEXEL_MULTIVERSION void foldMin(const float* __restrict values, float* __restrict chosen)
 {
     for (std::ptrdiff_t lane = 0; lane < lanes; ++lane) {

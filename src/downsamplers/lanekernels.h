@@ -11,22 +11,12 @@ namespace vexel::kernels {
 
 constexpr std::ptrdiff_t lanes = 32;
 
-/// One element of each of `lanes` blocks.
-template <class T>
-struct Lanes
-{
-    T value[lanes];
-};
-
 /// out[lane] := row[start[lane]]
 void gather(const float* row, const std::int64_t* start, float* out);
 void gather(const unsigned char* row, const std::int64_t* start, unsigned char* out);
 
 /// One step of the running mean of each lane: values not below -9999.999 enter it.
 void addToMeans(const float* values, double* counts, double* means);
-
-/// One step of the running mean of lanes that hold only valid values, of which this one is the `count`-th.
-void addToMeansAllValid(const float* values, double count, double* means);
 
 /// One step of the fold of each lane; values below -9999.999 are passed over.
 void foldMin(const float* values, float* chosen);
