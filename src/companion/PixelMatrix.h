@@ -10,6 +10,18 @@ namespace vexel {
 template <class T>
 using PixelMatrix = Eigen::Matrix<T, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
 
+/// Where pixels of several bands lie in memory: pixel (x, y) of band k at
+/// `first[k * bandStep + y * rowStep + x]`.
+template <class T>
+struct BandPixels
+{
+    T* first;
+    Eigen::Index rows; ///< of each band
+    Eigen::Index columns;
+    Eigen::Index rowStep;
+    Eigen::Index bandStep;
+};
+
 } // namespace vexel
 
 #endif

@@ -11,15 +11,16 @@ namespace vexel {
 /// thread makes its own scratch once, by `makeScratch()`.
 ///
 /// An OpenMP loop must not let an exception out: the first one that a call throws is kept and rethrown here,
-/// on the calling thread, once the team is done. Small jobs stay on the calling thread.
+/// on the calling thread, once the team is done. Small jobs stay on the calling thread: the other threads of a
+/// team go on spinning for some milliseconds after it, which takes processors from GDAL's threads.
 ///
-/// @param pixelsPerRow how much work a row is, to tell whether a team pays.
+/// @param nanosecondsPerRow how long a row takes, roughly, to tell whether a team pays.
 template <class MakeScratch, class Row>
-void parallelRows(std::int64_t rows, std::int64_t pixelsPerRow, const MakeScratch& makeScratch,
+void parallelRows(std::int64_t rows, std::int64_t nanosecondsPerRow, const MakeScratch& makeScratch,
                   const Row& row)
 {
-    constexpr std::int64_t worthATeam = 1 << 14;
-    const bool useTeam = pixelsPerRow > 0 && rows > worthATeam / pixelsPerRow;
+    constexpr std::int64_t worthATeam = 1 << 22; // nanoseconds
+    const bool useTeam = nanosecondsPerRow > 0 && rows > worthATeam / nanosecondsPerRow;
     std::exception_ptr failure;
     const auto guarded = [&failure](const auto& action) {
         try {
@@ -45,12 +46,12 @@ void parallelRows(std::int64_t rows, std::int64_t pixelsPerRow, const MakeScratc
 
 /// The same for rows that need no scratch: calls `row(i)`.
 template <class Row>
-void parallelRows(std::int64_t rows, std::int64_t pixelsPerRow, const Row& row)
+void parallelRows(std::int64_t rows, std::int64_t nanosecondsPerRow, const Row& row)
 {
     struct Nothing
     {};
     parallelRows(
-        rows, pixelsPerRow, [] { return Nothing(); }, [&row](std::int64_t i, Nothing&) { row(i); });
+        rows, nanosecondsPerRow, [] { return Nothing(); }, [&row](std::int64_t i, Nothing&) { row(i); });
 }
 
 } // namespace vexel

@@ -36,6 +36,10 @@ public:
                         const BlockAxis& columns, std::int64_t firstBlock, std::int64_t endBlock,
                         std::int64_t firstPixel, float* out) const = 0;
 
+    /// How long a pixel takes, roughly.
+    virtual double nanosecondsPerFloat() const = 0;
+    virtual double nanosecondsPerByte() const = 0;
+
     /// Whether bytes may be handed over as they are for blocks of that edge.
     virtual bool takesBytes(std::int64_t blockSize) const = 0;
 };

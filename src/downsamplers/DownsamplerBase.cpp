@@ -16,6 +16,7 @@
 #include <limits>
 #include <numeric>
 #include <stdexcept>
+#include <type_traits>
 
 namespace vexel {
 
@@ -70,6 +71,16 @@ void markAsMissing(float* pixels, Eigen::Index columns, float value)
     for (Eigen::Index x = 0; x < columns; ++x)
         if (pixels[x] == value || (isNaN && std::isnan(pixels[x])))
             pixels[x] = noData;
+}
+
+/// Roughly, to tell whether a team of threads pays.
+template <class T>
+double nanosecondsPerPixel(const BlockReducer* reducer)
+{
+    constexpr double oneByOne = 4.0;
+    if (!reducer)
+        return oneByOne;
+    return std::is_same_v<T, float> ? reducer->nanosecondsPerFloat() : reducer->nanosecondsPerByte();
 }
 
 double shareOf(std::size_t done, std::size_t all)
@@ -163,9 +174,14 @@ bool DownsamplerBase::readInput(PixelMatrix<float>& out, std::size_t band, const
     const bool complete = input.read<float>(out, band, box, 1.0, /*fill=*/true, 0.0f);
     const bool isAlphaBand = alpha && band == input.noBands();
     if (!isAlphaBand)
-        for (const double value : m_missingValues)
-            markAsMissing(out.data(), out.size(), asRead(value));
+        markMissingValues(out.data(), out.size());
     return complete;
+}
+
+void DownsamplerBase::markMissingValues(float* pixels, Eigen::Index count) const
+{
+    for (const double value : m_missingValues)
+        markAsMissing(pixels, count, asRead(value));
 }
 
 bool DownsamplerBase::do_step(std::size_t step)
@@ -183,6 +199,7 @@ bool DownsamplerBase::runStrips(const TileStep& plan)
 {
     if (!input.opened())
         return writeNoData(plan);
+    const GDALStreamer::KeepFilesOpen keepOpen(input);
     const StripStep<T> strips(input, plan, factor, border);
     const std::size_t noStrips = strips.noStrips();
     std::size_t done = 0;
@@ -206,10 +223,9 @@ void DownsamplerBase::markMissing(StripReader<float>& strip, Eigen::Index firstN
     const std::size_t noBands = input.noBands();
     const std::size_t noDataBands = alpha ? noBands - 1 : noBands;
     for (std::size_t band = 0; band < noDataBands; ++band)
-        parallelRows(strip.endRow() - firstNewRow, strip.columns(), [&](Eigen::Index i) {
+        parallelRows(strip.endRow() - firstNewRow, strip.columns() / 2, [&](Eigen::Index i) {
             float* pixels = strip.row(band, firstNewRow + i);
-            for (const double value : m_missingValues)
-                markAsMissing(pixels, strip.columns(), asRead(value));
+            markMissingValues(pixels, strip.columns());
             if (alpha)
                 markTransparentAsMissing(pixels, strip.row(noBands - 1, firstNewRow + i), strip.columns());
         });
@@ -224,7 +240,8 @@ PixelMatrix<float> DownsamplerBase::reduceStrip(StripReader<T>& strip, const Str
     PixelMatrix<float> result(noBands * noRows, columns.endBlock - columns.firstBlock);
     const std::int64_t pixelsPerRow =
         (columns.endPixel - columns.firstPixel) * step.rows().span(rows.firstBlock).length;
-    parallelRows(noBands * noRows, pixelsPerRow, [&](std::int64_t k) {
+    const double nanoseconds = static_cast<double>(pixelsPerRow) * nanosecondsPerPixel<T>(m_reducer.get());
+    parallelRows(noBands * noRows, static_cast<std::int64_t>(nanoseconds) + 1, [&](std::int64_t k) {
         const auto band = static_cast<std::size_t>(k / noRows);
         const BlockSpan& span = step.rows().span(rows.firstBlock + k % noRows);
         const bool isAlphaBand = alpha && band + 1 == input.noBands();

@@ -77,6 +77,9 @@ protected:
     /// open.
     bool readInput(PixelMatrix<float>& out, std::size_t band, const PixelBox& box) const;
 
+    /// Makes -10000 of the pixels of a band other than alpha that are to be treated as no-data.
+    void markMissingValues(float* pixels, Eigen::Index count) const;
+
     /// What `treatAsNoData` was called with, in order.
     const std::vector<double>& missingValues() const { return m_missingValues; }
 

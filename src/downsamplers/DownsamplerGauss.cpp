@@ -1,14 +1,17 @@
 #include "downsamplers/DownsamplerGauss.h"
 
 #include "companion/errnotext.h"
-#include "companion/gaussblur.h"
+#include "companion/gaussrecursion.h"
 #include "companion/log.h"
 #include "companion/parallelrows.h"
+#include "downsamplers/StripReader.h"
 #include "downsamplers/gaussstep.h"
 #include "workspace/arithmetic.h"
 
 #include <algorithm>
-#include <stdexcept>
+#include <cstddef>
+#include <numeric>
+#include <vector>
 
 namespace vexel {
 
@@ -29,7 +32,97 @@ unsigned char maskOfAlpha(float alpha)
     return static_cast<unsigned char>(arithmetic::truncate(static_cast<double>(alpha)));
 }
 
+/// The pixels that the results along one axis are sampled at, counted from the part's first pixel; none for
+/// results whose sample lies beyond it.
+std::vector<std::ptrdiff_t> positionsOf(const GaussPart& part, double factor, int offset)
+{
+    std::vector<std::ptrdiff_t> positions;
+    for (std::int64_t i = part.firstResult; i < part.endResult; ++i) {
+        const std::int64_t position = samplePosition(i, factor, offset);
+        if (position >= part.endPixel)
+            break;
+        positions.push_back(position - part.firstPixel);
+    }
+    return positions;
+}
+
+/// Where the results of a part belong.
+PixelBox outBoxOf(const GaussStep& plan, const GaussPart& columns, const GaussPart& rows)
+{
+    const PixelPoint& corner = plan.outBox.min_corner();
+    const auto at = [](int start, std::int64_t index) { return arithmetic::saturate32(start + index); };
+    return {PixelPoint(at(corner.x(), columns.firstResult), at(corner.y(), rows.firstResult)),
+            PixelPoint(at(corner.x(), columns.endResult), at(corner.y(), rows.endResult))};
+}
+
+/// The part's columns of what is read, from north to south.
+PixelBox readBoxOf(const GaussStep& plan, const GaussPart& columns)
+{
+    const PixelPoint& corner = plan.readBox.min_corner();
+    return {PixelPoint(corner.x() + static_cast<int>(columns.firstPixel), corner.y()),
+            PixelPoint(corner.x() + static_cast<int>(columns.endPixel), plan.readBox.max_corner().y())};
+}
+
+std::int64_t heightOf(const PixelBox& box)
+{
+    return std::int64_t{box.max_corner().y()} - box.min_corner().y();
+}
+
+/// The rows that a tile's parts read, in what is read. A part reads on to a boundary of the file's blocks, so
+/// that the next one, which keeps what both need, decodes none twice.
+class PartRows
+{
+public:
+    PartRows(const GaussStep& plan, int blockHeight)
+        : m_available(heightOf(plan.readBox)), m_origin(plan.yOffset),
+          m_unit(blockHeight > 0 && blockHeight <= m_available / 8 ? blockHeight : 1)
+    {}
+
+    /// Rows of the file's blocks, or 1 where they are too high for parts to keep to them.
+    std::int64_t unit() const { return m_unit; }
+
+    std::int64_t readEnd(const GaussPart& rows) const
+    {
+        return std::min(m_available, boundaryBefore(rows.endPixel + m_unit - 1, m_unit, m_origin));
+    }
+
+    /// Rows that the largest of the parts holds.
+    std::int64_t most(const std::vector<GaussPart>& parts) const
+    {
+        std::int64_t most = 0;
+        for (const GaussPart& rows : parts)
+            most = std::max(most, readEnd(rows) - rows.firstPixel);
+        return most;
+    }
+
+private:
+    std::int64_t m_available;
+    std::int64_t m_origin;
+    std::int64_t m_unit;
+};
+
 } // namespace
+
+/// Where the results of one part come from.
+struct DownsamplerGauss::Samples
+{
+    std::vector<std::ptrdiff_t> rows;    ///< from the part's first row, as many as lie in it
+    std::vector<std::ptrdiff_t> columns; ///< the same
+    Eigen::Index firstRow;               ///< of the part, in what is read
+    Eigen::Index noRows;                 ///< of the part
+    Eigen::Index resultRows;
+    Eigen::Index resultColumns;
+
+    auto reachedRows() const { return static_cast<Eigen::Index>(rows.size()); }
+    auto reachedColumns() const { return static_cast<Eigen::Index>(columns.size()); }
+};
+
+/// What part of a step's work something is.
+struct DownsamplerGauss::Share
+{
+    double before; ///< what was done before it
+    double own;
+};
 
 DownsamplerGauss::DownsamplerGauss(const QString& inputPath, const QString& outputPath, const QString& wkt,
                                    double resolution, ImageAlphaType alphaType, GdalFileType fileType)
@@ -52,120 +145,148 @@ bool DownsamplerGauss::do_step(std::size_t step)
 {
     if (step >= input.noTiles())
         return false;
-    const PixelBox tileBox = input.itile(step);
-    const GaussStep plan = planGaussStep(tileBox, input.workspace().ibounds(), factor);
-    const std::size_t noBands = input.noBands();
-    if (alpha)
-        readInput(alphaBand, noBands, plan.readBox);
-    for (std::size_t band = 1; band <= noBands; ++band) {
-        const double share = static_cast<double>(band) / static_cast<double>(noBands);
-        if (!downsampleBand(band, tileBox, plan.readBox, plan.sigma) || !reportProgress(share))
-            return false;
-    }
-    return true;
+    const GaussStep plan = planGaussStep(input.itile(step), input.workspace().ibounds(), factor);
+    const bool asBytes = input.dtype() == DataType::UInt8 && missingValues().empty();
+    return asBytes ? downsampleTile<unsigned char>(plan) : downsampleTile<float>(plan);
 }
 
-bool DownsamplerGauss::downsampleBand(std::size_t band, const PixelBox& tileBox, const PixelBox& readBox,
-                                      double sigma)
+template <class T>
+bool DownsamplerGauss::downsampleTile(const GaussStep& plan)
 {
-    return readData(band, readBox) && blurImage(sigma, blurOrder) && subSample(band, tileBox, readBox) &&
-           writeData(band, tileBox);
-}
-
-bool DownsamplerGauss::readData(std::size_t band, const PixelBox& readBox)
-{
-    if (isAlphaBand(band)) {
-        data.swap(alphaBand);
-        // Size and mask stay those of the band before, where there is one.
-        if (band == 1) {
-            rows = static_cast<int>(data.rows());
-            cols = static_cast<int>(data.cols());
+    const GDALStreamer::KeepFilesOpen keepOpen(input);
+    const PartRows partRows(plan, input.blockHeight());
+    const GaussParts parts = cutIntoParts(plan, input.noBands(), sizeof(T), partRows.unit(), workingSetBytes);
+    const double noParts = static_cast<double>(parts.columns.size() * parts.rows.size());
+    double done = 0.0;
+    for (const GaussPart& columns : parts.columns) {
+        StripReader<T> pixels(input, readBoxOf(plan, columns), partRows.most(parts.rows), plan.yOffset);
+        for (const GaussPart& rows : parts.rows) {
+            if (input.opened())
+                markMissing(pixels, pixels.advance(rows.firstPixel, partRows.readEnd(rows)));
+            if (!downsamplePart(pixels, plan, columns, rows, {done / noParts, 1.0 / noParts}))
+                return false;
+            ++done;
         }
-        return true;
     }
-    if (readInput(data, band, readBox)) {
-        rows = static_cast<int>(data.rows());
-        cols = static_cast<int>(data.cols());
-        maskInvalid();
-        return true;
-    }
-    const QString reason = errnoText();
-    log::LogStreamer(log::defaultLogSource(), log::level::error, QString(),
-                     log::FileAndLine("DownsamplerGauss", __LINE__))
-        << "Unable to read tile " << input.path() << "': " << reason;
-    return false;
-}
-
-void DownsamplerGauss::maskInvalid()
-{
-    if (alpha)
-        mask = alphaBand.unaryExpr(&maskOfAlpha);
-    else
-        mask.setConstant(data.rows(), data.cols(), 255);
-    const Eigen::Index columns = std::min(mask.cols(), data.cols());
-    parallelRows(std::min(mask.rows(), data.rows()), columns, [&](Eigen::Index y) {
-        for (Eigen::Index x = 0; x < columns; ++x)
-            if (data(y, x) < firstValid)
-                mask(y, x) = 0;
-    });
-}
-
-bool DownsamplerGauss::blurImage(double sigma, int n)
-{
-    gauss_iir2d(data, static_cast<float>(sigma), n);
     return true;
 }
 
-bool DownsamplerGauss::subSample(std::size_t band, const PixelBox& tileBox, const PixelBox& readBox)
+void DownsamplerGauss::markMissing(StripReader<unsigned char>&, Eigen::Index) const
 {
-    const GaussStep plan = planGaussStep(tileBox, input.workspace().ibounds(), factor);
-    const int xOffset = tileBox.min_corner().x() - readBox.min_corner().x();
-    const int yOffset = tileBox.min_corner().y() - readBox.min_corner().y();
-    result = PixelMatrix<float>::Constant(plan.rows, plan.columns, noData);
-    parallelRows(plan.rows, plan.columns, [&](Eigen::Index i) {
-        const Eigen::Index row = samplePosition(i, factor, yOffset);
-        if (row >= rows)
-            return;
-        if (isAlphaBand(band))
-            sampleAlphaRow(i, row, xOffset);
-        else
-            sampleRow(i, row, xOffset);
-    });
+    // Bytes hold no no-data value.
+}
+
+void DownsamplerGauss::markMissing(StripReader<float>& pixels, Eigen::Index firstNewRow) const
+{
+    for (std::size_t band = 1; band <= input.noBands(); ++band)
+        if (!isAlphaBand(band))
+            for (Eigen::Index y = firstNewRow; y < pixels.endRow(); ++y)
+                markMissingValues(pixels.row(band - 1, y), pixels.columns());
+}
+
+template <class T>
+bool DownsamplerGauss::downsamplePart(StripReader<T>& pixels, const GaussStep& plan, const GaussPart& columns,
+                                      const GaussPart& rows, const Share& share)
+{
+    const std::size_t noBands = input.noBands();
+    Samples samples{{},
+                    {},
+                    rows.firstPixel,
+                    rows.endPixel - rows.firstPixel,
+                    rows.endResult - rows.firstResult,
+                    columns.endResult - columns.firstResult};
+    if (input.opened()) {
+        samples.rows = positionsOf(rows, factor, plan.yOffset);
+        samples.columns = positionsOf(columns, factor, plan.xOffset);
+    }
+    const PixelBox outBox = outBoxOf(plan, columns, rows);
+    result.resize(static_cast<Eigen::Index>(noBands) * samples.resultRows, samples.resultColumns);
+    for (std::size_t band = 1; band <= noBands; ++band) {
+        if (!readData(band, pixels, samples)) {
+            // Those before are not lost by it.
+            if (band > 1)
+                writeData(band - 1, outBox);
+            return false;
+        }
+        blurImage(band, pixels, samples, plan.sigma, blurOrder);
+        subSample(band, samples);
+        if (band == noBands && !writeData(noBands, outBox))
+            return false;
+        if (!reportProgress(share.before +
+                            share.own * static_cast<double>(band) / static_cast<double>(noBands))) {
+            if (band < noBands)
+                writeData(band, outBox);
+            return false;
+        }
+    }
     return true;
 }
 
-void DownsamplerGauss::sampleAlphaRow(Eigen::Index i, Eigen::Index row, int xOffset)
+template <class T>
+bool DownsamplerGauss::readData(std::size_t band, StripReader<T>& pixels, const Samples& samples)
 {
-    if (row >= data.rows())
-        return;
-    const Eigen::Index columns = std::min<Eigen::Index>(cols, data.cols());
-    for (Eigen::Index j = 0; j < result.cols(); ++j) {
-        const Eigen::Index column = samplePosition(j, factor, xOffset);
-        if (column < columns)
-            result(i, j) = opaqueOrTransparent(data(row, column));
-    }
-}
-
-void DownsamplerGauss::sampleRow(Eigen::Index i, Eigen::Index row, int xOffset)
-{
-    if (row >= data.rows() || row >= mask.rows()) {
+    if (isAlphaBand(band))
+        return true;
+    if (!input.opened() || pixels.hasFailed(band - 1)) {
+        const QString reason = errnoText();
         log::LogStreamer(log::defaultLogSource(), log::level::error, QString(),
                          log::FileAndLine("DownsamplerGauss", __LINE__))
-            << "r_orig = " << row << " vs rows() = " << data.rows() << " vs nodata() = " << mask.rows();
-        throw std::domain_error("Bad row (data)");
+            << "Unable to read tile " << input.path() << "': " << reason;
+        return false;
     }
-    const Eigen::Index columns = std::min({Eigen::Index{cols}, data.cols(), mask.cols()});
-    for (Eigen::Index j = 0; j < result.cols(); ++j) {
-        const Eigen::Index column = samplePosition(j, factor, xOffset);
-        if (column < columns)
-            result(i, j) = mask(row, column) != 0 ? data(row, column) : noData;
-    }
+    mask.resize(samples.reachedRows(), samples.reachedColumns());
+    parallelRows(mask.rows(), 2 * mask.cols(), [&](Eigen::Index i) {
+        const Eigen::Index row = samples.firstRow + samples.rows[static_cast<std::size_t>(i)];
+        const T* values = pixels.row(band - 1, row);
+        const T* alphas = alpha ? pixels.row(input.noBands() - 1, row) : nullptr;
+        for (Eigen::Index j = 0; j < mask.cols(); ++j) {
+            const std::ptrdiff_t column = samples.columns[static_cast<std::size_t>(j)];
+            const bool isMissing = static_cast<float>(values[column]) < firstValid;
+            mask(i, j) = isMissing ? 0 : alphas ? maskOfAlpha(static_cast<float>(alphas[column])) : 255;
+        }
+    });
+    return true;
 }
 
-bool DownsamplerGauss::writeData(std::size_t band, const PixelBox& tileBox)
+template <class T>
+void DownsamplerGauss::blurImage(std::size_t band, StripReader<T>& pixels, const Samples& samples,
+                                 double sigma, int n)
 {
-    const PixelBox outBox = planGaussStep(tileBox, input.workspace().ibounds(), factor).outBox;
-    if (output.opened() && output.write(result, band, outBox))
+    if (samples.rows.empty() || samples.columns.empty())
+        return;
+    const GaussRecursion recursion(static_cast<float>(sigma), n);
+    const T* first = pixels.row(band - 1, samples.firstRow);
+    data.resize(samples.reachedRows(), pixels.columns());
+    recursion.filterColumns(ImagePart<const T>{first, samples.noRows, pixels.columns(), pixels.columns()},
+                            samples.rows, {data.data(), data.rows(), data.cols(), data.cols()});
+    float* results = result.row(static_cast<Eigen::Index>(band - 1) * samples.resultRows).data();
+    recursion.filterRows({data.data(), data.rows(), data.cols(), data.cols()}, samples.columns,
+                         {results, data.rows(), samples.reachedColumns(), samples.resultColumns});
+}
+
+void DownsamplerGauss::subSample(std::size_t band, const Samples& samples)
+{
+    const Eigen::Index first = static_cast<Eigen::Index>(band - 1) * samples.resultRows;
+    const Eigen::Index reachedColumns = samples.rows.empty() ? 0 : samples.reachedColumns();
+    parallelRows(samples.resultRows, samples.resultColumns, [&](Eigen::Index i) {
+        const Eigen::Index reached = i < samples.reachedRows() ? reachedColumns : 0;
+        float* cells = result.row(first + i).data();
+        for (Eigen::Index j = 0; j < reached; ++j)
+            cells[j] = isAlphaBand(band) ? opaqueOrTransparent(cells[j])
+                       : mask(i, j) != 0 ? cells[j]
+                                         : noData;
+        std::fill(cells + reached, cells + samples.resultColumns, noData);
+    });
+}
+
+bool DownsamplerGauss::writeData(std::size_t noBands, const PixelBox& outBox)
+{
+    std::vector<int> bands(noBands);
+    std::iota(bands.begin(), bands.end(), 1);
+    const Eigen::Index rows = result.rows() / static_cast<Eigen::Index>(input.noBands());
+    const BandPixels<const float> pixels{result.data(), rows, result.cols(), result.cols(),
+                                         rows * result.cols()};
+    if (output.opened() && output.writeBands(pixels, bands, outBox))
         return true;
     const QString reason = errnoText();
     log::LogStreamer(log::defaultLogSource(), log::level::error, QString(),

@@ -5,6 +5,9 @@
 
 namespace vexel {
 
+struct GaussPart;
+struct GaussStep;
+
 /// Downsamples by a Gaussian blur, then the pixel at the centre of each block.
 ///
 /// The blur has a standard deviation of sqrt(3.37 k) input pixels, k half the factor, at least 1. It runs
@@ -12,9 +15,12 @@ namespace vexel {
 /// stands there. Only the pixel that is sampled decides whether its block is no-data. The factor is changed
 /// so that the first tile spans a whole number of output pixels.
 ///
+/// A tile is blurred as a whole while that takes at most 1 GiB. A larger one is cut into parts that reach
+/// five standard deviations beyond what they sample; values in the range of bytes differ by less than 0.02
+/// from those of the whole.
+///
 /// Besides the rules of `DownsamplerBase`, a band that cannot be read makes a step fail, with an error
-/// logged. Keeps the pixels of one band, the alpha band and a mask of a whole tile with its margin from step
-/// to step.
+/// logged.
 class VEXEL_EXPORT DownsamplerGauss : public DownsamplerBase
 {
 public:
@@ -23,27 +29,36 @@ public:
                      double resolution, ImageAlphaType alphaType, GdalFileType fileType);
     ~DownsamplerGauss() override;
 
+protected:
+    /// Memory that the pixels of a step may take.
+    double workingSetBytes = 1024.0 * 1024 * 1024;
+
 private:
+    struct Samples;
+    struct Share;
+
     bool do_step(std::size_t step) override;
     float representativeValue(const Block& block) const override;
 
-    bool downsampleBand(std::size_t band, const PixelBox& tileBox, const PixelBox& readBox, double sigma);
-    bool readData(std::size_t band, const PixelBox& readBox);
-    bool blurImage(double sigma, int n);
-    bool subSample(std::size_t band, const PixelBox& tileBox, const PixelBox& readBox);
-    bool writeData(std::size_t band, const PixelBox& tileBox);
+    template <class T>
+    bool downsampleTile(const GaussStep& plan);
+    template <class T>
+    bool downsamplePart(StripReader<T>& pixels, const GaussStep& plan, const GaussPart& columns,
+                        const GaussPart& rows, const Share& share);
+    template <class T>
+    bool readData(std::size_t band, StripReader<T>& pixels, const Samples& samples);
+    template <class T>
+    void blurImage(std::size_t band, StripReader<T>& pixels, const Samples& samples, double sigma, int n);
+    void subSample(std::size_t band, const Samples& samples);
+    bool writeData(std::size_t noBands, const PixelBox& outBox);
 
     bool isAlphaBand(std::size_t band) const;
-    void maskInvalid();
-    void sampleAlphaRow(Eigen::Index i, Eigen::Index row, int xOffset);
-    void sampleRow(Eigen::Index i, Eigen::Index row, int xOffset);
+    void markMissing(StripReader<unsigned char>& pixels, Eigen::Index firstNewRow) const;
+    void markMissing(StripReader<float>& pixels, Eigen::Index firstNewRow) const;
 
-    PixelMatrix<float> data;
-    PixelMatrix<float> alphaBand;
-    PixelMatrix<float> result;
-    PixelMatrix<unsigned char> mask;
-    int rows = 0;
-    int cols = 0;
+    PixelMatrix<float> data;         // one band, blurred from north to south, at the rows that are sampled
+    PixelMatrix<unsigned char> mask; // 0 where a pixel of it that is sampled is invalid
+    PixelMatrix<float> result;       // what is written, the bands one below the other
 };
 
 } // namespace vexel

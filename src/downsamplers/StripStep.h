@@ -2,7 +2,6 @@
 #define VEXEL_DOWNSAMPLERS_STRIPSTEP_H
 
 #include "companion/PixelMatrix.h"
-#include "companion/parallelrows.h"
 #include "downsamplers/StripReader.h"
 #include "downsamplers/tilestep.h"
 #include "downsamplers/tilestrips.h"
@@ -11,6 +10,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <utility>
+#include <vector>
 
 namespace vexel {
 
@@ -18,8 +19,8 @@ namespace vexel {
 constexpr double stripBudgetBytes = 64.0 * 1024 * 1024;
 
 /// Goes through one tile in strips of whole rows of blocks, and in columns of strips where a row of the
-/// file's blocks would be too large. Every block of the file is read once, those at the boundary of two
-/// columns twice.
+/// file's blocks would be too large. Every block of the file is read once: rows that two strips share are
+/// kept from one to the next, and columns that two columns of strips share for the height of the tile.
 ///
 /// @tparam T element type that the tile is read as.
 template <class T>
@@ -27,22 +28,21 @@ class StripStep
 {
 public:
     StripStep(const GDALStreamer& input, const TileStep& plan, double factor, int border)
-        : m_input(input), m_plan(plan), m_noBands(static_cast<std::size_t>(input.noBands())),
-          m_rows(plan.rows, factor, plan.yOffset, border, plan.blockSize,
-                 plan.readBox.max_corner().y() - plan.readBox.min_corner().y()),
+        : m_input(input), m_plan(plan), m_rows(plan.rows, factor, plan.yOffset, border, plan.blockSize,
+                                               plan.readBox.max_corner().y() - plan.readBox.min_corner().y()),
           m_columns(plan.columns, factor, plan.xOffset, border, plan.blockSize,
                     plan.readBox.max_corner().x() - plan.readBox.min_corner().x())
     {
         const std::int64_t blockHeight = std::max(input.blockHeight(), 1);
-        const std::int64_t blockWidth = std::max(input.blockWidth(), 1);
-        // As they come from the files, as they are kept from strip to strip, and what becomes of them.
+        // What is read, and what becomes of it, as it is and as GDAL takes it.
         const double bytesPerPixel =
-            static_cast<double>(m_noBands) * (2.0 * sizeof(T) + 2.0 * sizeof(float) / (factor * factor));
-        const auto pixels = static_cast<std::int64_t>(stripBudgetBytes / std::max(bytesPerPixel, 1.0));
+            static_cast<double>(input.noBands()) * (sizeof(T) + 2.0 * sizeof(float) / (factor * factor));
+        const auto mostPixels = static_cast<std::int64_t>(stripBudgetBytes / std::max(bytesPerPixel, 1.0));
         const std::int64_t fewestRows = std::max(blockHeight, plan.blockSize) + plan.blockSize;
-        m_columnRuns = cutIntoRuns(m_columns, pixels / fewestRows, blockWidth, plan.xOffset);
-        m_fileBlockHeight = blockHeight;
-        m_mostPixels = pixels;
+        for (const BlockRun& run :
+             cutIntoRuns(m_columns, mostPixels / fewestRows, input.blockWidth(), plan.xOffset))
+            m_stripColumns.push_back({run, cutIntoRuns(m_rows, mostPixels / (run.readEnd - run.firstPixel),
+                                                       blockHeight, plan.yOffset)});
     }
 
     const BlockAxis& rows() const { return m_rows; }
@@ -54,15 +54,17 @@ public:
     template <class Prepare, class Work>
     bool forEachStrip(const Prepare& prepare, const Work& work) const
     {
-        for (const BlockRun& columnRun : m_columnRuns) {
-            const std::int64_t width = columnRun.endPixel - columnRun.firstPixel;
-            const auto rowRuns = cutIntoRuns(m_rows, m_mostPixels / width, m_fileBlockHeight, m_plan.yOffset);
-            StripReader<T> strip(m_input, boxOf(columnRun), mostRows(rowRuns));
-            for (const BlockRun& rowRun : rowRuns) {
+        SharedColumns<T> shared;
+        for (std::size_t k = 0; k < m_stripColumns.size(); ++k) {
+            const StripColumn& column = m_stripColumns[k];
+            StripReader<T> strip(m_input, boxOf(column.run), mostRows(column.rowRuns), m_plan.yOffset,
+                                 std::move(shared), columnsSharedWithNext(k));
+            for (const BlockRun& rowRun : column.rowRuns) {
                 prepare(strip, strip.advance(rowRun.firstPixel, rowRun.readEnd));
-                if (!work(strip, columnRun, rowRun))
+                if (!work(strip, column.run, rowRun))
                     return false;
             }
+            shared = strip.takeEast();
         }
         return true;
     }
@@ -71,14 +73,18 @@ public:
     std::size_t noStrips() const
     {
         std::size_t strips = 0;
-        for (const BlockRun& columnRun : m_columnRuns)
-            strips += cutIntoRuns(m_rows, m_mostPixels / (columnRun.endPixel - columnRun.firstPixel),
-                                  m_fileBlockHeight, m_plan.yOffset)
-                          .size();
+        for (const StripColumn& column : m_stripColumns)
+            strips += column.rowRuns.size();
         return strips;
     }
 
 private:
+    struct StripColumn
+    {
+        BlockRun run;
+        std::vector<BlockRun> rowRuns;
+    };
+
     static Eigen::Index mostRows(const std::vector<BlockRun>& runs)
     {
         Eigen::Index most = 0;
@@ -87,22 +93,27 @@ private:
         return most;
     }
 
+    std::int64_t columnsSharedWithNext(std::size_t column) const
+    {
+        if (column + 1 == m_stripColumns.size())
+            return 0;
+        const std::int64_t next = m_stripColumns[column + 1].run.firstPixel;
+        return std::max<std::int64_t>(0, m_stripColumns[column].run.readEnd - next);
+    }
+
     PixelBox boxOf(const BlockRun& columnRun) const
     {
         const PixelPoint& corner = m_plan.readBox.min_corner();
         return {
             PixelPoint(corner.x() + static_cast<int>(columnRun.firstPixel), corner.y()),
-            PixelPoint(corner.x() + static_cast<int>(columnRun.endPixel), m_plan.readBox.max_corner().y())};
+            PixelPoint(corner.x() + static_cast<int>(columnRun.readEnd), m_plan.readBox.max_corner().y())};
     }
 
     const GDALStreamer& m_input;
     TileStep m_plan;
-    std::size_t m_noBands;
     BlockAxis m_rows;
     BlockAxis m_columns;
-    std::vector<BlockRun> m_columnRuns;
-    std::int64_t m_fileBlockHeight;
-    std::int64_t m_mostPixels;
+    std::vector<StripColumn> m_stripColumns;
 };
 
 } // namespace vexel

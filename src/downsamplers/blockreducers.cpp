@@ -29,7 +29,7 @@ void copyBlock(const Bytes& pixels, const Bytes* alpha, std::int64_t start, std:
             *out++ = alpha && alpha->row(y)[x] == 0 ? noData : static_cast<float>(pixels.row(y)[x]);
 }
 
-/// Common road of the reducers: groups of equally wide blocks go to the kernels, the rest one by one.
+/// Common road of the reducers for floats: groups of equally wide blocks go to the kernels, the rest one by one.
 class LaneReducer : public BlockReducer
 {
 public:
@@ -39,25 +39,10 @@ public:
                 std::int64_t endBlock, std::int64_t firstPixel, float* out) const override
     {
         const auto one = [&](std::int64_t start, std::int64_t length) {
-            return m_reduceBlock({pixels.first + start, pixels.step, pixels.rows}, length);
+            return reduceBlock({pixels.first + start, pixels.step, pixels.rows}, length);
         };
         const auto group = [&](const Starts& starts, std::int64_t length, float* results) {
             return reduceGroup(pixels, starts, length, results);
-        };
-        reduceAll(columns, firstBlock, endBlock, firstPixel, out, one, group);
-    }
-
-    void reduce(const Bytes& pixels, const Bytes* alpha, const BlockAxis& columns, std::int64_t firstBlock,
-                std::int64_t endBlock, std::int64_t firstPixel, float* out) const override
-    {
-        std::vector<float> block;
-        const auto one = [&](std::int64_t start, std::int64_t length) {
-            block.resize(static_cast<std::size_t>(pixels.rows * length));
-            copyBlock(pixels, alpha, start, length, block.data());
-            return m_reduceBlock({block.data(), length, pixels.rows}, length);
-        };
-        const auto group = [&](const Starts& starts, std::int64_t length, float* results) {
-            return reduceGroup(pixels, alpha, starts, length, results);
         };
         reduceAll(columns, firstBlock, endBlock, firstPixel, out, one, group);
     }
@@ -68,10 +53,12 @@ protected:
 
     virtual Rest reduceGroup(const Floats& pixels, const Starts& starts, std::int64_t length,
                              float* out) const = 0;
-    virtual Rest reduceGroup(const Bytes& pixels, const Bytes* alpha, const Starts& starts,
-                             std::int64_t length, float* out) const = 0;
 
-private:
+    float reduceBlock(const Floats& pixels, std::int64_t length) const
+    {
+        return m_reduceBlock(pixels, length);
+    }
+
     template <class One, class Group>
     static void reduceAll(const BlockAxis& columns, std::int64_t firstBlock, std::int64_t endBlock,
                           std::int64_t firstPixel, float* out, const One& one, const Group& group)
@@ -94,23 +81,105 @@ private:
         }
     }
 
+private:
     ReduceBlock m_reduceBlock;
 };
 
+/// Neighbouring blocks of a row of blocks.
+struct BlockChunk
+{
+    std::int64_t firstBlock;
+    std::int64_t endBlock;
+    std::int64_t firstPixel; ///< of the axis
+    std::int64_t endPixel;
+    bool isRegular; ///< blocks of one length that follow each other without gap or overlap
+
+    std::int64_t blocks() const { return endBlock - firstBlock; }
+    std::int64_t width() const { return endPixel - firstPixel; }
+};
+
+/// The blocks from `block` on that `mostPixels` pixels hold, one at least.
+BlockChunk chunkFrom(const BlockAxis& columns, std::int64_t block, std::int64_t endBlock,
+                     std::int64_t mostPixels)
+{
+    const std::int64_t first = columns.first(block);
+    if (block < columns.noRegular()) {
+        const std::int64_t length = columns.span(block).length;
+        const std::int64_t end =
+            std::min({endBlock, columns.noRegular(), block + std::max<std::int64_t>(1, mostPixels / length)});
+        return {block, end, first, first + (end - block) * length, true};
+    }
+    BlockChunk chunk{block, block + 1, first, columns.end(block), false};
+    while (chunk.endBlock < endBlock && columns.end(chunk.endBlock) - first <= mostPixels)
+        chunk.endPixel = std::max(chunk.endPixel, columns.end(chunk.endBlock++));
+    return chunk;
+}
+
+/// Columns that are joined at a time: what they become stays in the nearest cache.
+constexpr std::int64_t columnsAtATime = 2048;
+
+/// Calls `work(chunk)` for chunk after chunk of the blocks.
+template <class Work>
+void forChunks(const BlockAxis& columns, std::int64_t firstBlock, std::int64_t endBlock, const Work& work)
+{
+    while (firstBlock < endBlock) {
+        const BlockChunk chunk = chunkFrom(columns, firstBlock, endBlock, columnsAtATime);
+        work(chunk);
+        firstBlock = chunk.endBlock;
+    }
+}
+
+/// Calls `work(start, length, blocks)` for the blocks of a chunk, counted from its first pixel: once if they
+/// are regular, else one by one.
+template <class Work>
+void forBlocks(const BlockAxis& columns, const BlockChunk& chunk, const Work& work)
+{
+    if (chunk.isRegular) {
+        work(0, columns.span(chunk.firstBlock).length, chunk.blocks());
+        return;
+    }
+    for (std::int64_t j = chunk.firstBlock; j < chunk.endBlock; ++j)
+        work(columns.first(j) - chunk.firstPixel, columns.span(j).length, 1);
+}
+
+/// Mean. Bytes are summed column by column.
 class AverageReducer : public LaneReducer
 {
 public:
     using LaneReducer::LaneReducer;
+    using LaneReducer::reduce;
 
     /// A sum of so few bytes, divided, rounds to the same float as their running mean: its error stays below
     /// the distance of such a quotient from the nearest midpoint of two floats.
-    bool takesBytes(std::int64_t blockSize) const override { return blockSize <= largestBlock; }
+    bool takesBytes(std::int64_t blockSize) const override { return blockSize <= 90; }
+
+    double nanosecondsPerFloat() const override { return 2.0; }
+    double nanosecondsPerByte() const override { return 0.15; }
+
+    void reduce(const Bytes& pixels, const Bytes* alpha, const BlockAxis& columns, std::int64_t firstBlock,
+                std::int64_t endBlock, std::int64_t firstPixel, float* out) const override
+    {
+        std::uint16_t sums[columnsAtATime];
+        std::uint16_t counts[columnsAtATime];
+        forChunks(columns, firstBlock, endBlock, [&](const BlockChunk& chunk) {
+            const std::int64_t first = chunk.firstPixel - firstPixel;
+            std::fill_n(sums, chunk.width(), std::uint16_t{0});
+            std::fill_n(counts, chunk.width(), static_cast<std::uint16_t>(alpha ? 0 : pixels.rows));
+            for (std::int64_t y = 0; y < pixels.rows; ++y) {
+                if (alpha)
+                    kernels::addRow(pixels.row(y) + first, alpha->row(y) + first, sums, counts,
+                                    chunk.width());
+                else
+                    kernels::addRow(pixels.row(y) + first, sums, chunk.width());
+            }
+            forBlocks(columns, chunk, [&](std::int64_t start, std::int64_t length, std::int64_t blocks) {
+                kernels::meansOfBlocks(sums + start, counts + start, length, blocks, out);
+                out += blocks;
+            });
+        });
+    }
 
 private:
-    static constexpr std::int64_t largestBlock = 90;
-    /// Of a group: blocks start at most one pixel more apart than they are wide.
-    static constexpr std::int64_t mostColumns = lanes * (largestBlock + 1);
-
     Rest reduceGroup(const Floats& pixels, const Starts& starts, std::int64_t length,
                      float* out) const override
     {
@@ -126,44 +195,17 @@ private:
             out[lane] = counts[lane] == 0.0 ? noData : static_cast<float>(means[lane]);
         return 0;
     }
-
-    Rest reduceGroup(const Bytes& pixels, const Bytes* alpha, const Starts& starts, std::int64_t length,
-                     float* out) const override
-    {
-        const std::int64_t first = starts.front();
-        const std::int64_t width = starts.back() + length - first;
-        std::uint16_t sums[mostColumns] = {};
-        std::uint16_t counts[mostColumns];
-        std::fill_n(counts, width, static_cast<std::uint16_t>(alpha ? 0 : pixels.rows));
-        for (std::int64_t y = 0; y < pixels.rows; ++y) {
-            if (alpha)
-                kernels::addRow(pixels.row(y) + first, alpha->row(y) + first, sums, counts, width);
-            else
-                kernels::addRow(pixels.row(y) + first, sums, width);
-        }
-        for (std::ptrdiff_t lane = 0; lane < lanes; ++lane) {
-            const auto start = static_cast<std::size_t>(starts[static_cast<std::size_t>(lane)] - first);
-            unsigned sum = 0;
-            unsigned count = 0;
-            for (std::size_t x = start; x < start + static_cast<std::size_t>(length); ++x) {
-                sum += sums[x];
-                count += counts[x];
-            }
-            out[lane] = count == 0 ? noData : static_cast<float>(sum) / static_cast<float>(count);
-        }
-        return 0;
-    }
 };
 
-/// Minimum or maximum, in the order of a block reduced by itself: it decides which zero of either sign is
-/// taken.
+/// Minimum or maximum of floats, in the order of a block reduced by itself: it decides which zero of either
+/// sign is taken.
 template <void (*Fold)(const float*, float*)>
 class FoldReducer : public LaneReducer
 {
 public:
     using LaneReducer::LaneReducer;
 
-    bool takesBytes(std::int64_t) const override { return true; }
+    double nanosecondsPerFloat() const override { return 0.7; }
 
 private:
     Rest reduceGroup(const Floats& pixels, const Starts& starts, std::int64_t length,
@@ -178,24 +220,80 @@ private:
             }
         return 0;
     }
+};
 
-    Rest reduceGroup(const Bytes& pixels, const Bytes* alpha, const Starts& starts, std::int64_t length,
-                     float* out) const override
+class MinReducer : public FoldReducer<kernels::foldMin>
+{
+public:
+    using FoldReducer::FoldReducer;
+    using FoldReducer::reduce;
+
+    bool takesBytes(std::int64_t blockSize) const override { return blockSize <= columnsAtATime; }
+
+    double nanosecondsPerByte() const override { return 0.15; }
+
+    void reduce(const Bytes& pixels, const Bytes* alpha, const BlockAxis& columns, std::int64_t firstBlock,
+                std::int64_t endBlock, std::int64_t firstPixel, float* out) const override
     {
-        float values[lanes];
-        const auto gather = [&](std::int64_t y, std::int64_t x, float* to) {
-            for (std::size_t lane = 0; lane < starts.size(); ++lane) {
-                const std::int64_t at = starts[lane] + x;
-                to[lane] = alpha && alpha->row(y)[at] == 0 ? noData : static_cast<float>(pixels.row(y)[at]);
+        unsigned char lowest[columnsAtATime];
+        unsigned char results[columnsAtATime];
+        forChunks(columns, firstBlock, endBlock, [&](const BlockChunk& chunk) {
+            const std::int64_t first = chunk.firstPixel - firstPixel;
+            std::fill_n(lowest, chunk.width(), static_cast<unsigned char>(255));
+            for (std::int64_t y = 0; y < pixels.rows; ++y) {
+                if (alpha)
+                    kernels::keepLowest(pixels.row(y) + first, alpha->row(y) + first, lowest, chunk.width());
+                else
+                    kernels::keepLowest(pixels.row(y) + first, lowest, chunk.width());
             }
-        };
-        gather(0, 0, out);
-        for (std::int64_t y = 0; y < pixels.rows; ++y)
-            for (std::int64_t x = 0; x < length; ++x) {
-                gather(y, x, values);
-                Fold(values, out);
+            forBlocks(columns, chunk, [&](std::int64_t start, std::int64_t length, std::int64_t blocks) {
+                kernels::lowestOfBlocks(lowest + start, length, blocks, results);
+                for (std::int64_t j = 0; j < blocks; ++j) {
+                    // A block whose first pixel is missing is missing, whatever follows.
+                    const bool missing = alpha && alpha->row(0)[first + start + j * length] == 0;
+                    *out++ = missing ? noData : static_cast<float>(results[j]);
+                }
+            });
+        });
+    }
+};
+
+class MaxReducer : public FoldReducer<kernels::foldMax>
+{
+public:
+    using FoldReducer::FoldReducer;
+    using FoldReducer::reduce;
+
+    bool takesBytes(std::int64_t blockSize) const override { return blockSize <= columnsAtATime; }
+
+    double nanosecondsPerByte() const override { return 0.15; }
+
+    void reduce(const Bytes& pixels, const Bytes* alpha, const BlockAxis& columns, std::int64_t firstBlock,
+                std::int64_t endBlock, std::int64_t firstPixel, float* out) const override
+    {
+        unsigned char highest[columnsAtATime];
+        unsigned char opaque[columnsAtATime];
+        unsigned char results[columnsAtATime];
+        unsigned char anyOpaque[columnsAtATime];
+        forChunks(columns, firstBlock, endBlock, [&](const BlockChunk& chunk) {
+            const std::int64_t first = chunk.firstPixel - firstPixel;
+            std::fill_n(highest, chunk.width(), static_cast<unsigned char>(0));
+            std::fill_n(opaque, chunk.width(), static_cast<unsigned char>(alpha ? 0 : 255));
+            for (std::int64_t y = 0; y < pixels.rows; ++y) {
+                if (!alpha) {
+                    kernels::keepHighest(pixels.row(y) + first, highest, chunk.width());
+                    continue;
+                }
+                kernels::keepHighest(pixels.row(y) + first, alpha->row(y) + first, highest, chunk.width());
+                kernels::keepHighest(alpha->row(y) + first, opaque, chunk.width());
             }
-        return 0;
+            forBlocks(columns, chunk, [&](std::int64_t start, std::int64_t length, std::int64_t blocks) {
+                kernels::highestOfBlocks(highest + start, length, blocks, results);
+                kernels::highestOfBlocks(opaque + start, length, blocks, anyOpaque);
+                for (std::int64_t j = 0; j < blocks; ++j)
+                    *out++ = anyOpaque[j] == 0 ? noData : static_cast<float>(results[j]);
+            });
+        });
     }
 };
 
@@ -209,7 +307,27 @@ public:
             m_networks.push_back(kernels::selectionNetwork(n, rank(n)));
     }
 
+    using LaneReducer::reduce;
+
     bool takesBytes(std::int64_t) const override { return true; }
+
+    double nanosecondsPerFloat() const override { return 2.0; }
+    double nanosecondsPerByte() const override { return 0.8; }
+
+    void reduce(const Bytes& pixels, const Bytes* alpha, const BlockAxis& columns, std::int64_t firstBlock,
+                std::int64_t endBlock, std::int64_t firstPixel, float* out) const override
+    {
+        std::vector<float> block;
+        const auto one = [&](std::int64_t start, std::int64_t length) {
+            block.resize(static_cast<std::size_t>(pixels.rows * length));
+            copyBlock(pixels, alpha, start, length, block.data());
+            return reduceBlock({block.data(), length, pixels.rows}, length);
+        };
+        const auto group = [&](const Starts& starts, std::int64_t length, float* results) {
+            return reduceGroup(pixels, alpha, starts, length, results);
+        };
+        reduceAll(columns, firstBlock, endBlock, firstPixel, out, one, group);
+    }
 
 private:
     /// Beyond so many pixels a block costs less when a partial selection is made of it alone.
@@ -256,7 +374,7 @@ private:
     }
 
     Rest reduceGroup(const Bytes& pixels, const Bytes* alpha, const Starts& starts, std::int64_t length,
-                     float* out) const override
+                     float* out) const
     {
         const std::int64_t places = pixels.rows * length;
         if (!isTaken(places))
@@ -295,12 +413,12 @@ std::unique_ptr<BlockReducer> makePercentileReducer(double percentile, ReduceBlo
 
 std::unique_ptr<BlockReducer> makeMinReducer(ReduceBlock reduceBlock)
 {
-    return std::make_unique<FoldReducer<kernels::foldMin>>(std::move(reduceBlock));
+    return std::make_unique<MinReducer>(std::move(reduceBlock));
 }
 
 std::unique_ptr<BlockReducer> makeMaxReducer(ReduceBlock reduceBlock)
 {
-    return std::make_unique<FoldReducer<kernels::foldMax>>(std::move(reduceBlock));
+    return std::make_unique<MaxReducer>(std::move(reduceBlock));
 }
 
 } // namespace vexel

@@ -47,8 +47,10 @@ double gaussSigma(double factor)
 GaussStep planGaussStep(const PixelBox& tile, const PixelBox& bounds, double factor)
 {
     GaussStep step{};
+    step.factor = factor;
     step.sigma = gaussSigma(factor);
-    step.readBox = grownWithin(tile, saturate32(roundHalfAway(marginInSigmas * step.sigma)), bounds);
+    step.margin = saturate32(roundHalfAway(marginInSigmas * step.sigma));
+    step.readBox = grownWithin(tile, step.margin, bounds);
     step.xOffset = tile.min_corner().x() - step.readBox.min_corner().x();
     step.yOffset = tile.min_corner().y() - step.readBox.min_corner().y();
     step.columns = resultLength(tile.min_corner().x(), tile.max_corner().x(), factor);
@@ -62,6 +64,71 @@ GaussStep planGaussStep(const PixelBox& tile, const PixelBox& bounds, double fac
 std::int64_t samplePosition(std::int64_t index, double factor, int offset)
 {
     return arithmetic::truncate(std::floor((static_cast<double>(index) + 0.5) * factor + offset));
+}
+
+namespace {
+
+/// One axis of a step.
+struct Axis
+{
+    std::int64_t results;
+    std::int64_t pixels; ///< of what is read
+    int offset;
+};
+
+std::vector<GaussPart> cutAxis(const Axis& axis, std::int64_t noParts, const GaussStep& step)
+{
+    std::vector<GaussPart> parts;
+    for (std::int64_t k = 0; k < noParts; ++k) {
+        GaussPart part{axis.results * k / noParts, axis.results * (k + 1) / noParts, 0, axis.pixels};
+        if (part.firstResult == part.endResult)
+            continue;
+        if (part.firstResult > 0)
+            part.firstPixel = std::max<std::int64_t>(
+                0, samplePosition(part.firstResult, step.factor, axis.offset) - step.margin);
+        if (part.endResult < axis.results)
+            part.endPixel = std::min(
+                axis.pixels, samplePosition(part.endResult - 1, step.factor, axis.offset) + 1 + step.margin);
+        parts.push_back(part);
+    }
+    return parts;
+}
+
+/// The fewest parts of which each is at most `most` long with its margins.
+std::int64_t partsNeeded(std::int64_t length, std::int64_t margin, std::int64_t most)
+{
+    if (length <= most)
+        return 1;
+    const std::int64_t own = std::max<std::int64_t>(1, most - 2 * margin);
+    return (length + own - 1) / own;
+}
+
+} // namespace
+
+GaussParts cutIntoParts(const GaussStep& step, std::size_t noBands, std::size_t sampleBytes,
+                        std::int64_t blockHeight, double mostBytes)
+{
+    const Axis rows{step.rows, std::int64_t{step.readBox.max_corner().y()} - step.readBox.min_corner().y(),
+                    step.yOffset};
+    const Axis columns{step.columns,
+                       std::int64_t{step.readBox.max_corner().x()} - step.readBox.min_corner().x(),
+                       step.xOffset};
+    // The pixels of all bands, what is left of one band after the first direction, the results and a mask.
+    const double kept = 1.0 / step.factor;
+    const auto bands = static_cast<double>(noBands);
+    const double bytes = bands * static_cast<double>(sampleBytes) + sizeof(float) * kept +
+                         (bands * sizeof(float) + 1) * kept * kept;
+    const auto most = static_cast<std::int64_t>(mostBytes / bytes);
+    // Lower parts would consist of margins above all.
+    const std::int64_t lowest = 8 * step.margin + blockHeight;
+    const std::int64_t noColumns =
+        rows.pixels * columns.pixels <= most ? 1 : partsNeeded(columns.pixels, step.margin, most / lowest);
+    const std::int64_t widest = std::min(columns.pixels, columns.pixels / noColumns + 2 * step.margin + 1);
+    std::int64_t highest = most / std::max<std::int64_t>(widest, 1);
+    if (highest < rows.pixels)
+        highest -= blockHeight;
+    const std::int64_t noRows = partsNeeded(rows.pixels, step.margin, std::max(highest, 4 * step.margin));
+    return {cutAxis(rows, noRows, step), cutAxis(columns, noColumns, step)};
 }
 
 std::string textOf(const PixelBox& box)

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <type_traits>
 
 namespace vexel::kernels {
 
@@ -11,6 +12,32 @@ namespace {
 
 constexpr double firstValid = -9999.999;
 constexpr float firstValidFloat = static_cast<float>(-9999.999);
+
+constexpr float noData = -10000.0f;
+
+/// All bits of a byte where the alpha is not 0.
+inline __attribute__((always_inline)) unsigned char countedMask(unsigned char alpha)
+{
+    return alpha != 0 ? 0xFF : 0;
+}
+
+/// Calls `work` with the length, as a constant where it is a common one: strides that are known make vectors.
+template <class Work>
+inline __attribute__((always_inline)) void withLength(std::ptrdiff_t length, const Work& work)
+{
+    switch (length) {
+    case 2:
+        return work(std::integral_constant<std::ptrdiff_t, 2>());
+    case 3:
+        return work(std::integral_constant<std::ptrdiff_t, 3>());
+    case 4:
+        return work(std::integral_constant<std::ptrdiff_t, 4>());
+    case 8:
+        return work(std::integral_constant<std::ptrdiff_t, 8>());
+    default:
+        return work(length);
+    }
+}
 
 template <class T>
 inline __attribute__((always_inline)) void runNetworkOn(const Comparator* first, const Comparator* end,
@@ -85,10 +112,85 @@ VEXEL_MULTIVERSION void addRow(const unsigned char* __restrict row, const unsign
                                std::ptrdiff_t width)
 {
     for (std::ptrdiff_t x = 0; x < width; ++x) {
-        const bool valid = alpha[x] != 0;
-        sums[x] = static_cast<std::uint16_t>(sums[x] + (valid ? row[x] : 0));
-        counts[x] = static_cast<std::uint16_t>(counts[x] + (valid ? 1 : 0));
+        const unsigned char counted = countedMask(alpha[x]);
+        sums[x] = static_cast<std::uint16_t>(sums[x] + (row[x] & counted));
+        counts[x] = static_cast<std::uint16_t>(counts[x] + (counted & 1));
     }
+}
+
+VEXEL_MULTIVERSION void meansOfBlocks(const std::uint16_t* sums, const std::uint16_t* counts,
+                                      std::ptrdiff_t length, std::ptrdiff_t blocks, float* out)
+{
+    withLength(length, [&](auto n) {
+        for (std::ptrdiff_t j = 0; j < blocks; ++j) {
+            int sum = 0;
+            int count = 0;
+            for (std::ptrdiff_t k = 0; k < n; ++k) {
+                sum += sums[j * n + k];
+                count += counts[j * n + k];
+            }
+            out[j] = count == 0 ? noData : static_cast<float>(sum) / static_cast<float>(count);
+        }
+    });
+}
+
+VEXEL_MULTIVERSION void keepLowest(const unsigned char* __restrict row, unsigned char* __restrict lowest,
+                                   std::ptrdiff_t width)
+{
+    for (std::ptrdiff_t x = 0; x < width; ++x)
+        lowest[x] = std::min(lowest[x], row[x]);
+}
+
+VEXEL_MULTIVERSION void keepLowest(const unsigned char* __restrict row, const unsigned char* __restrict alpha,
+                                   unsigned char* __restrict lowest, std::ptrdiff_t width)
+{
+    for (std::ptrdiff_t x = 0; x < width; ++x) {
+        const auto value = static_cast<unsigned char>(row[x] | ~countedMask(alpha[x]));
+        lowest[x] = std::min(lowest[x], value);
+    }
+}
+
+VEXEL_MULTIVERSION void lowestOfBlocks(const unsigned char* lowest, std::ptrdiff_t length,
+                                       std::ptrdiff_t blocks, unsigned char* out)
+{
+    withLength(length, [&](auto n) {
+        for (std::ptrdiff_t j = 0; j < blocks; ++j) {
+            unsigned char least = 255;
+            for (std::ptrdiff_t k = 0; k < n; ++k)
+                least = std::min(least, lowest[j * n + k]);
+            out[j] = least;
+        }
+    });
+}
+
+VEXEL_MULTIVERSION void keepHighest(const unsigned char* __restrict row, unsigned char* __restrict highest,
+                                    std::ptrdiff_t width)
+{
+    for (std::ptrdiff_t x = 0; x < width; ++x)
+        highest[x] = std::max(highest[x], row[x]);
+}
+
+VEXEL_MULTIVERSION void keepHighest(const unsigned char* __restrict row,
+                                    const unsigned char* __restrict alpha, unsigned char* __restrict highest,
+                                    std::ptrdiff_t width)
+{
+    for (std::ptrdiff_t x = 0; x < width; ++x) {
+        const auto value = static_cast<unsigned char>(row[x] & countedMask(alpha[x]));
+        highest[x] = std::max(highest[x], value);
+    }
+}
+
+VEXEL_MULTIVERSION void highestOfBlocks(const unsigned char* highest, std::ptrdiff_t length,
+                                        std::ptrdiff_t blocks, unsigned char* out)
+{
+    withLength(length, [&](auto n) {
+        for (std::ptrdiff_t j = 0; j < blocks; ++j) {
+            unsigned char most = 0;
+            for (std::ptrdiff_t k = 0; k < n; ++k)
+                most = std::max(most, highest[j * n + k]);
+            out[j] = most;
+        }
+    });
 }
 
 VEXEL_MULTIVERSION void markUnordered(const float* __restrict values, std::uint8_t* __restrict bad)

@@ -5,8 +5,10 @@
 #include <cstdint>
 #include <vector>
 
-/// The innermost loops of the block reducers, on plain rows. Blocks are lanes: `lanes` of them go side by
-/// side, and within each the order of operations is that of a block reduced by itself.
+/// The innermost loops of the block reducers, on plain rows. Either blocks are lanes: `lanes` of them go side
+/// by side, and within each the order of operations is that of a block reduced by itself. Or, where the order
+/// does not show, the rows of a row of blocks are joined column by column first, then the columns of each
+/// block.
 namespace vexel::kernels {
 
 constexpr std::ptrdiff_t lanes = 32;
@@ -27,6 +29,28 @@ void addRow(const unsigned char* row, std::uint16_t* sums, std::ptrdiff_t width)
 /// sums[x] += row[x] and counts[x] += 1 where alpha[x] is not 0.
 void addRow(const unsigned char* row, const unsigned char* alpha, std::uint16_t* sums, std::uint16_t* counts,
             std::ptrdiff_t width);
+/// out[j] := the sum over the count of columns j * length to (j + 1) * length - 1, no-data where the count
+/// is 0.
+void meansOfBlocks(const std::uint16_t* sums, const std::uint16_t* counts, std::ptrdiff_t length,
+                   std::ptrdiff_t blocks, float* out);
+
+/// lowest[x] := the smaller of it and row[x].
+void keepLowest(const unsigned char* row, unsigned char* lowest, std::ptrdiff_t width);
+/// The same where alpha[x] is not 0.
+void keepLowest(const unsigned char* row, const unsigned char* alpha, unsigned char* lowest,
+                std::ptrdiff_t width);
+/// out[j] := the smallest of columns j * length to (j + 1) * length - 1.
+void lowestOfBlocks(const unsigned char* lowest, std::ptrdiff_t length, std::ptrdiff_t blocks,
+                    unsigned char* out);
+
+/// highest[x] := the larger of it and row[x].
+void keepHighest(const unsigned char* row, unsigned char* highest, std::ptrdiff_t width);
+/// The same where alpha[x] is not 0.
+void keepHighest(const unsigned char* row, const unsigned char* alpha, unsigned char* highest,
+                 std::ptrdiff_t width);
+/// out[j] := the largest of columns j * length to (j + 1) * length - 1.
+void highestOfBlocks(const unsigned char* highest, std::ptrdiff_t length, std::ptrdiff_t blocks,
+                     unsigned char* out);
 
 /// bad[lane] |= 1 where a plain comparison would not order the value: below -9999.999 as a float, NaN, or -0.
 void markUnordered(const float* values, std::uint8_t* bad);

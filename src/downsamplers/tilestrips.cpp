@@ -12,21 +12,19 @@ BlockAxis::BlockAxis(std::int64_t noBlocks, double factor, int offset, int borde
         const auto span = blockSpan(i, factor, offset, border, blockSize, available);
         if (!span)
             break; // those after it start later still
+        const bool follows = i == 0 || (span->start == end(i - 1) && span->length == m_spans[0].length);
+        if (m_noRegular == i && follows)
+            ++m_noRegular;
         m_spans.push_back(*span);
         m_endOfAll = std::max(m_endOfAll, span->start + span->length);
     }
 }
 
-namespace {
-
-/// The last boundary of a grid of that unit and origin at or before `pixel`.
 std::int64_t boundaryBefore(std::int64_t pixel, std::int64_t unit, std::int64_t origin)
 {
     const std::int64_t distance = pixel - origin;
     return origin + (distance >= 0 ? distance / unit : (distance - unit + 1) / unit) * unit;
 }
-
-} // namespace
 
 std::vector<BlockRun> cutIntoRuns(const BlockAxis& axis, std::int64_t mostPixels, std::int64_t fileBlock,
                                   std::int64_t fileOrigin)

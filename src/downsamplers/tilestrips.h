@@ -22,10 +22,13 @@ public:
     /// Beyond the last pixel of any block. Where borders are cut at the first pixel that need not be the last
     /// one's.
     std::int64_t endOfAll() const { return m_endOfAll; }
+    /// How many blocks, the first ones, are equally long and follow each other without gap or overlap.
+    std::int64_t noRegular() const { return m_noRegular; }
 
 private:
     std::vector<BlockSpan> m_spans; // those that hold pixels; their starts ascend
     std::int64_t m_endOfAll = 0;
+    std::int64_t m_noRegular = 0;
 };
 
 /// A run of blocks along one axis, and the pixels that they need.
@@ -39,6 +42,9 @@ struct BlockRun
     /// boundary of the file's own blocks: `endPixel` or beyond.
     std::int64_t readEnd;
 };
+
+/// The last boundary at or before `pixel` of a grid that has one at `origin` and every `unit` pixels.
+std::int64_t boundaryBefore(std::int64_t pixel, std::int64_t unit, std::int64_t origin);
 
 /// Cuts the blocks of an axis into runs that need about `mostPixels` each, or one block of the axis or the
 /// file if that is more. Runs end at boundaries of the file's own blocks.

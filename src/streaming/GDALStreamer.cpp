@@ -265,6 +265,36 @@ void GDALStreamer::setJPEGQuality(int quality)
         file->jpegQuality = quality;
 }
 
+GDALStreamer::KeepFilesOpen::KeepFilesOpen(const GDALStreamer& set) : m_set(set)
+{
+    ++m_set.m_keepers;
+}
+
+GDALStreamer::KeepFilesOpen::~KeepFilesOpen()
+{
+    if (--m_set.m_keepers > 0)
+        return;
+    const GDALMutex lock;
+    for (const Handle& file : m_set.m_keptFiles)
+        file->keepAside(false);
+    m_set.m_keptFiles.clear();
+}
+
+GDALStreamer::gdal_t& GDALStreamer::fileToRead(std::size_t i) const
+{
+    constexpr std::size_t mostKept = 16;
+    const Handle& file = m_files[i];
+    if (m_keepers > 0 && std::find(m_keptFiles.begin(), m_keptFiles.end(), file) == m_keptFiles.end()) {
+        if (m_keptFiles.size() == mostKept) {
+            m_keptFiles.front()->keepAside(false);
+            m_keptFiles.erase(m_keptFiles.begin());
+        }
+        m_keptFiles.push_back(file);
+        file->keepAside(true);
+    }
+    return *file;
+}
+
 const GDALStreamer::gdal_t* GDALStreamer::file(std::uint64_t i) const
 {
     return i < m_files.size() ? m_files[i].get() : nullptr;

@@ -38,6 +38,24 @@ class VEXEL_EXPORT GDALStreamer
 public:
     struct gdal_t;
 
+    /// While one lives, the files that a set reads are not closed after each transfer but kept aside, the last
+    /// 16 of them: reading many boxes does not parse their headers each time, and formats that are decoded from
+    /// the top go on where they were. What GDAL has cached of them is let go after each transfer as ever.
+    ///
+    /// Nothing else shows of it: `opened(i)` is false between transfers. That a file is replaced meanwhile is
+    /// not noticed. Must not outlive the set. Its end takes the GDAL lock.
+    class VEXEL_EXPORT KeepFilesOpen
+    {
+    public:
+        explicit KeepFilesOpen(const GDALStreamer& set);
+        ~KeepFilesOpen();
+        KeepFilesOpen(const KeepFilesOpen&) = delete;
+        KeepFilesOpen& operator=(const KeepFilesOpen&) = delete;
+
+    private:
+        const GDALStreamer& m_set;
+    };
+
     /// An empty set, not open.
     GDALStreamer();
 
@@ -193,12 +211,22 @@ public:
     bool readBands(PixelMatrix<T>& out, const std::vector<int>& bands, const PixelBox& box, double scale,
                    bool fill, std::common_type_t<T> fillValue) const;
 
+    /// Reads several bands of a box into memory of the caller's, which has the size of the box. Pixels that no
+    /// file covers stay as they are. Otherwise as above.
+    ///
+    /// @return false also if the sizes differ.
+    template <class T>
+    bool readBands(const BandPixels<T>& out, const std::vector<int>& bands, const PixelBox& box) const;
+
     /// Writes several bands of a box in one pass over the files. Otherwise as `write`.
     ///
     /// @param in the bands one below the other, as `readBands` gives them.
     /// @return false also if the rows of `in` cannot be shared out among the bands.
     template <class T>
     bool writeBands(const PixelMatrix<T>& in, const std::vector<int>& bands, const PixelBox& box) const;
+    /// The same from memory of the caller's.
+    template <class T>
+    bool writeBands(const BandPixels<const T>& in, const std::vector<int>& bands, const PixelBox& box) const;
 
     /// Reads all colour bands of a box as packed pixels 0xAARRGGBB; bands 1 to 4 are red, green, blue and
     /// alpha. Otherwise as `read`.
@@ -239,12 +267,11 @@ private:
              std::vector<PixelBox>& inRequest, double scale) const;
     bool valid(const PixelBox& request) const;
 
-    template <class T, class Transfer>
-    bool readPieces(PixelMatrix<T>& out, Eigen::Index noParts, const PixelBox& box, double scale, bool fill,
-                    T fillValue, const Transfer& transfer) const;
-    template <class T, class Transfer>
-    bool writePieces(const PixelMatrix<T>& in, Eigen::Index noParts, const PixelBox& box,
-                     const Transfer& transfer) const;
+    template <class T>
+    bool readPieces(const BandPixels<T>& out, const std::vector<int>& bands, const PixelBox& request,
+                    double scale) const;
+
+    gdal_t& fileToRead(std::size_t i) const;
 
     PixelBox orWholeSet(const PixelBox& box) const;
     PixelBox orOverlap(const PixelBox& box, Eigen::Index rows, Eigen::Index columns) const;
@@ -258,6 +285,8 @@ private:
     GdalFileType m_ftype = GdalFileType::SingleFile;
     Workspace m_workspace;
     std::vector<std::shared_ptr<gdal_t>> m_files;
+    mutable int m_keepers = 0;
+    mutable std::vector<std::shared_ptr<gdal_t>> m_keptFiles; // the one kept longest first
 };
 
 /// One raster file of a set: its paths, its extent and the dataset while one is open.
@@ -310,6 +339,10 @@ struct VEXEL_EXPORT GDALStreamer::gdal_t
     /// Releases the dataset where nothing is lost by it: a memory dataset is kept. Always true.
     bool detach();
 
+    /// Whether `detach` keeps the dataset of a file that is read aside for the next `reopen`. False lets one that
+    /// is kept go.
+    void keepAside(bool keep);
+
     /// Completes a written file, and releases everything. Always true: a file that cannot be completed is
     /// logged as an error.
     bool close();
@@ -356,15 +389,14 @@ struct VEXEL_EXPORT GDALStreamer::gdal_t
     bool write(const PixelMatrix<float>& in, std::size_t band, const PixelBox& dst);
     bool write(const PixelMatrix<double>& in, std::size_t band, const PixelBox& dst);
 
-    /// Reads `src` of several bands in one pass: band `bands[k]` into rows k * `height` to (k + 1) * `height`
-    /// of `out`. For the element types of `read`; otherwise as it, without band selectors.
+    /// Reads `src` of several bands in one pass: band `bands[k]` into band k of `out`. For the element types of
+    /// `read`; otherwise as it, without band selectors.
     template <class T>
-    bool readBands(PixelMatrix<T>& out, const std::vector<int>& bands, const PixelBox& src, int width,
-                   int height);
+    bool readBands(const BandPixels<T>& out, const std::vector<int>& bands, const PixelBox& src);
 
     /// Writes several bands into `dst` in one pass, from where `readBands` puts them. Otherwise as `write`.
     template <class T>
-    bool writeBands(const PixelMatrix<T>& in, const std::vector<int>& bands, const PixelBox& dst);
+    bool writeBands(const BandPixels<const T>& in, const std::vector<int>& bands, const PixelBox& dst);
 
     QString path;                       ///< the final file
     QString tfwpath;                    ///< its world file
@@ -385,6 +417,8 @@ struct VEXEL_EXPORT GDALStreamer::gdal_t
 
 private:
     bool m_finalised = false; // since it was opened for writing
+    bool m_keepAside = false;
+    GDALDataset* m_aside = nullptr;
 
     bool isImageFormat() const;
     void setPaths(const QString& file, const QString& workingFile);
@@ -394,55 +428,36 @@ private:
     void releaseDataset();
 };
 
+namespace detail {
+
+/// Bands one below the other in a matrix.
+template <class T>
+BandPixels<T> stacked(T* first, Eigen::Index rows, Eigen::Index columns)
+{
+    return {first, rows, columns, columns, rows * columns};
+}
+
+/// The part of the pixels that a box covers.
+template <class T>
+BandPixels<T> partOf(const BandPixels<T>& pixels, const PixelBox& box)
+{
+    const PixelPoint& corner = box.min_corner();
+    return {pixels.first + corner.y() * pixels.rowStep + corner.x(), box.max_corner().y() - corner.y(),
+            box.max_corner().x() - corner.x(), pixels.rowStep, pixels.bandStep};
+}
+
+} // namespace detail
+
 template <class T>
 bool GDALStreamer::read(PixelMatrix<T>& out, std::size_t band, const PixelBox& box, double scale, bool fill,
                         std::common_type_t<T> fillValue) const
-{
-    const auto transfer = [band](gdal_t& file, PixelMatrix<T>& pixels, const PixelBox& source, int width,
-                                 int height) { return file.read(pixels, band, source, width, height); };
-    return readPieces(out, 1, box, scale, fill, fillValue, transfer);
-}
-
-template <class T>
-bool GDALStreamer::readBands(PixelMatrix<T>& out, const std::vector<int>& bands, const PixelBox& box,
-                             double scale, bool fill, std::common_type_t<T> fillValue) const
-{
-    const auto transfer = [&bands](gdal_t& file, PixelMatrix<T>& pixels, const PixelBox& source, int width,
-                                   int height) {
-        return file.readBands(pixels, bands, source, width, height);
-    };
-    return readPieces(out, static_cast<Eigen::Index>(bands.size()), box, scale, fill, fillValue, transfer);
-}
-
-template <class T>
-bool GDALStreamer::write(const PixelMatrix<T>& in, std::size_t band, const PixelBox& box) const
-{
-    const auto transfer = [band](gdal_t& file, const PixelMatrix<T>& pixels, const PixelBox& target) {
-        return file.write(pixels, band, target);
-    };
-    return writePieces(in, 1, box, transfer);
-}
-
-template <class T>
-bool GDALStreamer::writeBands(const PixelMatrix<T>& in, const std::vector<int>& bands,
-                              const PixelBox& box) const
-{
-    const auto transfer = [&bands](gdal_t& file, const PixelMatrix<T>& pixels, const PixelBox& target) {
-        return file.writeBands(pixels, bands, target);
-    };
-    return writePieces(in, static_cast<Eigen::Index>(bands.size()), box, transfer);
-}
-
-template <class T, class Transfer>
-bool GDALStreamer::readPieces(PixelMatrix<T>& out, Eigen::Index noParts, const PixelBox& box, double scale,
-                              bool fill, T fillValue, const Transfer& transfer) const
 {
     const PixelBox request = orWholeSet(box);
     Eigen::Index rows = 0;
     Eigen::Index columns = 0;
     if (!opened() || !scaledSize(request, scale, rows, columns))
         return false;
-    out.resize(noParts * rows, columns);
+    out.resize(rows, columns);
     if (fill)
         out.setConstant(fillValue);
 
@@ -462,46 +477,112 @@ bool GDALStreamer::readPieces(PixelMatrix<T>& out, Eigen::Index noParts, const P
             continue;
         const bool coversAll = tiles.size() == 1 && targetRows == rows && targetColumns == columns;
         if (coversAll)
-            return transfer(*m_files[tiles[k]], out, sources[k], targetColumns, targetRows);
+            return fileToRead(tiles[k]).read(out, band, sources[k], targetColumns, targetRows);
         // A packed colour read leaves bytes of its matrix alone.
-        scratch.setZero(noParts * targetRows, targetColumns);
-        if (!transfer(*m_files[tiles[k]], scratch, sources[k], targetColumns, targetRows))
+        scratch.setZero(targetRows, targetColumns);
+        if (!fileToRead(tiles[k]).read(scratch, band, sources[k], targetColumns, targetRows))
             return false;
-        for (Eigen::Index part = 0; part < noParts; ++part)
-            out.block(part * rows + target.min_corner().y(), target.min_corner().x(), targetRows,
-                      targetColumns) = scratch.middleRows(part * targetRows, targetRows);
+        out.block(target.min_corner().y(), target.min_corner().x(), targetRows, targetColumns) = scratch;
     }
     return true;
 }
 
-template <class T, class Transfer>
-bool GDALStreamer::writePieces(const PixelMatrix<T>& in, Eigen::Index noParts, const PixelBox& box,
-                               const Transfer& transfer) const
+template <class T>
+bool GDALStreamer::readBands(PixelMatrix<T>& out, const std::vector<int>& bands, const PixelBox& box,
+                             double scale, bool fill, std::common_type_t<T> fillValue) const
 {
-    if (!opened() || noParts == 0 || in.rows() % noParts != 0)
+    const PixelBox request = orWholeSet(box);
+    Eigen::Index rows = 0;
+    Eigen::Index columns = 0;
+    if (!opened() || !scaledSize(request, scale, rows, columns))
         return false;
-    const Eigen::Index rows = in.rows() / noParts;
+    out.resize(static_cast<Eigen::Index>(bands.size()) * rows, columns);
+    if (fill)
+        out.setConstant(fillValue);
+    return readPieces(detail::stacked(out.data(), rows, columns), bands, request, scale);
+}
+
+template <class T>
+bool GDALStreamer::readBands(const BandPixels<T>& out, const std::vector<int>& bands,
+                             const PixelBox& box) const
+{
+    const PixelBox request = orWholeSet(box);
+    Eigen::Index rows = 0;
+    Eigen::Index columns = 0;
+    return opened() && scaledSize(request, 1.0, rows, columns) && rows == out.rows &&
+           columns == out.columns && readPieces(out, bands, request, 1.0);
+}
+
+template <class T>
+bool GDALStreamer::readPieces(const BandPixels<T>& out, const std::vector<int>& bands,
+                              const PixelBox& request, double scale) const
+{
+    std::vector<std::size_t> tiles;
+    std::vector<PixelBox> sources;
+    std::vector<PixelBox> targets;
+    if (!map(request, tiles, sources, targets, scale))
+        return false;
+    const GDALMutex lock;
+    for (std::size_t k = 0; k < tiles.size(); ++k) {
+        const BandPixels<T> target = detail::partOf(out, targets[k]);
+        if (target.rows > 0 && target.columns > 0 &&
+            !fileToRead(tiles[k]).readBands(target, bands, sources[k]))
+            return false;
+    }
+    return true;
+}
+
+template <class T>
+bool GDALStreamer::write(const PixelMatrix<T>& in, std::size_t band, const PixelBox& box) const
+{
     std::vector<std::size_t> tiles;
     std::vector<PixelBox> inFiles;
     std::vector<PixelBox> inMatrix;
-    if (!map(orOverlap(box, rows, in.cols()), tiles, inFiles, inMatrix, 1.0))
+    if (!opened() || !map(orOverlap(box, in.rows(), in.cols()), tiles, inFiles, inMatrix, 1.0))
         return false;
 
     const GDALMutex lock;
     PixelMatrix<T> scratch;
     for (std::size_t k = 0; k < tiles.size(); ++k) {
         PixelBox& piece = inMatrix[k];
-        if (!clipToMatrix(inFiles[k], piece, rows, in.cols()))
+        if (!clipToMatrix(inFiles[k], piece, in.rows(), in.cols()))
             continue;
-        const Eigen::Index pieceRows = piece.max_corner().y() - piece.min_corner().y();
-        const Eigen::Index pieceColumns = piece.max_corner().x() - piece.min_corner().x();
-        scratch.resize(noParts * pieceRows, pieceColumns);
-        for (Eigen::Index part = 0; part < noParts; ++part)
-            scratch.middleRows(part * pieceRows, pieceRows) = in.block(
-                part * rows + piece.min_corner().y(), piece.min_corner().x(), pieceRows, pieceColumns);
-        if (!transfer(*m_files[tiles[k]], scratch, inFiles[k]))
+        const Eigen::Index rows = piece.max_corner().y() - piece.min_corner().y();
+        const Eigen::Index columns = piece.max_corner().x() - piece.min_corner().x();
+        const bool isAll = rows == in.rows() && columns == in.cols();
+        if (!isAll)
+            scratch = in.block(piece.min_corner().y(), piece.min_corner().x(), rows, columns);
+        if (!m_files[tiles[k]]->write(isAll ? in : scratch, band, inFiles[k]))
             return false;
     }
+    return true;
+}
+
+template <class T>
+bool GDALStreamer::writeBands(const PixelMatrix<T>& in, const std::vector<int>& bands,
+                              const PixelBox& box) const
+{
+    const auto noBands = static_cast<Eigen::Index>(bands.size());
+    return noBands > 0 && in.rows() % noBands == 0 &&
+           writeBands(detail::stacked(in.data(), in.rows() / noBands, in.cols()), bands, box);
+}
+
+template <class T>
+bool GDALStreamer::writeBands(const BandPixels<const T>& in, const std::vector<int>& bands,
+                              const PixelBox& box) const
+{
+    std::vector<std::size_t> tiles;
+    std::vector<PixelBox> inFiles;
+    std::vector<PixelBox> inMatrix;
+    if (!opened() || bands.empty() ||
+        !map(orOverlap(box, in.rows, in.columns), tiles, inFiles, inMatrix, 1.0))
+        return false;
+
+    const GDALMutex lock;
+    for (std::size_t k = 0; k < tiles.size(); ++k)
+        if (clipToMatrix(inFiles[k], inMatrix[k], in.rows, in.columns) &&
+            !m_files[tiles[k]]->writeBands(detail::partOf(in, inMatrix[k]), bands, inFiles[k]))
+            return false;
     return true;
 }
 

@@ -264,6 +264,10 @@ bool GDALStreamer::gdal_t::reopen()
 {
     if (dataset)
         return true;
+    if (m_aside) {
+        dataset = std::exchange(m_aside, nullptr);
+        return true;
+    }
     switch (mode) {
     case ReadOnly:
         dataset = openDataset(path, GA_ReadOnly).release();
@@ -311,9 +315,20 @@ bool GDALStreamer::gdal_t::detach()
 {
     const bool fileBacked =
         mode == ReadOnly || mode == Update || ((mode == WritePending || mode == Written) && !isImageFormat());
-    if (fileBacked)
+    if (dataset && mode == ReadOnly && m_keepAside) {
+        dataset->FlushCache();
+        m_aside = std::exchange(dataset, nullptr);
+    } else if (fileBacked) {
         releaseDataset();
+    }
     return true;
+}
+
+void GDALStreamer::gdal_t::keepAside(bool keep)
+{
+    m_keepAside = keep;
+    if (!keep && m_aside)
+        GDALClose(std::exchange(m_aside, nullptr));
 }
 
 bool GDALStreamer::gdal_t::close()
@@ -397,6 +412,8 @@ void GDALStreamer::gdal_t::releaseDataset()
 {
     if (dataset)
         GDALClose(std::exchange(dataset, nullptr));
+    if (m_aside)
+        GDALClose(std::exchange(m_aside, nullptr));
 }
 
 bool GDALStreamer::gdal_t::valid(const PixelBox& box) const

@@ -110,16 +110,20 @@ bool haveBands(Handle& handle, const std::vector<int>& bands)
     });
 }
 
-/// Transfers bands that lie one below the other in memory, in one pass over the file.
+/// Transfers several bands in one pass over the file.
 template <class T>
 bool transferBands(GDALDataset& dataset, GDALRWFlag direction, const std::vector<int>& bands,
-                   const Window& window, T* pixels, int width, int height)
+                   const Window& window, const BandPixels<T>& pixels)
 {
-    const GSpacing lineSpace = GSpacing{sizeof(T)} * width;
-    return dataset.RasterIO(direction, window.x, window.y, window.columns, window.rows, pixels, width, height,
+    constexpr GSpacing size = sizeof(T);
+    constexpr Eigen::Index largest = std::numeric_limits<int>::max();
+    if (pixels.rows > largest || pixels.columns > largest)
+        return false;
+    return dataset.RasterIO(direction, window.x, window.y, window.columns, window.rows, pixels.first,
+                            static_cast<int>(pixels.columns), static_cast<int>(pixels.rows),
                             gdalBufferType<T>(), static_cast<int>(bands.size()),
-                            const_cast<int*>(bands.data()),
-                            /*nPixelSpace=*/0, lineSpace, lineSpace * height, nullptr) == CE_None;
+                            const_cast<int*>(bands.data()), size, size * pixels.rowStep,
+                            size * pixels.bandStep, nullptr) == CE_None;
 }
 
 /// Transfers the first `bands` bytes of packed pixels in one pass over the file.
@@ -279,62 +283,59 @@ bool Handle::write(const PixelMatrix<double>& in, std::size_t band, const PixelB
 }
 
 template <class T>
-bool Handle::readBands(PixelMatrix<T>& out, const std::vector<int>& bands, const PixelBox& src, int width,
-                       int height)
+bool Handle::readBands(const BandPixels<T>& out, const std::vector<int>& bands, const PixelBox& src)
 {
     const ReleaseAfterTransfer release(*this);
     Window window{};
-    if (!reopen() || !haveBands(*this, bands) || !windowOf(src, window) || width < 0 || height < 0)
+    if (!reopen() || !haveBands(*this, bands) || !windowOf(src, window) || out.rows < 0 || out.columns < 0)
         return false;
-    out.resize(static_cast<Eigen::Index>(bands.size()) * height, width);
-    return out.size() == 0 || transferBands(*dataset, GF_Read, bands, window, out.data(), width, height);
+    return out.rows == 0 || out.columns == 0 || transferBands(*dataset, GF_Read, bands, window, out);
 }
 
 template <class T>
-bool Handle::writeBands(const PixelMatrix<T>& in, const std::vector<int>& bands, const PixelBox& dst)
+bool Handle::writeBands(const BandPixels<const T>& in, const std::vector<int>& bands, const PixelBox& dst)
 {
     const ReleaseAfterTransfer release(*this);
     Window window{};
-    const auto parts = static_cast<Eigen::Index>(bands.size());
-    if (!reopen() || !haveBands(*this, bands) || !windowOf(dst, window) || window.columns != in.cols() ||
-        window.rows * parts != in.rows() || dataset->GetAccess() != GA_Update)
+    if (!reopen() || !haveBands(*this, bands) || !windowOf(dst, window) || window.columns != in.columns ||
+        window.rows != in.rows || dataset->GetAccess() != GA_Update)
         return false;
     // GDAL takes one pointer for both directions.
-    return transferBands(*dataset, GF_Write, bands, window, const_cast<T*>(in.data()), window.columns,
-                         window.rows);
+    const BandPixels<T> pixels{const_cast<T*>(in.first), in.rows, in.columns, in.rowStep, in.bandStep};
+    return transferBands(*dataset, GF_Write, bands, window, pixels);
 }
 
-template VEXEL_EXPORT bool Handle::readBands(PixelMatrix<signed char>&, const std::vector<int>&,
-                                             const PixelBox&, int, int);
-template VEXEL_EXPORT bool Handle::writeBands(const PixelMatrix<signed char>&, const std::vector<int>&,
-                                              const PixelBox&);
-template VEXEL_EXPORT bool Handle::readBands(PixelMatrix<unsigned char>&, const std::vector<int>&,
-                                             const PixelBox&, int, int);
-template VEXEL_EXPORT bool Handle::writeBands(const PixelMatrix<unsigned char>&, const std::vector<int>&,
-                                              const PixelBox&);
-template VEXEL_EXPORT bool Handle::readBands(PixelMatrix<short>&, const std::vector<int>&, const PixelBox&,
-                                             int, int);
-template VEXEL_EXPORT bool Handle::writeBands(const PixelMatrix<short>&, const std::vector<int>&,
-                                              const PixelBox&);
-template VEXEL_EXPORT bool Handle::readBands(PixelMatrix<unsigned short>&, const std::vector<int>&,
-                                             const PixelBox&, int, int);
-template VEXEL_EXPORT bool Handle::writeBands(const PixelMatrix<unsigned short>&, const std::vector<int>&,
-                                              const PixelBox&);
-template VEXEL_EXPORT bool Handle::readBands(PixelMatrix<int>&, const std::vector<int>&, const PixelBox&, int,
-                                             int);
-template VEXEL_EXPORT bool Handle::writeBands(const PixelMatrix<int>&, const std::vector<int>&,
-                                              const PixelBox&);
-template VEXEL_EXPORT bool Handle::readBands(PixelMatrix<unsigned int>&, const std::vector<int>&,
-                                             const PixelBox&, int, int);
-template VEXEL_EXPORT bool Handle::writeBands(const PixelMatrix<unsigned int>&, const std::vector<int>&,
-                                              const PixelBox&);
-template VEXEL_EXPORT bool Handle::readBands(PixelMatrix<float>&, const std::vector<int>&, const PixelBox&,
-                                             int, int);
-template VEXEL_EXPORT bool Handle::writeBands(const PixelMatrix<float>&, const std::vector<int>&,
-                                              const PixelBox&);
-template VEXEL_EXPORT bool Handle::readBands(PixelMatrix<double>&, const std::vector<int>&, const PixelBox&,
-                                             int, int);
-template VEXEL_EXPORT bool Handle::writeBands(const PixelMatrix<double>&, const std::vector<int>&,
-                                              const PixelBox&);
+template VEXEL_EXPORT bool Handle::readBands(const BandPixels<signed char>&, const std::vector<int>&,
+                                             const PixelBox&);
+template VEXEL_EXPORT bool Handle::writeBands<signed char>(const BandPixels<const signed char>&,
+                                                           const std::vector<int>&, const PixelBox&);
+template VEXEL_EXPORT bool Handle::readBands(const BandPixels<unsigned char>&, const std::vector<int>&,
+                                             const PixelBox&);
+template VEXEL_EXPORT bool Handle::writeBands<unsigned char>(const BandPixels<const unsigned char>&,
+                                                             const std::vector<int>&, const PixelBox&);
+template VEXEL_EXPORT bool Handle::readBands(const BandPixels<short>&, const std::vector<int>&,
+                                             const PixelBox&);
+template VEXEL_EXPORT bool Handle::writeBands<short>(const BandPixels<const short>&, const std::vector<int>&,
+                                                     const PixelBox&);
+template VEXEL_EXPORT bool Handle::readBands(const BandPixels<unsigned short>&, const std::vector<int>&,
+                                             const PixelBox&);
+template VEXEL_EXPORT bool Handle::writeBands<unsigned short>(const BandPixels<const unsigned short>&,
+                                                              const std::vector<int>&, const PixelBox&);
+template VEXEL_EXPORT bool Handle::readBands(const BandPixels<int>&, const std::vector<int>&,
+                                             const PixelBox&);
+template VEXEL_EXPORT bool Handle::writeBands<int>(const BandPixels<const int>&, const std::vector<int>&,
+                                                   const PixelBox&);
+template VEXEL_EXPORT bool Handle::readBands(const BandPixels<unsigned int>&, const std::vector<int>&,
+                                             const PixelBox&);
+template VEXEL_EXPORT bool Handle::writeBands<unsigned int>(const BandPixels<const unsigned int>&,
+                                                            const std::vector<int>&, const PixelBox&);
+template VEXEL_EXPORT bool Handle::readBands(const BandPixels<float>&, const std::vector<int>&,
+                                             const PixelBox&);
+template VEXEL_EXPORT bool Handle::writeBands<float>(const BandPixels<const float>&, const std::vector<int>&,
+                                                     const PixelBox&);
+template VEXEL_EXPORT bool Handle::readBands(const BandPixels<double>&, const std::vector<int>&,
+                                             const PixelBox&);
+template VEXEL_EXPORT bool Handle::writeBands<double>(const BandPixels<const double>&,
+                                                      const std::vector<int>&, const PixelBox&);
 
 } // namespace vexel

@@ -35,10 +35,10 @@ private:
 };
 
 // The number of the thread that did each row.
-std::vector<int> threadsOfRows(std::int64_t rows, std::int64_t pixelsPerRow)
+std::vector<int> threadsOfRows(std::int64_t rows, std::int64_t nanosecondsPerRow)
 {
     std::vector<int> threads(static_cast<std::size_t>(rows), -1);
-    parallelRows(rows, pixelsPerRow,
+    parallelRows(rows, nanosecondsPerRow,
                  [&](std::int64_t row) { threads[static_cast<std::size_t>(row)] = omp_get_thread_num(); });
     return threads;
 }
@@ -48,12 +48,12 @@ std::vector<int> threadsOfRows(std::int64_t rows, std::int64_t pixelsPerRow)
 TEST_F(ParallelRows, DoesEachRowOnce)
 {
     for (const std::int64_t rows : {0, 1, 2, 3, 7, 100, 1001})
-        for (const std::int64_t pixelsPerRow : {0, 1, 17, 100000}) {
+        for (const std::int64_t nanosecondsPerRow : {0, 1, 17, 10000000}) {
             std::vector<int> times(static_cast<std::size_t>(rows));
-            parallelRows(rows, pixelsPerRow,
+            parallelRows(rows, nanosecondsPerRow,
                          [&](std::int64_t row) { ++times[static_cast<std::size_t>(row)]; });
             EXPECT_EQ(times, std::vector<int>(static_cast<std::size_t>(rows), 1))
-                << rows << " of " << pixelsPerRow;
+                << rows << " of " << nanosecondsPerRow;
         }
 }
 
@@ -65,7 +65,7 @@ TEST_F(ParallelRows, DoesNothingWithoutRows)
 
 TEST_F(ParallelRows, LargeJobsAreCutIntoEqualRuns)
 {
-    const std::vector<int> threads = threadsOfRows(400, 1000);
+    const std::vector<int> threads = threadsOfRows(400, 100000);
     EXPECT_TRUE(std::is_sorted(threads.begin(), threads.end()));
     for (int thread = 0; thread < 4; ++thread)
         EXPECT_EQ(std::count(threads.begin(), threads.end(), thread), 100) << thread;
@@ -82,26 +82,26 @@ TEST_F(ParallelRows, SmallJobsStayOnTheCallingThread)
     EXPECT_EQ(rows, 100);
 }
 
-TEST_F(ParallelRows, ATeamStartsAboveTwoToTheFourteenPixels)
+TEST_F(ParallelRows, ATeamStartsAboveFourMilliseconds)
 {
-    const auto usesTeam = [](std::int64_t rows, std::int64_t pixelsPerRow) {
-        const std::vector<int> threads = threadsOfRows(rows, pixelsPerRow);
+    const auto usesTeam = [](std::int64_t rows, std::int64_t nanosecondsPerRow) {
+        const std::vector<int> threads = threadsOfRows(rows, nanosecondsPerRow);
         return threads.back() != threads.front();
     };
-    EXPECT_FALSE(usesTeam(16384, 1));
-    EXPECT_TRUE(usesTeam(16385, 1));
-    EXPECT_FALSE(usesTeam(16, 1024));
-    EXPECT_TRUE(usesTeam(17, 1024));
+    EXPECT_FALSE(usesTeam(16384, 256));
+    EXPECT_TRUE(usesTeam(16385, 256));
+    EXPECT_FALSE(usesTeam(4, 1 << 20));
+    EXPECT_TRUE(usesTeam(5, 1 << 20));
     EXPECT_FALSE(usesTeam(20000, 0));
     EXPECT_TRUE(usesTeam(4, INT64_MAX));
 }
 
 TEST_F(ParallelRows, RethrowsOnTheCallingThreadOnceAllRowsAreDone)
 {
-    for (const std::int64_t pixelsPerRow : {1, 100000}) {
+    for (const std::int64_t nanosecondsPerRow : {1, 10000000}) {
         std::vector<int> times(100);
         try {
-            parallelRows(100, pixelsPerRow, [&](std::int64_t row) {
+            parallelRows(100, nanosecondsPerRow, [&](std::int64_t row) {
                 ++times[static_cast<std::size_t>(row)];
                 if (row == 60)
                     throw std::out_of_range("row 60");
@@ -126,14 +126,14 @@ TEST_F(ParallelRows, OfManyExceptionsTheFirstComesOut)
 
 TEST_F(ParallelRows, OfManyExceptionsOneComesOut)
 {
-    for (const std::int64_t pixelsPerRow : {1, 100000})
-        EXPECT_THROW(parallelRows(100, pixelsPerRow, [](std::int64_t row) { throw row; }), std::int64_t);
+    for (const std::int64_t nanosecondsPerRow : {1, 10000000})
+        EXPECT_THROW(parallelRows(100, nanosecondsPerRow, [](std::int64_t row) { throw row; }), std::int64_t);
 }
 
 TEST_F(ParallelRows, WorksAgainAfterAnException)
 {
-    EXPECT_THROW(parallelRows(100, 100000, [](std::int64_t) { throw std::runtime_error("x"); }),
+    EXPECT_THROW(parallelRows(100, 10000000, [](std::int64_t) { throw std::runtime_error("x"); }),
                  std::runtime_error);
-    const std::vector<int> threads = threadsOfRows(400, 1000);
+    const std::vector<int> threads = threadsOfRows(400, 100000);
     EXPECT_EQ(std::count(threads.begin(), threads.end(), -1), 0);
 }
