@@ -51,6 +51,7 @@ OpenedTiles openTiles(const QString& setPath, bool readOnly)
     OpenedTiles opened;
     for (const TileFile& tile : tileFilesOf(setPath)) {
         auto file = std::make_shared<GDALStreamer::gdal_t>();
+        file->oneOfMany = true;
         if (!file->openRead(tile.path, readOnly))
             continue;
         opened.maxWidth = std::max(opened.maxWidth, file->width());
@@ -197,6 +198,7 @@ bool GDALStreamer::appendForWriting(const QString& file, const Workspace& extent
                                     const QString& projTime, const QString& software)
 {
     auto handle = std::make_shared<gdal_t>();
+    handle->oneOfMany = m_ftype == GdalFileType::TileSet;
     if (!handle->openWrite(file, m_noBands, m_dtype, extent, projWKT, projTime, software)) {
         clear();
         return false;

@@ -414,6 +414,7 @@ struct VEXEL_EXPORT GDALStreamer::gdal_t
     std::int32_t jpegQuality = 95;      ///< for the JPEG driver
     int blockWidth = 0;                 ///< columns that a file being read decodes at a time
     int blockHeight = 0;                ///< rows that it decodes at a time
+    bool oneOfMany = false;             ///< in a set of tile files, whose folder is not worth listing
 
 private:
     bool m_finalised = false; // since it was opened for writing

@@ -40,6 +40,32 @@ struct FreeTranslateOptions
 };
 using TranslateOptions = std::unique_ptr<GDALTranslateOptions, FreeTranslateOptions>;
 
+/// While it lives, GDAL looks for the side files of what it opens one by one, unless the application has said
+/// what it wants. Otherwise it lists the folder first for each file, which takes far longer than opening one
+/// of thousands of tile files.
+class SideFilesOneByOne
+{
+public:
+    explicit SideFilesOneByOne(bool wanted)
+        : m_isSet(wanted && CPLGetConfigOption(option, nullptr) == nullptr)
+    {
+        if (m_isSet)
+            CPLSetThreadLocalConfigOption(option, "YES");
+    }
+    ~SideFilesOneByOne()
+    {
+        if (m_isSet)
+            CPLSetThreadLocalConfigOption(option, nullptr);
+    }
+    SideFilesOneByOne(const SideFilesOneByOne&) = delete;
+    SideFilesOneByOne& operator=(const SideFilesOneByOne&) = delete;
+
+private:
+    static constexpr const char* option = "GDAL_DISABLE_READDIR_ON_OPEN";
+
+    bool m_isSet;
+};
+
 Dataset openDataset(const QString& path, GDALAccess access)
 {
     gdal::registerDrivers();
@@ -215,6 +241,7 @@ bool GDALStreamer::gdal_t::openRead(const QString& file, bool readOnly)
     mode = readOnly ? ReadOnly : Update;
     m_finalised = false;
 
+    const SideFilesOneByOne oneByOne(oneOfMany);
     dataset = openDataset(path, readOnly ? GA_ReadOnly : GA_Update).release();
     if (!dataset || dataset->GetRasterCount() < 1) {
         close();
@@ -268,6 +295,7 @@ bool GDALStreamer::gdal_t::reopen()
         dataset = std::exchange(m_aside, nullptr);
         return true;
     }
+    const SideFilesOneByOne oneByOne(oneOfMany);
     switch (mode) {
     case ReadOnly:
         dataset = openDataset(path, GA_ReadOnly).release();
