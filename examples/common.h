@@ -56,6 +56,19 @@ inline QString projectionOf(vexel::GDALStreamer& set)
     return QString::fromUtf8(set.data(0)->GetProjectionRef());
 }
 
+/// GDAL's threads and memory are the application's to allow; the library takes what it finds. A user's own settings,
+/// in the environment, go first.
+inline void configureGdal()
+{
+    // Blocks of GeoTIFFs are decoded and encoded on all processors. That is most of what these programs do.
+    if (!CPLGetConfigOption("GDAL_NUM_THREADS", nullptr))
+        CPLSetConfigOption("GDAL_NUM_THREADS", "ALL_CPUS");
+    // By default GDAL keeps decoded blocks until they fill a twentieth of the machine's memory. The library asks for
+    // each block once, so that a larger cache than this one gains nothing.
+    if (!CPLGetConfigOption("GDAL_CACHEMAX", nullptr))
+        CPLSetConfigOption("GDAL_CACHEMAX", "64");
+}
+
 /// Parses the arguments, then does the work; every failure becomes a message and an exit code.
 template <class Work>
 int runProgram(CLI::App& app, int argc, char** argv, const Work& work)
@@ -66,6 +79,7 @@ int runProgram(CLI::App& app, int argc, char** argv, const Work& work)
         return app.exit(error) == 0 ? done : usage;
     }
     try {
+        configureGdal();
         // GDAL's own messages join those of the library.
         vexel::gdal::setErrorHandler(vexel::gdal::logErrorHandler);
         work();
