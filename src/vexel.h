@@ -36,6 +36,7 @@
 #include "utilities/probing.h"
 #include "utilities/sidefiles.h"
 #include "utilities/tilenames.h"
+#include "utilities/verify.h"
 #include "utilities/webmercator.h"
 #include "workspace/Workspace.h"
 #include "workspace/geometry.h"

@@ -50,7 +50,7 @@ public:
     LargeBuffer(const LargeBuffer&) = delete;
     LargeBuffer& operator=(const LargeBuffer&) = delete;
 
-    T* data()
+    T* data() const
     {
         return m_first;
     }

@@ -5,6 +5,7 @@
 #include "companion/parallelrows.h"
 #include "downsamplers/BlockReducer.h"
 #include "downsamplers/StripStep.h"
+#include "downsamplers/outputpixels.h"
 #include "downsamplers/tilestep.h"
 #include "streaming/writetargets.h"
 #include "workspace/arithmetic.h"
@@ -191,10 +192,13 @@ bool DownsamplerBase::do_step(std::size_t step)
     const TileStep plan = planTileStep(input.itile(step), input.workspace().ibounds(), factor, border);
     const bool asBytes = m_reducer && input.dtype() == DataType::UInt8 && m_missingValues.empty() &&
                          m_reducer->takesBytes(plan.blockSize);
-    return asBytes ? runStrips<unsigned char>(plan) : runStrips<float>(plan);
+    if (!asBytes)
+        return runStrips<float, float>(plan);
+    return output.dtype() == DataType::UInt8 ? runStrips<unsigned char, unsigned char>(plan)
+                                             : runStrips<unsigned char, float>(plan);
 }
 
-template <class T>
+template <class T, class Out>
 bool DownsamplerBase::runStrips(const TileStep& plan)
 {
     if (!input.opened())
@@ -207,7 +211,7 @@ bool DownsamplerBase::runStrips(const TileStep& plan)
         markMissing(strip, firstNewRow);
     };
     const auto work = [&](StripReader<T>& strip, const BlockRun& columns, const BlockRun& rows) {
-        PixelMatrix<float> result = reduceStrip(strip, strips, columns, rows);
+        const PixelMatrix<Out> result = reduceStrip<T, Out>(strip, strips, columns, rows);
         return writeStrip(plan, columns, rows, result) && reportProgress(shareOf(++done, noStrips));
     };
     return strips.forEachStrip(prepare, work);
@@ -231,28 +235,32 @@ void DownsamplerBase::markMissing(StripReader<float>& strip, Eigen::Index firstN
         });
 }
 
-template <class T>
-PixelMatrix<float> DownsamplerBase::reduceStrip(StripReader<T>& strip, const StripStep<T>& step,
-                                                const BlockRun& columns, const BlockRun& rows) const
+template <class T, class Out>
+PixelMatrix<Out> DownsamplerBase::reduceStrip(StripReader<T>& strip, const StripStep<T>& step,
+                                              const BlockRun& columns, const BlockRun& rows) const
 {
     const auto noBands = static_cast<std::int64_t>(input.noBands());
     const std::int64_t noRows = rows.endBlock - rows.firstBlock;
-    PixelMatrix<float> result(noBands * noRows, columns.endBlock - columns.firstBlock);
+    PixelMatrix<Out> result(noBands * noRows, columns.endBlock - columns.firstBlock);
     const std::int64_t pixelsPerRow =
         (columns.endPixel - columns.firstPixel) * step.rows().span(rows.firstBlock).length;
     const double nanoseconds = static_cast<double>(pixelsPerRow) * nanosecondsPerPixel<T>(m_reducer.get());
-    parallelRows(noBands * noRows, static_cast<std::int64_t>(nanoseconds) + 1, [&](std::int64_t k) {
+    const auto reduceOne = [&](std::int64_t k, std::vector<float>& values) {
         const auto band = static_cast<std::size_t>(k / noRows);
         const BlockSpan& span = step.rows().span(rows.firstBlock + k % noRows);
         const bool isAlphaBand = alpha && band + 1 == input.noBands();
         const PixelRows<T> pixels{strip.row(band, span.start), strip.columns(), span.length};
         const PixelRows<T> alphaRows{strip.row(input.noBands() - 1, span.start), strip.columns(),
                                      span.length};
-        float* out = result.data() + k * result.cols();
-        reduceRow(pixels, alpha && !isAlphaBand ? &alphaRows : nullptr, step.columns(), columns, out);
+        reduceRow(pixels, alpha && !isAlphaBand ? &alphaRows : nullptr, step.columns(), columns,
+                  values.data());
         if (isAlphaBand)
-            makeOpaqueOrTransparent(out, result.cols());
-    });
+            makeOpaqueOrTransparent(values.data(), result.cols());
+        toOutput(values.data(), result.cols(), result.data() + k * result.cols());
+    };
+    parallelRows(
+        noBands * noRows, static_cast<std::int64_t>(nanoseconds) + 1,
+        [&] { return std::vector<float>(static_cast<std::size_t>(result.cols())); }, reduceOne);
     return result;
 }
 
@@ -286,8 +294,9 @@ bool DownsamplerBase::writeNoData(const TileStep& plan)
     return writeStrip(plan, {0, plan.columns, 0, 0, 0}, {0, plan.rows, 0, 0, 0}, result);
 }
 
+template <class Out>
 bool DownsamplerBase::writeStrip(const TileStep& plan, const BlockRun& columns, const BlockRun& rows,
-                                 const PixelMatrix<float>& result)
+                                 const PixelMatrix<Out>& result)
 {
     std::vector<int> bands(input.noBands());
     std::iota(bands.begin(), bands.end(), 1);

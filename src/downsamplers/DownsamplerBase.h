@@ -106,20 +106,21 @@ protected:
     static Block blockAt(const PixelRows<float>& pixels, std::int64_t columns);
 
 private:
-    template <class T>
+    template <class T, class Out>
     bool runStrips(const TileStep& plan);
     void markMissing(StripReader<unsigned char>& strip, Eigen::Index firstNewRow) const;
     void markMissing(StripReader<float>& strip, Eigen::Index firstNewRow) const;
-    template <class T>
-    PixelMatrix<float> reduceStrip(StripReader<T>& strip, const StripStep<T>& step, const BlockRun& columns,
-                                   const BlockRun& rows) const;
+    template <class T, class Out>
+    PixelMatrix<Out> reduceStrip(StripReader<T>& strip, const StripStep<T>& step, const BlockRun& columns,
+                                 const BlockRun& rows) const;
     void reduceRow(const PixelRows<unsigned char>& pixels, const PixelRows<unsigned char>* alphaRows,
                    const BlockAxis& axis, const BlockRun& columns, float* out) const;
     void reduceRow(const PixelRows<float>& pixels, const PixelRows<float>* alphaRows, const BlockAxis& axis,
                    const BlockRun& columns, float* out) const;
     bool writeNoData(const TileStep& plan);
+    template <class Out>
     bool writeStrip(const TileStep& plan, const BlockRun& columns, const BlockRun& rows,
-                    const PixelMatrix<float>& result);
+                    const PixelMatrix<Out>& result);
 
     std::vector<double> m_missingValues;
     std::unique_ptr<const BlockReducer> m_reducer;

@@ -1,16 +1,18 @@
 #include "downsamplers/DownsamplerGauss.h"
 
+#include "companion/LargeBuffer.h"
 #include "companion/errnotext.h"
 #include "companion/gaussrecursion.h"
 #include "companion/log.h"
-#include "companion/parallelrows.h"
 #include "downsamplers/StripReader.h"
 #include "downsamplers/gaussstep.h"
+#include "downsamplers/outputpixels.h"
 #include "workspace/arithmetic.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <numeric>
+#include <utility>
 #include <vector>
 
 namespace vexel {
@@ -21,6 +23,9 @@ constexpr float noData = -10000.0f;
 constexpr float firstValid = static_cast<float>(-9999.999);
 constexpr int blurOrder = 4;
 
+/// Rows of results that are sampled at a time, in floats.
+constexpr Eigen::Index rowsAtATime = 256;
+
 float opaqueOrTransparent(float alpha)
 {
     return static_cast<double>(alpha) > 127.5 ? 255.0f : 0.0f;
@@ -30,6 +35,19 @@ float opaqueOrTransparent(float alpha)
 unsigned char maskOfAlpha(float alpha)
 {
     return static_cast<unsigned char>(arithmetic::truncate(static_cast<double>(alpha)));
+}
+
+/// Makes no-data of the results whose pixel, as it was before it was blurred, is invalid: below the threshold, or
+/// transparent.
+template <class T>
+void dropInvalid(const T* pixels, const T* alphas, const std::vector<std::ptrdiff_t>& columns, float* results)
+{
+    for (const std::ptrdiff_t column : columns) {
+        const bool isMissing = static_cast<float>(pixels[column]) < firstValid;
+        if (isMissing || (alphas && maskOfAlpha(static_cast<float>(alphas[column])) == 0))
+            *results = noData;
+        ++results;
+    }
 }
 
 /// The pixels that the results along one axis are sampled at, counted from the part's first pixel; none for
@@ -110,11 +128,23 @@ struct DownsamplerGauss::Samples
     std::vector<std::ptrdiff_t> columns; ///< the same
     Eigen::Index firstRow;               ///< of the part, in what is read
     Eigen::Index noRows;                 ///< of the part
-    Eigen::Index resultRows;
-    Eigen::Index resultColumns;
 
     auto reachedRows() const { return static_cast<Eigen::Index>(rows.size()); }
     auto reachedColumns() const { return static_cast<Eigen::Index>(columns.size()); }
+};
+
+/// The results of one part as they are written, band by band.
+template <class Out>
+struct DownsamplerGauss::Results
+{
+    Eigen::Index rows; ///< of each band
+    Eigen::Index columns;
+    LargeBuffer<Out> pixels;
+
+    Out* row(std::size_t band, Eigen::Index i) const
+    {
+        return pixels.data() + (static_cast<Eigen::Index>(band - 1) * rows + i) * columns;
+    }
 };
 
 /// What part of a step's work something is.
@@ -147,10 +177,13 @@ bool DownsamplerGauss::do_step(std::size_t step)
         return false;
     const GaussStep plan = planGaussStep(input.itile(step), input.workspace().ibounds(), factor);
     const bool asBytes = input.dtype() == DataType::UInt8 && missingValues().empty();
-    return asBytes ? downsampleTile<unsigned char>(plan) : downsampleTile<float>(plan);
+    if (!asBytes)
+        return downsampleTile<float, float>(plan);
+    return output.dtype() == DataType::UInt8 ? downsampleTile<unsigned char, unsigned char>(plan)
+                                             : downsampleTile<unsigned char, float>(plan);
 }
 
-template <class T>
+template <class T, class Out>
 bool DownsamplerGauss::downsampleTile(const GaussStep& plan)
 {
     const GDALStreamer::KeepFilesOpen keepOpen(input);
@@ -163,7 +196,7 @@ bool DownsamplerGauss::downsampleTile(const GaussStep& plan)
         for (const GaussPart& rows : parts.rows) {
             if (input.opened())
                 markMissing(pixels, pixels.advance(rows.firstPixel, partRows.readEnd(rows)));
-            if (!downsamplePart(pixels, plan, columns, rows, {done / noParts, 1.0 / noParts}))
+            if (!downsamplePart<T, Out>(pixels, plan, columns, rows, {done / noParts, 1.0 / noParts}))
                 return false;
             ++done;
         }
@@ -184,38 +217,38 @@ void DownsamplerGauss::markMissing(StripReader<float>& pixels, Eigen::Index firs
                 markMissingValues(pixels.row(band - 1, y), pixels.columns());
 }
 
-template <class T>
+template <class T, class Out>
 bool DownsamplerGauss::downsamplePart(StripReader<T>& pixels, const GaussStep& plan, const GaussPart& columns,
                                       const GaussPart& rows, const Share& share)
 {
     const std::size_t noBands = input.noBands();
-    Samples samples{{},
-                    {},
-                    rows.firstPixel,
-                    rows.endPixel - rows.firstPixel,
-                    rows.endResult - rows.firstResult,
-                    columns.endResult - columns.firstResult};
+    Samples samples{{}, {}, rows.firstPixel, rows.endPixel - rows.firstPixel};
     if (input.opened()) {
         samples.rows = positionsOf(rows, factor, plan.yOffset);
         samples.columns = positionsOf(columns, factor, plan.xOffset);
     }
+    const std::int64_t resultRows = rows.endResult - rows.firstResult;
+    const std::int64_t resultColumns = columns.endResult - columns.firstResult;
+    const Results<Out> results{
+        resultRows, resultColumns,
+        LargeBuffer<Out>(noBands * static_cast<std::size_t>(resultRows * resultColumns))};
+    const LargeBuffer<float> data(samples.rows.size() * static_cast<std::size_t>(pixels.columns()));
     const PixelBox outBox = outBoxOf(plan, columns, rows);
-    result.resize(static_cast<Eigen::Index>(noBands) * samples.resultRows, samples.resultColumns);
     for (std::size_t band = 1; band <= noBands; ++band) {
-        if (!readData(band, pixels, samples)) {
+        if (!readData(band, pixels)) {
             // Those before are not lost by it.
             if (band > 1)
-                writeData(band - 1, outBox);
+                writeData(band - 1, outBox, results);
             return false;
         }
-        blurImage(band, pixels, samples, plan.sigma, blurOrder);
-        subSample(band, samples);
-        if (band == noBands && !writeData(noBands, outBox))
+        blurImage(band, pixels, samples, plan.sigma, data.data());
+        subSample(band, pixels, samples, plan.sigma, data.data(), results);
+        if (band == noBands && !writeData(noBands, outBox, results))
             return false;
-        if (!reportProgress(share.before +
-                            share.own * static_cast<double>(band) / static_cast<double>(noBands))) {
+        const double done = static_cast<double>(band) / static_cast<double>(noBands);
+        if (!reportProgress(share.before + share.own * done)) {
             if (band < noBands)
-                writeData(band, outBox);
+                writeData(band, outBox, results);
             return false;
         }
     }
@@ -223,69 +256,74 @@ bool DownsamplerGauss::downsamplePart(StripReader<T>& pixels, const GaussStep& p
 }
 
 template <class T>
-bool DownsamplerGauss::readData(std::size_t band, StripReader<T>& pixels, const Samples& samples)
+bool DownsamplerGauss::readData(std::size_t band, const StripReader<T>& pixels)
 {
-    if (isAlphaBand(band))
+    if (isAlphaBand(band) || (input.opened() && !pixels.hasFailed(band - 1)))
         return true;
-    if (!input.opened() || pixels.hasFailed(band - 1)) {
-        const QString reason = errnoText();
-        log::LogStreamer(log::defaultLogSource(), log::level::error, QString(),
-                         log::FileAndLine("DownsamplerGauss", __LINE__))
-            << "Unable to read tile " << input.path() << "': " << reason;
-        return false;
-    }
-    mask.resize(samples.reachedRows(), samples.reachedColumns());
-    parallelRows(mask.rows(), 2 * mask.cols(), [&](Eigen::Index i) {
-        const Eigen::Index row = samples.firstRow + samples.rows[static_cast<std::size_t>(i)];
-        const T* values = pixels.row(band - 1, row);
-        const T* alphas = alpha ? pixels.row(input.noBands() - 1, row) : nullptr;
-        for (Eigen::Index j = 0; j < mask.cols(); ++j) {
-            const std::ptrdiff_t column = samples.columns[static_cast<std::size_t>(j)];
-            const bool isMissing = static_cast<float>(values[column]) < firstValid;
-            mask(i, j) = isMissing ? 0 : alphas ? maskOfAlpha(static_cast<float>(alphas[column])) : 255;
-        }
-    });
-    return true;
+    const QString reason = errnoText();
+    log::LogStreamer(log::defaultLogSource(), log::level::error, QString(),
+                     log::FileAndLine("DownsamplerGauss", __LINE__))
+        << "Unable to read tile " << input.path() << "': " << reason;
+    return false;
 }
 
 template <class T>
 void DownsamplerGauss::blurImage(std::size_t band, StripReader<T>& pixels, const Samples& samples,
-                                 double sigma, int n)
+                                 double sigma, float* data)
 {
     if (samples.rows.empty() || samples.columns.empty())
         return;
-    const GaussRecursion recursion(static_cast<float>(sigma), n);
     const T* first = pixels.row(band - 1, samples.firstRow);
-    data.resize(samples.reachedRows(), pixels.columns());
-    recursion.filterColumns(ImagePart<const T>{first, samples.noRows, pixels.columns(), pixels.columns()},
-                            samples.rows, {data.data(), data.rows(), data.cols(), data.cols()});
-    float* results = result.row(static_cast<Eigen::Index>(band - 1) * samples.resultRows).data();
-    recursion.filterRows({data.data(), data.rows(), data.cols(), data.cols()}, samples.columns,
-                         {results, data.rows(), samples.reachedColumns(), samples.resultColumns});
+    const Eigen::Index columns = pixels.columns();
+    GaussRecursion(static_cast<float>(sigma), blurOrder)
+        .filterColumns(ImagePart<const T>{first, samples.noRows, columns, columns}, samples.rows,
+                       {data, samples.reachedRows(), columns, columns});
 }
 
-void DownsamplerGauss::subSample(std::size_t band, const Samples& samples)
+template <class T, class Out>
+void DownsamplerGauss::subSample(std::size_t band, StripReader<T>& pixels, const Samples& samples,
+                                 double sigma, const float* data, const Results<Out>& results)
 {
-    const Eigen::Index first = static_cast<Eigen::Index>(band - 1) * samples.resultRows;
-    const Eigen::Index reachedColumns = samples.rows.empty() ? 0 : samples.reachedColumns();
-    parallelRows(samples.resultRows, samples.resultColumns, [&](Eigen::Index i) {
-        const Eigen::Index reached = i < samples.reachedRows() ? reachedColumns : 0;
-        float* cells = result.row(first + i).data();
-        for (Eigen::Index j = 0; j < reached; ++j)
-            cells[j] = isAlphaBand(band) ? opaqueOrTransparent(cells[j])
-                       : mask(i, j) != 0 ? cells[j]
-                                         : noData;
-        std::fill(cells + reached, cells + samples.resultColumns, noData);
-    });
+    const GaussRecursion recursion(static_cast<float>(sigma), blurOrder);
+    const Eigen::Index reachedColumns = samples.reachedColumns();
+    const Eigen::Index reachedRows = reachedColumns == 0 ? 0 : samples.reachedRows();
+    std::vector<float> cells(static_cast<std::size_t>(rowsAtATime * results.columns), noData);
+    for (Eigen::Index first = 0; first < results.rows; first += rowsAtATime) {
+        const Eigen::Index reached = std::max<Eigen::Index>(0, std::min(rowsAtATime, reachedRows - first));
+        if (reached < rowsAtATime)
+            std::fill(cells.begin() + reached * results.columns, cells.end(), noData);
+        const Eigen::Index columns = pixels.columns();
+        recursion.filterRows({data + first * columns, reached, columns, columns}, samples.columns,
+                             {cells.data(), reached, reachedColumns, results.columns});
+        for (Eigen::Index i = 0; i < std::min(rowsAtATime, results.rows - first); ++i) {
+            float* row = cells.data() + i * results.columns;
+            if (i < reached)
+                finishRow(band, pixels, samples, first + i, row);
+            toOutput(row, results.columns, results.row(band, first + i));
+        }
+    }
 }
 
-bool DownsamplerGauss::writeData(std::size_t noBands, const PixelBox& outBox)
+template <class T>
+void DownsamplerGauss::finishRow(std::size_t band, StripReader<T>& pixels, const Samples& samples,
+                                 Eigen::Index i, float* cells)
+{
+    if (isAlphaBand(band)) {
+        std::transform(cells, cells + samples.reachedColumns(), cells, opaqueOrTransparent);
+        return;
+    }
+    const Eigen::Index row = samples.firstRow + samples.rows[static_cast<std::size_t>(i)];
+    dropInvalid(pixels.row(band - 1, row), alpha ? pixels.row(input.noBands() - 1, row) : nullptr,
+                samples.columns, cells);
+}
+
+template <class Out>
+bool DownsamplerGauss::writeData(std::size_t noBands, const PixelBox& outBox, const Results<Out>& results)
 {
     std::vector<int> bands(noBands);
     std::iota(bands.begin(), bands.end(), 1);
-    const Eigen::Index rows = result.rows() / static_cast<Eigen::Index>(input.noBands());
-    const BandPixels<const float> pixels{result.data(), rows, result.cols(), result.cols(),
-                                         rows * result.cols()};
+    const BandPixels<const Out> pixels{results.pixels.data(), results.rows, results.columns, results.columns,
+                                       results.rows * results.columns};
     if (output.opened() && output.writeBands(pixels, bands, outBox))
         return true;
     const QString reason = errnoText();

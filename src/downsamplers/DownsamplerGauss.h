@@ -16,8 +16,8 @@ struct GaussStep;
 /// so that the first tile spans a whole number of output pixels.
 ///
 /// A tile is blurred as a whole while that takes at most 1 GiB. A larger one is cut into parts that reach
-/// five standard deviations beyond what they sample; values in the range of bytes differ by less than 0.02
-/// from those of the whole.
+/// seven and a half standard deviations beyond what they sample; values in the range of bytes differ by less
+/// than 0.02 from those of the whole.
 ///
 /// Besides the rules of `DownsamplerBase`, a band that cannot be read makes a step fail, with an error
 /// logged.
@@ -35,30 +35,35 @@ protected:
 
 private:
     struct Samples;
+    template <class Out>
+    struct Results;
     struct Share;
 
     bool do_step(std::size_t step) override;
     float representativeValue(const Block& block) const override;
 
-    template <class T>
+    template <class T, class Out>
     bool downsampleTile(const GaussStep& plan);
-    template <class T>
+    template <class T, class Out>
     bool downsamplePart(StripReader<T>& pixels, const GaussStep& plan, const GaussPart& columns,
                         const GaussPart& rows, const Share& share);
     template <class T>
-    bool readData(std::size_t band, StripReader<T>& pixels, const Samples& samples);
+    bool readData(std::size_t band, const StripReader<T>& pixels);
     template <class T>
-    void blurImage(std::size_t band, StripReader<T>& pixels, const Samples& samples, double sigma, int n);
-    void subSample(std::size_t band, const Samples& samples);
-    bool writeData(std::size_t noBands, const PixelBox& outBox);
+    void blurImage(std::size_t band, StripReader<T>& pixels, const Samples& samples, double sigma,
+                   float* data);
+    template <class T, class Out>
+    void subSample(std::size_t band, StripReader<T>& pixels, const Samples& samples, double sigma,
+                   const float* data, const Results<Out>& results);
+    template <class T>
+    void finishRow(std::size_t band, StripReader<T>& pixels, const Samples& samples, Eigen::Index i,
+                   float* cells);
+    template <class Out>
+    bool writeData(std::size_t noBands, const PixelBox& outBox, const Results<Out>& results);
 
     bool isAlphaBand(std::size_t band) const;
     void markMissing(StripReader<unsigned char>& pixels, Eigen::Index firstNewRow) const;
     void markMissing(StripReader<float>& pixels, Eigen::Index firstNewRow) const;
-
-    PixelMatrix<float> data;         // one band, blurred from north to south, at the rows that are sampled
-    PixelMatrix<unsigned char> mask; // 0 where a pixel of it that is sampled is invalid
-    PixelMatrix<float> result;       // what is written, the bands one below the other
 };
 
 } // namespace vexel

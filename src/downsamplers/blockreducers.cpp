@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstring>
 #include <mutex>
 #include <utility>
 #include <vector>
@@ -15,7 +16,24 @@ namespace vexel {
 namespace {
 
 using kernels::lanes;
-using Starts = std::array<std::int64_t, static_cast<std::size_t>(lanes)>;
+
+/// Where the blocks of a group start.
+struct Starts
+{
+    std::array<std::int64_t, static_cast<std::size_t>(lanes)> at{};
+    std::int64_t distance = 0; ///< from one to the next, 0 if they differ
+};
+
+/// One pixel of each block of a group.
+template <class T>
+void gather(const T* pixels, const Starts& starts, T* out)
+{
+    if (starts.distance > 0)
+        kernels::gatherRegular(pixels + starts.at[0], starts.distance, out);
+    else
+        kernels::gather(pixels, starts.at.data(), out);
+}
+
 using Bytes = PixelRows<unsigned char>;
 using Floats = PixelRows<float>;
 
@@ -69,10 +87,11 @@ protected:
             // Spans ascend to the raster's edge, so the last of a group tells whether all have that length.
             if (j + lanes <= endBlock && columns.span(j + lanes - 1).length == length) {
                 for (std::ptrdiff_t lane = 0; lane < lanes; ++lane)
-                    starts[static_cast<std::size_t>(lane)] = columns.first(j + lane) - firstPixel;
+                    starts.at[static_cast<std::size_t>(lane)] = columns.first(j + lane) - firstPixel;
+                starts.distance = j + lanes <= columns.noRegular() ? length : 0;
                 for (Rest rest = group(starts, length, out), lane = 0; rest != 0; rest >>= 1, ++lane)
                     if (rest & 1u)
-                        out[lane] = one(starts[lane], length);
+                        out[lane] = one(starts.at[lane], length);
                 j += lanes - 1;
                 out += lanes - 1;
             } else {
@@ -188,7 +207,7 @@ private:
         double means[lanes] = {};
         for (std::int64_t y = 0; y < pixels.rows; ++y)
             for (std::int64_t x = 0; x < length; ++x) {
-                kernels::gather(pixels.row(y) + x, starts.data(), values);
+                gather(pixels.row(y) + x, starts, values);
                 kernels::addToMeans(values, counts, means);
             }
         for (std::ptrdiff_t lane = 0; lane < lanes; ++lane)
@@ -212,10 +231,10 @@ private:
                      float* out) const override
     {
         float values[lanes];
-        kernels::gather(pixels.row(0), starts.data(), out);
+        gather(pixels.row(0), starts, out);
         for (std::int64_t y = 0; y < pixels.rows; ++y)
             for (std::int64_t x = 0; x < length; ++x) {
-                kernels::gather(pixels.row(y) + x, starts.data(), values);
+                gather(pixels.row(y) + x, starts, values);
                 Fold(values, out);
             }
         return 0;
@@ -324,7 +343,13 @@ public:
             return reduceBlock({block.data(), length, pixels.rows}, length);
         };
         const auto group = [&](const Starts& starts, std::int64_t length, float* results) {
-            return reduceGroup(pixels, alpha, starts, length, results);
+            const std::int64_t width = starts.at.back() + length - starts.at.front();
+            const bool opaque = !alpha || isOpaque(*alpha, starts.at.front(), width);
+            if (!opaque && isTransparent(*alpha, starts.at.front(), width)) {
+                std::fill_n(results, lanes, noData);
+                return Rest{0};
+            }
+            return reduceGroup(pixels, opaque ? nullptr : alpha, starts, length, results);
         };
         reduceAll(columns, firstBlock, endBlock, firstPixel, out, one, group);
     }
@@ -346,6 +371,28 @@ private:
         return m_networks[static_cast<std::size_t>(places) - 2];
     }
 
+    static bool isOpaque(const Bytes& alpha, std::int64_t start, std::int64_t width)
+    {
+        for (std::int64_t y = 0; y < alpha.rows; ++y)
+            if (std::memchr(alpha.row(y) + start, 0, static_cast<std::size_t>(width)))
+                return false;
+        return true;
+    }
+
+    static bool isTransparent(const Bytes& alpha, std::int64_t start, std::int64_t width)
+    {
+        for (std::int64_t y = 0; y < alpha.rows; ++y)
+            if (kernels::joinedBits(alpha.row(y) + start, width) != 0)
+                return false;
+        return true;
+    }
+
+    static void markTransparent(const unsigned char* alpha, const Starts& starts, std::uint8_t* bad)
+    {
+        for (std::size_t lane = 0; lane < starts.at.size(); ++lane)
+            bad[lane] = static_cast<std::uint8_t>(bad[lane] | (alpha[starts.at[lane]] == 0));
+    }
+
     static Rest restOf(const std::uint8_t* bad)
     {
         Rest rest = 0;
@@ -365,7 +412,7 @@ private:
         float* place = values;
         for (std::int64_t y = 0; y < pixels.rows; ++y)
             for (std::int64_t x = 0; x < length; ++x, place += lanes) {
-                kernels::gather(pixels.row(y) + x, starts.data(), place);
+                gather(pixels.row(y) + x, starts, place);
                 kernels::markUnordered(place, bad);
             }
         kernels::runNetwork(networkFor(places), values);
@@ -384,11 +431,9 @@ private:
         unsigned char* place = values;
         for (std::int64_t y = 0; y < pixels.rows; ++y)
             for (std::int64_t x = 0; x < length; ++x, place += lanes) {
-                kernels::gather(pixels.row(y) + x, starts.data(), place);
+                gather(pixels.row(y) + x, starts, place);
                 if (alpha)
-                    for (std::size_t lane = 0; lane < starts.size(); ++lane)
-                        bad[lane] =
-                            static_cast<std::uint8_t>(bad[lane] | (alpha->row(y)[starts[lane] + x] == 0));
+                    markTransparent(alpha->row(y) + x, starts, bad);
             }
         kernels::runNetwork(networkFor(places), values);
         std::copy_n(values + rank(static_cast<std::size_t>(places)) * lanes, lanes, out);

@@ -76,19 +76,26 @@ struct Axis
     int offset;
 };
 
+/// How far a part reaches beyond what it samples: farther than a tile does, so that no cut can be seen in bytes.
+std::int64_t reachOfPart(const GaussStep& step)
+{
+    return step.margin + (step.margin + 1) / 2;
+}
+
 std::vector<GaussPart> cutAxis(const Axis& axis, std::int64_t noParts, const GaussStep& step)
 {
+    const std::int64_t reach = reachOfPart(step);
     std::vector<GaussPart> parts;
     for (std::int64_t k = 0; k < noParts; ++k) {
         GaussPart part{axis.results * k / noParts, axis.results * (k + 1) / noParts, 0, axis.pixels};
         if (part.firstResult == part.endResult)
             continue;
         if (part.firstResult > 0)
-            part.firstPixel = std::max<std::int64_t>(
-                0, samplePosition(part.firstResult, step.factor, axis.offset) - step.margin);
+            part.firstPixel =
+                std::max<std::int64_t>(0, samplePosition(part.firstResult, step.factor, axis.offset) - reach);
         if (part.endResult < axis.results)
             part.endPixel = std::min(
-                axis.pixels, samplePosition(part.endResult - 1, step.factor, axis.offset) + 1 + step.margin);
+                axis.pixels, samplePosition(part.endResult - 1, step.factor, axis.offset) + 1 + reach);
         parts.push_back(part);
     }
     return parts;
@@ -113,21 +120,21 @@ GaussParts cutIntoParts(const GaussStep& step, std::size_t noBands, std::size_t 
     const Axis columns{step.columns,
                        std::int64_t{step.readBox.max_corner().x()} - step.readBox.min_corner().x(),
                        step.xOffset};
-    // The pixels of all bands, what is left of one band after the first direction, the results and a mask.
+    // The pixels of all bands, what is left of one band after the first direction, and the results.
     const double kept = 1.0 / step.factor;
-    const auto bands = static_cast<double>(noBands);
-    const double bytes = bands * static_cast<double>(sampleBytes) + sizeof(float) * kept +
-                         (bands * sizeof(float) + 1) * kept * kept;
+    const double samples = static_cast<double>(noBands) * static_cast<double>(sampleBytes);
+    const double bytes = samples * (1.0 + kept * kept) + sizeof(float) * kept;
     const auto most = static_cast<std::int64_t>(mostBytes / bytes);
     // Lower parts would consist of margins above all.
-    const std::int64_t lowest = 8 * step.margin + blockHeight;
+    const std::int64_t reach = reachOfPart(step);
+    const std::int64_t lowest = 8 * reach + blockHeight;
     const std::int64_t noColumns =
-        rows.pixels * columns.pixels <= most ? 1 : partsNeeded(columns.pixels, step.margin, most / lowest);
-    const std::int64_t widest = std::min(columns.pixels, columns.pixels / noColumns + 2 * step.margin + 1);
+        rows.pixels * columns.pixels <= most ? 1 : partsNeeded(columns.pixels, reach, most / lowest);
+    const std::int64_t widest = std::min(columns.pixels, columns.pixels / noColumns + 2 * reach + 1);
     std::int64_t highest = most / std::max<std::int64_t>(widest, 1);
     if (highest < rows.pixels)
         highest -= blockHeight;
-    const std::int64_t noRows = partsNeeded(rows.pixels, step.margin, std::max(highest, 4 * step.margin));
+    const std::int64_t noRows = partsNeeded(rows.pixels, reach, std::max(highest, 4 * reach));
     return {cutAxis(rows, noRows, step), cutAxis(columns, noColumns, step)};
 }
 

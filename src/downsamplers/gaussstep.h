@@ -55,9 +55,8 @@ struct GaussParts
 };
 
 /// Cuts a tile into parts that take at most `mostBytes` each: into rows of parts, and into columns too where
-/// those would be low. A tile that takes no more stays whole. Parts reach the margin beyond the pixels that
-/// they sample, so that neighbours overlap by twice as much; what lies farther away counts by less than a
-/// ten-thousandth.
+/// those would be low. A tile that takes no more stays whole. Parts reach one and a half margins beyond the
+/// pixels that they sample; what lies farther away counts by less than a hundred-thousandth.
 ///
 /// @param noBands     number of bands, which are kept together.
 /// @param sampleBytes of a pixel of one band.

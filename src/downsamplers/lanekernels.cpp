@@ -69,6 +69,24 @@ void gather(const unsigned char* row, const std::int64_t* start, unsigned char* 
         out[lane] = row[start[lane]];
 }
 
+VEXEL_MULTIVERSION void gatherRegular(const float* __restrict row, std::ptrdiff_t length,
+                                      float* __restrict out)
+{
+    withLength(length, [&](auto n) {
+        for (std::ptrdiff_t lane = 0; lane < lanes; ++lane)
+            out[lane] = row[lane * n];
+    });
+}
+
+VEXEL_MULTIVERSION void gatherRegular(const unsigned char* __restrict row, std::ptrdiff_t length,
+                                      unsigned char* __restrict out)
+{
+    withLength(length, [&](auto n) {
+        for (std::ptrdiff_t lane = 0; lane < lanes; ++lane)
+            out[lane] = row[lane * n];
+    });
+}
+
 VEXEL_MULTIVERSION void addToMeans(const float* __restrict values, double* __restrict counts,
                                    double* __restrict means)
 {
@@ -201,6 +219,14 @@ VEXEL_MULTIVERSION void markUnordered(const float* __restrict values, std::uint8
         const bool ordered = values[lane] >= firstValidFloat && bits != 0x80000000u;
         bad[lane] = static_cast<std::uint8_t>(bad[lane] | (ordered ? 0 : 1));
     }
+}
+
+VEXEL_MULTIVERSION unsigned char joinedBits(const unsigned char* row, std::ptrdiff_t width)
+{
+    unsigned char bits = 0;
+    for (std::ptrdiff_t x = 0; x < width; ++x)
+        bits = static_cast<unsigned char>(bits | row[x]);
+    return bits;
 }
 
 std::vector<Comparator> selectionNetwork(std::size_t n, std::size_t k)

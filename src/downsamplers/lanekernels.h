@@ -17,6 +17,10 @@ constexpr std::ptrdiff_t lanes = 32;
 void gather(const float* row, const std::int64_t* start, float* out);
 void gather(const unsigned char* row, const std::int64_t* start, unsigned char* out);
 
+/// The same for lanes that start `length` pixels apart: out[lane] := row[lane * length]
+void gatherRegular(const float* row, std::ptrdiff_t length, float* out);
+void gatherRegular(const unsigned char* row, std::ptrdiff_t length, unsigned char* out);
+
 /// One step of the running mean of each lane: values not below -9999.999 enter it.
 void addToMeans(const float* values, double* counts, double* means);
 
@@ -54,6 +58,9 @@ void highestOfBlocks(const unsigned char* highest, std::ptrdiff_t length, std::p
 
 /// bad[lane] |= 1 where a plain comparison would not order the value: below -9999.999 as a float, NaN, or -0.
 void markUnordered(const float* values, std::uint8_t* bad);
+
+/// The bits that any of the bytes has.
+unsigned char joinedBits(const unsigned char* row, std::ptrdiff_t width);
 
 /// An exchange that puts the smaller value of two places first.
 struct Comparator

@@ -16,6 +16,7 @@ namespace vexel {
 namespace {
 
 using Handle = std::shared_ptr<GDALStreamer::gdal_t>;
+using Code = StreamError::Code;
 
 /// Product and sum in 32 bits that wrap around.
 int cellStart(int cell, int cellSize)
@@ -83,10 +84,34 @@ GDALStreamer::~GDALStreamer()
     close();
 }
 
+bool GDALStreamer::fail(Code code, const QString& text) const
+{
+    m_lastError = {code, m_path, text};
+    return false;
+}
+
+bool GDALStreamer::failIn(const gdal_t& file) const
+{
+    m_lastError = file.error;
+    return false;
+}
+
+bool GDALStreamer::openEither(const QString& path, bool readOnly)
+{
+    if (openRead(path, GdalFileType::SingleFile, readOnly))
+        return true;
+    const StreamError asFile = m_lastError;
+    if (openRead(path, GdalFileType::TileSet, readOnly))
+        return true;
+    // That there are no tile files does not tell why the file cannot be opened.
+    if (m_lastError.code == Code::CannotOpen)
+        m_lastError = asFile;
+    return false;
+}
+
 bool GDALStreamer::openRead(const QString& path)
 {
-    return openRead(path, GdalFileType::SingleFile, /*readOnly=*/true) ||
-           openRead(path, GdalFileType::TileSet, /*readOnly=*/true);
+    return openEither(path, /*readOnly=*/true);
 }
 
 bool GDALStreamer::openRead(const QString& path, GdalFileType ftype)
@@ -96,8 +121,7 @@ bool GDALStreamer::openRead(const QString& path, GdalFileType ftype)
 
 bool GDALStreamer::openUpdate(const QString& path)
 {
-    return openRead(path, GdalFileType::SingleFile, /*readOnly=*/false) ||
-           openRead(path, GdalFileType::TileSet, /*readOnly=*/false);
+    return openEither(path, /*readOnly=*/false);
 }
 
 bool GDALStreamer::openUpdate(const QString& path, GdalFileType ftype)
@@ -109,6 +133,7 @@ bool GDALStreamer::openRead(const QString& path, GdalFileType ftype, bool readOn
 {
     const GDALMutex lock;
     clear();
+    m_lastError = StreamError();
     m_path = path;
     m_ftype = ftype;
     const bool filesOpened =
@@ -123,10 +148,10 @@ bool GDALStreamer::openSingleFile(const QString& path, bool readOnly)
 {
     auto file = std::make_shared<gdal_t>();
     if (!file->openRead(path, readOnly))
-        return false;
+        return failIn(*file);
     m_workspace.merge(file->workspace);
     if (!m_workspace.createTiles(file->width(), file->height()))
-        return false;
+        return fail(Code::UnsupportedType, "The raster has no pixels in integer map units");
     m_files.push_back(std::move(file));
     return true;
 }
@@ -135,15 +160,17 @@ bool GDALStreamer::openTileSet(const QString& path, bool readOnly)
 {
     const OpenedTiles opened = openTiles(path, readOnly);
     if (opened.maxWidth < 1 || opened.maxHeight < 1)
-        return false;
+        return fail(Code::CannotOpen, "There are no tile files");
     m_workspace.merge(opened.extent);
     // Counted before it is cut: files that lie far apart would make a grid of any size.
-    if (tilegrid::tileCount(m_workspace, opened.maxWidth, opened.maxHeight) != opened.files.size() ||
-        !m_workspace.createTiles(opened.maxWidth, opened.maxHeight))
-        return false;
+    const std::uint64_t cells = tilegrid::tileCount(m_workspace, opened.maxWidth, opened.maxHeight);
+    if (cells != opened.files.size() || !m_workspace.createTiles(opened.maxWidth, opened.maxHeight))
+        return fail(Code::IncompleteSet,
+                    QString("%1 tile files for a grid of %2 tiles").arg(opened.files.size()).arg(cells));
     for (const std::size_t i : tilegrid::orderByGrid(m_workspace, opened.places))
         m_files.push_back(opened.files[i]);
-    return m_files.size() == m_workspace.noTiles();
+    return m_files.size() == m_workspace.noTiles() ||
+           fail(Code::IncompleteSet, "Tile files have other places or sizes than the grid has");
 }
 
 bool GDALStreamer::takeDescriptionFromFiles()
@@ -152,9 +179,13 @@ bool GDALStreamer::takeDescriptionFromFiles()
     m_noBands = first.noBands;
     m_noPages = first.noPages;
     m_dtype = first.dtype;
-    return std::all_of(m_files.begin(), m_files.end(), [&](const Handle& file) {
-        return file->noBands == m_noBands && file->dtype == m_dtype;
-    });
+    for (const Handle& file : m_files)
+        if (file->noBands != m_noBands || file->dtype != m_dtype) {
+            m_lastError = {Code::IncompleteSet, file->path,
+                           "Bands or pixel type differ from the first tile's"};
+            return false;
+        }
+    return true;
 }
 
 bool GDALStreamer::openWrite(const QString& path, std::uint64_t noBands, DataType dtype, const Workspace& ws,
@@ -164,12 +195,13 @@ bool GDALStreamer::openWrite(const QString& path, std::uint64_t noBands, DataTyp
     const GDALMutex lock;
     const Workspace extent = ws; // the caller may pass this set's own
     clear();
+    m_lastError = StreamError();
     m_path = path;
     m_ftype = ftype;
     const bool tiled = ftype == GdalFileType::TileSet;
     if (path.isEmpty() || extent.pixelWidth() < 1 || extent.pixelHeight() < 1 ||
         (tiled && (tileWidth < 1 || tileHeight < 1)))
-        return false;
+        return fail(Code::BadArgument);
 
     m_noBands = noBands;
     m_dtype = dtype;
@@ -201,7 +233,7 @@ bool GDALStreamer::appendForWriting(const QString& file, const Workspace& extent
     handle->oneOfMany = m_ftype == GdalFileType::TileSet;
     if (!handle->openWrite(file, m_noBands, m_dtype, extent, projWKT, projTime, software)) {
         clear();
-        return false;
+        return failIn(*handle);
     }
     m_files.push_back(std::move(handle));
     return true;
@@ -211,45 +243,64 @@ void GDALStreamer::cleanTileFiles(const QString& path) const
 {
     for (const TileFile& tile : tileFilesOf(path)) {
         const gdal_t old(tile.path);
-        file::remove(old.path);
+        removeRasterFile(old.path);
         file::remove(old.tfwpath);
         file::remove(old.prjpath);
-        file::remove(old.tmppath);
+        removeWorkingFiles(old.path);
+    }
+    for (const QString& tile : cutOffTilesOf(path)) {
+        const gdal_t old(tile);
+        file::remove(old.tfwpath);
+        file::remove(old.prjpath);
+        removeWorkingFiles(old.path);
     }
 }
 
 bool GDALStreamer::close()
 {
     const GDALMutex lock;
-    for (const Handle& file : m_files)
+    m_lastError = StreamError();
+    for (const Handle& file : m_files) {
         file->close();
-    m_files.clear();
+        if (!m_lastError)
+            m_lastError = file->error;
+    }
+    letFilesGo();
     return true;
 }
 
 void GDALStreamer::discard()
 {
     const GDALMutex lock;
+    m_lastError = StreamError();
     for (const Handle& file : m_files)
         file->discard();
-    m_files.clear();
+    letFilesGo();
 }
 
 bool GDALStreamer::close(std::uint64_t i)
 {
     const GDALMutex lock;
+    m_lastError = StreamError();
     return _close(i);
 }
 
 bool GDALStreamer::_close(std::uint64_t i)
 {
-    return i < m_files.size() && m_files[i]->close();
+    if (i >= m_files.size())
+        return fail(Code::NotOpen);
+    m_files[i]->close();
+    m_lastError = m_files[i]->error;
+    return true;
 }
 
 bool GDALStreamer::open(std::uint64_t i)
 {
     const GDALMutex lock;
-    return i < m_files.size() && m_files[i]->reopen();
+    m_lastError = StreamError();
+    if (i >= m_files.size())
+        return fail(Code::NotOpen);
+    return m_files[i]->reopen() || failIn(*m_files[i]);
 }
 
 void GDALStreamer::clear()
@@ -258,6 +309,12 @@ void GDALStreamer::clear()
     m_noPages = 0;
     m_dtype = DataType::Unknown;
     m_workspace = Workspace();
+    letFilesGo();
+}
+
+void GDALStreamer::letFilesGo()
+{
+    m_keptFiles.clear();
     m_files.clear();
 }
 
@@ -310,6 +367,14 @@ bool GDALStreamer::opened(std::uint64_t i) const
 GDALDataset* GDALStreamer::data(std::uint64_t i) const
 {
     return file(i) ? file(i)->dataset : nullptr;
+}
+
+double GDALStreamer::georeferenceLoss() const
+{
+    double loss = 0.0;
+    for (const Handle& file : m_files)
+        loss = file->georeferenceLoss <= loss ? loss : file->georeferenceLoss; // NaN stays
+    return loss;
 }
 
 int GDALStreamer::blockWidth() const
@@ -422,12 +487,18 @@ bool GDALStreamer::readRGBA(PixelMatrix<unsigned int>& out, const PixelBox& box,
 
 bool GDALStreamer::writeRGB(const PixelMatrix<unsigned int>& in, const PixelBox& box) const
 {
-    return m_noBands == 3 && write(in, rgb_band(), box);
+    m_lastError = StreamError();
+    if (m_noBands != 3)
+        return fail(Code::NoSuchBand);
+    return write(in, rgb_band(), box);
 }
 
 bool GDALStreamer::writeRGBA(const PixelMatrix<unsigned int>& in, const PixelBox& box) const
 {
-    return m_noBands == 4 && write(in, rgba_band(), box);
+    m_lastError = StreamError();
+    if (m_noBands != 4)
+        return fail(Code::NoSuchBand);
+    return write(in, rgba_band(), box);
 }
 
 } // namespace vexel

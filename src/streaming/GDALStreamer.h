@@ -8,6 +8,7 @@
 #include "../workspace/geometry.h"
 #include "GDALMutex.h"
 #include "GdalFileType.h"
+#include "StreamError.h"
 
 #include <QString>
 
@@ -26,12 +27,13 @@ namespace vexel {
 ///
 /// Pixel boxes are in pixels of the whole raster, row 0 northernmost, half-open. A raster being written is
 /// completed (compressed, with world and projection file beside it) by `close()`, or at the latest by the
-/// destructor; read it back to learn whether it is whole, since neither reports a file that could not be
-/// completed other than by a logged error.
+/// destructor. A file comes to be at its path in one go, once all of it has reached the disk: one that could not
+/// be completed is not there, an error is logged, and after `close()` `lastError()` has the reason.
 ///
 /// A set belongs to one thread at a time. Opening, closing and pixel transfers hold the GDAL lock
 /// (`GDALMutex`), so that different sets may be used from different threads; the rest takes no lock.
-/// Operations report failure by their result and log nothing of their own; the set stays in a defined state.
+/// Operations report failure by their result and log nothing of their own; the set stays in a defined state,
+/// and `lastError()` has the reason.
 /// Files are opened for each transfer and released after it: a set of many files holds few descriptors.
 class VEXEL_EXPORT GDALStreamer
 {
@@ -126,6 +128,10 @@ public:
     /// files that the set has now.
     void setJPEGQuality(int quality);
 
+    /// Why the last operation of the set that opens, closes or transfers failed: of `close()` and `discard()`, which
+    /// are always true, why a file could not be completed. No error if it did not.
+    const StreamError& lastError() const { return m_lastError; }
+
     /// The path of the last open call; for tile files the one that they are named from.
     const QString& path() const { return m_path; }
     std::uint64_t noBands() const { return m_noBands; }
@@ -143,6 +149,10 @@ public:
     /// Size in pixels.
     int width() const { return m_workspace.pixelWidth(); }
     int height() const { return m_workspace.pixelHeight(); }
+
+    /// How far a corner of a file lies at most from where its extent has it, in pixels: more than about half a
+    /// pixel where a rotation was dropped, pixels are not square, or their size is no whole number of map units.
+    double georeferenceLoss() const;
 
     /// Size in pixels of the blocks that the first file is decoded by, 0 for a set being written. Boxes
     /// aligned to them decode nothing twice.
@@ -252,7 +262,10 @@ private:
     static std::size_t rgb_band() { return 100003; }
     static std::size_t rgba_band() { return 100004; }
 
+    bool fail(StreamError::Code code, const QString& text = QString()) const;
+    bool failIn(const gdal_t& file) const;
     bool openRead(const QString& path, GdalFileType ftype, bool readOnly);
+    bool openEither(const QString& path, bool readOnly);
     bool openSingleFile(const QString& path, bool readOnly);
     bool openTileSet(const QString& path, bool readOnly);
     bool takeDescriptionFromFiles();
@@ -260,6 +273,7 @@ private:
                           const QString& projTime, const QString& software);
     void cleanTileFiles(const QString& path) const;
     void clear();
+    void letFilesGo();
     bool _close(std::uint64_t i);
     const gdal_t* file(std::uint64_t i) const;
 
@@ -285,6 +299,7 @@ private:
     GdalFileType m_ftype = GdalFileType::SingleFile;
     Workspace m_workspace;
     std::vector<std::shared_ptr<gdal_t>> m_files;
+    mutable StreamError m_lastError;
     mutable int m_keepers = 0;
     mutable std::vector<std::shared_ptr<gdal_t>> m_keptFiles; // the one kept longest first
 };
@@ -414,7 +429,9 @@ struct VEXEL_EXPORT GDALStreamer::gdal_t
     std::int32_t jpegQuality = 95;      ///< for the JPEG driver
     int blockWidth = 0;                 ///< columns that a file being read decodes at a time
     int blockHeight = 0;                ///< rows that it decodes at a time
+    double georeferenceLoss = 0.0;      ///< what the set's function of that name tells, of this file
     bool oneOfMany = false;             ///< in a set of tile files, whose folder is not worth listing
+    StreamError error;                  ///< why the last operation failed, or a file could not be completed
 
 private:
     bool m_finalised = false; // since it was opened for writing
@@ -426,6 +443,7 @@ private:
     bool createWorkingDataset();
     void finaliseImage();
     void finaliseGeoTiff();
+    void removeSideFiles();
     void releaseDataset();
 };
 
@@ -453,11 +471,14 @@ template <class T>
 bool GDALStreamer::read(PixelMatrix<T>& out, std::size_t band, const PixelBox& box, double scale, bool fill,
                         std::common_type_t<T> fillValue) const
 {
+    m_lastError = StreamError();
     const PixelBox request = orWholeSet(box);
     Eigen::Index rows = 0;
     Eigen::Index columns = 0;
-    if (!opened() || !scaledSize(request, scale, rows, columns))
-        return false;
+    if (!opened())
+        return fail(StreamError::Code::NotOpen);
+    if (!scaledSize(request, scale, rows, columns))
+        return fail(StreamError::Code::BadArgument);
     out.resize(rows, columns);
     if (fill)
         out.setConstant(fillValue);
@@ -477,12 +498,13 @@ bool GDALStreamer::read(PixelMatrix<T>& out, std::size_t band, const PixelBox& b
         if (targetColumns <= 0 || targetRows <= 0)
             continue;
         const bool coversAll = tiles.size() == 1 && targetRows == rows && targetColumns == columns;
+        gdal_t& file = fileToRead(tiles[k]);
         if (coversAll)
-            return fileToRead(tiles[k]).read(out, band, sources[k], targetColumns, targetRows);
+            return file.read(out, band, sources[k], targetColumns, targetRows) || failIn(file);
         // A packed colour read leaves bytes of its matrix alone.
         scratch.setZero(targetRows, targetColumns);
-        if (!fileToRead(tiles[k]).read(scratch, band, sources[k], targetColumns, targetRows))
-            return false;
+        if (!file.read(scratch, band, sources[k], targetColumns, targetRows))
+            return failIn(file);
         out.block(target.min_corner().y(), target.min_corner().x(), targetRows, targetColumns) = scratch;
     }
     return true;
@@ -492,11 +514,14 @@ template <class T>
 bool GDALStreamer::readBands(PixelMatrix<T>& out, const std::vector<int>& bands, const PixelBox& box,
                              double scale, bool fill, std::common_type_t<T> fillValue) const
 {
+    m_lastError = StreamError();
     const PixelBox request = orWholeSet(box);
     Eigen::Index rows = 0;
     Eigen::Index columns = 0;
-    if (!opened() || !scaledSize(request, scale, rows, columns))
-        return false;
+    if (!opened())
+        return fail(StreamError::Code::NotOpen);
+    if (!scaledSize(request, scale, rows, columns))
+        return fail(StreamError::Code::BadArgument);
     out.resize(static_cast<Eigen::Index>(bands.size()) * rows, columns);
     if (fill)
         out.setConstant(fillValue);
@@ -507,11 +532,15 @@ template <class T>
 bool GDALStreamer::readBands(const BandPixels<T>& out, const std::vector<int>& bands,
                              const PixelBox& box) const
 {
+    m_lastError = StreamError();
     const PixelBox request = orWholeSet(box);
     Eigen::Index rows = 0;
     Eigen::Index columns = 0;
-    return opened() && scaledSize(request, 1.0, rows, columns) && rows == out.rows &&
-           columns == out.columns && readPieces(out, bands, request, 1.0);
+    if (!opened())
+        return fail(StreamError::Code::NotOpen);
+    if (!scaledSize(request, 1.0, rows, columns) || rows != out.rows || columns != out.columns)
+        return fail(StreamError::Code::BadArgument);
+    return readPieces(out, bands, request, 1.0);
 }
 
 template <class T>
@@ -526,9 +555,11 @@ bool GDALStreamer::readPieces(const BandPixels<T>& out, const std::vector<int>& 
     const GDALMutex lock;
     for (std::size_t k = 0; k < tiles.size(); ++k) {
         const BandPixels<T> target = detail::partOf(out, targets[k]);
-        if (target.rows > 0 && target.columns > 0 &&
-            !fileToRead(tiles[k]).readBands(target, bands, sources[k]))
-            return false;
+        if (target.rows <= 0 || target.columns <= 0)
+            continue;
+        gdal_t& file = fileToRead(tiles[k]);
+        if (!file.readBands(target, bands, sources[k]))
+            return failIn(file);
     }
     return true;
 }
@@ -539,8 +570,11 @@ bool GDALStreamer::write(const PixelMatrix<T>& in, std::size_t band, const Pixel
     std::vector<std::size_t> tiles;
     std::vector<PixelBox> inFiles;
     std::vector<PixelBox> inMatrix;
-    if (!opened() || !map(orOverlap(box, in.rows(), in.cols()), tiles, inFiles, inMatrix, 1.0))
-        return false;
+    m_lastError = StreamError();
+    if (!opened())
+        return fail(StreamError::Code::NotOpen);
+    if (!map(orOverlap(box, in.rows(), in.cols()), tiles, inFiles, inMatrix, 1.0))
+        return fail(StreamError::Code::BadArgument);
 
     const GDALMutex lock;
     PixelMatrix<T> scratch;
@@ -554,7 +588,7 @@ bool GDALStreamer::write(const PixelMatrix<T>& in, std::size_t band, const Pixel
         if (!isAll)
             scratch = in.block(piece.min_corner().y(), piece.min_corner().x(), rows, columns);
         if (!m_files[tiles[k]]->write(isAll ? in : scratch, band, inFiles[k]))
-            return false;
+            return failIn(*m_files[tiles[k]]);
     }
     return true;
 }
@@ -564,8 +598,9 @@ bool GDALStreamer::writeBands(const PixelMatrix<T>& in, const std::vector<int>& 
                               const PixelBox& box) const
 {
     const auto noBands = static_cast<Eigen::Index>(bands.size());
-    return noBands > 0 && in.rows() % noBands == 0 &&
-           writeBands(detail::stacked(in.data(), in.rows() / noBands, in.cols()), bands, box);
+    if (noBands == 0 || in.rows() % noBands != 0)
+        return fail(StreamError::Code::BadArgument);
+    return writeBands(detail::stacked(in.data(), in.rows() / noBands, in.cols()), bands, box);
 }
 
 template <class T>
@@ -575,15 +610,17 @@ bool GDALStreamer::writeBands(const BandPixels<const T>& in, const std::vector<i
     std::vector<std::size_t> tiles;
     std::vector<PixelBox> inFiles;
     std::vector<PixelBox> inMatrix;
-    if (!opened() || bands.empty() ||
-        !map(orOverlap(box, in.rows, in.columns), tiles, inFiles, inMatrix, 1.0))
-        return false;
+    m_lastError = StreamError();
+    if (!opened())
+        return fail(StreamError::Code::NotOpen);
+    if (bands.empty() || !map(orOverlap(box, in.rows, in.columns), tiles, inFiles, inMatrix, 1.0))
+        return fail(StreamError::Code::BadArgument);
 
     const GDALMutex lock;
     for (std::size_t k = 0; k < tiles.size(); ++k)
         if (clipToMatrix(inFiles[k], inMatrix[k], in.rows, in.columns) &&
             !m_files[tiles[k]]->writeBands(detail::partOf(in, inMatrix[k]), bands, inFiles[k]))
-            return false;
+            return failIn(*m_files[tiles[k]]);
     return true;
 }
 

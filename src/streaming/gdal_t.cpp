@@ -1,24 +1,19 @@
-#include "companion/CommandOptions.h"
 #include "companion/datasetinfo.h"
 #include "companion/file.h"
-#include "companion/gdaldrivers.h"
-#include "companion/geo.h"
 #include "companion/imageformat.h"
 #include "companion/log.h"
 #include "companion/sidepaths.h"
-#include "streaming/GDALStreamer.h"
+#include "streaming/failures.h"
+#include "streaming/gdaldataset.h"
+#include "streaming/gdalmessages.h"
 #include "streaming/georeference.h"
 #include "streaming/pixeltypes.h"
 #include "streaming/writetargets.h"
-#include "utilities/sidefiles.h"
 
 #include <gdal_priv.h>
-#include <gdal_utils.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <limits>
-#include <memory>
 #include <utility>
 #include <vector>
 
@@ -27,18 +22,6 @@ namespace vexel {
 namespace {
 
 constexpr double noData = -10000.0;
-
-struct CloseDataset
-{
-    void operator()(GDALDataset* dataset) const { GDALClose(dataset); }
-};
-using Dataset = std::unique_ptr<GDALDataset, CloseDataset>;
-
-struct FreeTranslateOptions
-{
-    void operator()(GDALTranslateOptions* options) const { GDALTranslateOptionsFree(options); }
-};
-using TranslateOptions = std::unique_ptr<GDALTranslateOptions, FreeTranslateOptions>;
 
 /// While it lives, GDAL looks for the side files of what it opens one by one, unless the application has said
 /// what it wants. Otherwise it lists the folder first for each file, which takes far longer than opening one
@@ -66,17 +49,7 @@ private:
     bool m_isSet;
 };
 
-Dataset openDataset(const QString& path, GDALAccess access)
-{
-    gdal::registerDrivers();
-    return Dataset(GDALDataset::FromHandle(GDALOpen(path.toUtf8().constData(), access)));
-}
-
-void logMessage(log::level level, std::size_t line, const QString& text)
-{
-    log::LogStreamer(log::defaultLogSource(), level, QString(), log::FileAndLine("GDALStreamer", line))
-        << text;
-}
+using Code = StreamError::Code;
 
 void warnAboutPixelShape(const Geotransform& geotransform)
 {
@@ -93,13 +66,15 @@ void warnAboutEmptyExtent(const QString& path, const Geotransform& geotransform)
         << ", dy = " << geotransform[5];
 }
 
-Workspace extentOf(GDALDataset& dataset, const QString& path)
+Workspace extentOf(GDALDataset& dataset, const QString& path, double& loss)
 {
     const int columns = dataset.GetRasterXSize();
     const int rows = dataset.GetRasterYSize();
     Geotransform geotransform{};
+    loss = 0.0;
     if (dataset.GetGeoTransform(geotransform.data()) != CE_None)
         return Workspace(0, 0, columns, rows, 1);
+    loss = lossOfGeotransform(geotransform, columns, rows);
     if (hasSuspiciousPixelShape(geotransform))
         warnAboutPixelShape(geotransform);
     Workspace extent = workspaceOfGeotransform(geotransform, columns, rows);
@@ -145,65 +120,6 @@ bool setNoDataValues(GDALDataset& dataset, DataType dtype)
     return dataset.GetRasterCount() == 1 || fillAll(dataset, noData);
 }
 
-void appendTranslateArguments(gdal::CommandOptions& arguments, const GDALStreamer::gdal_t& file,
-                              bool standardWkt)
-{
-    if (standardWkt)
-        arguments << "-a_srs" << file.prjpath;
-    if (!file.projTime.isEmpty())
-        arguments << "-mo"
-                  << "TIFFTAG_DATETIME=" + file.projTime;
-    arguments << "-mo"
-              << "TIFFTAG_SOFTWARE=" + file.software;
-    arguments << "-q";
-    arguments << "-co"
-              << "BIGTIFF=IF_SAFER";
-    arguments << "-co"
-              << "COMPRESS=LZW";
-    const bool floating = file.dtype == DataType::Float32 || file.dtype == DataType::Float64;
-    arguments << "-co" << (floating ? "PREDICTOR=3" : "PREDICTOR=2");
-    if (file.noBands == 3 || file.noBands == 4)
-        arguments << "-co"
-                  << "PHOTOMETRIC=RGB";
-    if (file.noBands == 4)
-        arguments << "-co"
-                  << "ALPHA=YES";
-}
-
-bool moveFile(const QString& from, const QString& to)
-{
-    namespace fs = std::filesystem;
-    std::error_code error;
-    fs::rename(fs::u8path(from.toUtf8().toStdString()), fs::u8path(to.toUtf8().toStdString()), error);
-    return !error;
-}
-
-/// Translates `source` to `target` in full, or leaves no target. Tells what went wrong through `usageError`
-/// too.
-bool translateFile(const QString& source, const QString& target, const gdal::CommandOptions& arguments,
-                   int& usageError)
-{
-    // GDAL 3 guesses the format by the target's ending; under this name it is a GeoTIFF whatever the target
-    // is called.
-    const QString unfinished = target + "_new_tmp.tif";
-    const TranslateOptions options(GDALTranslateOptionsNew(arguments.options(), nullptr));
-    // Without options GDAL would copy the raster as it is, and report no error.
-    usageError = options ? 0 : 1;
-    bool translated = false;
-    if (options) {
-        const Dataset working = openDataset(source, GA_ReadOnly);
-        // A working file that is gone goes on as a null source, which GDAL calls a usage error.
-        const Dataset result(GDALDataset::FromHandle(GDALTranslate(unfinished.toUtf8().constData(),
-                                                                   GDALDataset::ToHandle(working.get()),
-                                                                   options.get(), &usageError)));
-        translated = result != nullptr;
-    }
-    if (translated && moveFile(unfinished, target))
-        return true;
-    file::remove(unfinished);
-    return false;
-}
-
 } // namespace
 
 GDALStreamer::gdal_t::gdal_t(const QString& file)
@@ -234,27 +150,29 @@ bool GDALStreamer::gdal_t::openRead(const QString& file, bool readOnly)
     const QString source = file; // the caller may pass this handle's own path
     close();
     if (source.isEmpty())
-        return false;
+        return failFile(*this, Code::BadArgument);
     setPaths(source, source);
     noBands = 0;
     dtype = DataType::Unknown;
     mode = readOnly ? ReadOnly : Update;
     m_finalised = false;
 
+    const GdalMessages messages;
     const SideFilesOneByOne oneByOne(oneOfMany);
     dataset = openDataset(path, readOnly ? GA_ReadOnly : GA_Update).release();
     if (!dataset || dataset->GetRasterCount() < 1) {
+        const Code code = dataset ? Code::UnsupportedType : Code::CannotOpen;
         close();
-        return false;
+        return failFile(*this, code, messages.firstFailure());
     }
     noBands = static_cast<std::uint64_t>(dataset->GetRasterCount());
     noPages = gdal::countPages(*dataset);
     dataset->GetRasterBand(1)->GetBlockSize(&blockWidth, &blockHeight);
-    workspace = extentOf(*dataset, path);
+    workspace = extentOf(*dataset, path, georeferenceLoss);
     dtype = gdal::getDataType(*dataset);
     if (dtype == DataType::Unknown) {
         close();
-        return false;
+        return failFile(*this, Code::UnsupportedType);
     }
     return detach();
 }
@@ -266,7 +184,7 @@ bool GDALStreamer::gdal_t::openWrite(const QString& file, std::size_t bands, Dat
     const QString target = file;
     close();
     if (target.isEmpty())
-        return false;
+        return failFile(*this, Code::BadArgument);
     setPaths(target, workingPath(target));
     projWKT = wkt;
     projTime = time;
@@ -282,8 +200,8 @@ bool GDALStreamer::gdal_t::openWrite(const QString& file, std::size_t bands, Dat
     const QString folder = file::dirname(path);
     if (!file::exists(folder))
         file::mkdir(folder);
-    file::remove(path);
-    file::remove(tmppath);
+    removeRasterFile(path);
+    removeWorkingFiles(path);
     return true;
 }
 
@@ -295,6 +213,8 @@ bool GDALStreamer::gdal_t::reopen()
         dataset = std::exchange(m_aside, nullptr);
         return true;
     }
+    error = StreamError();
+    const GdalMessages messages;
     const SideFilesOneByOne oneByOne(oneOfMany);
     switch (mode) {
     case ReadOnly:
@@ -307,11 +227,11 @@ bool GDALStreamer::gdal_t::reopen()
         dataset = openDataset(tmppath, GA_Update).release();
         break;
     case WritePending:
-        return createWorkingDataset();
+        return createWorkingDataset() || failFile(*this, Code::CannotCreate, messages.firstFailure());
     default:
-        break;
+        return failFile(*this, Code::NotOpen);
     }
-    return dataset != nullptr;
+    return dataset || failFile(*this, Code::CannotOpen, messages.firstFailure());
 }
 
 bool GDALStreamer::gdal_t::createWorkingDataset()
@@ -357,83 +277,6 @@ void GDALStreamer::gdal_t::keepAside(bool keep)
     m_keepAside = keep;
     if (!keep && m_aside)
         GDALClose(std::exchange(m_aside, nullptr));
-}
-
-bool GDALStreamer::gdal_t::close()
-{
-    try {
-        if (mode == Written) {
-            m_finalised = true;
-            isImageFormat() ? finaliseImage() : finaliseGeoTiff();
-        }
-    } catch (...) {
-        // Called by the destructor too. A target that could not be completed is found missing.
-    }
-    releaseDataset();
-    mode = Closed;
-    return true;
-}
-
-void GDALStreamer::gdal_t::discard()
-{
-    releaseDataset();
-    if (mode == Written && !isImageFormat())
-        file::remove(tmppath);
-    if (m_finalised) {
-        file::remove(path);
-        if (!isImageFormat()) {
-            file::remove(tfwpath);
-            // Without a reference none was written: one that lies there is another raster's.
-            if (geo::isStandardWkt(projWKT))
-                file::remove(prjpath);
-        }
-    }
-    m_finalised = false;
-    mode = Closed;
-}
-
-void GDALStreamer::gdal_t::finaliseImage()
-{
-    gdal::CommandOptions options;
-    const char* driverName = nullptr; // nothing writes JPEG 2000: such a target yields no file
-    if (isPng(path)) {
-        driverName = "PNG";
-    } else if (isJpeg(path)) {
-        driverName = "JPEG";
-        options.setValueForOption(QString::number(jpegQuality, 10), "QUALITY");
-    }
-    if (!driverName)
-        return;
-    GDALDriver* driver = GetGDALDriverManager()->GetDriverByName(driverName);
-    const Dataset copy(driver && dataset
-                           ? driver->CreateCopy(path.toUtf8().constData(), dataset, /*strict=*/FALSE,
-                                                options.options(), nullptr, nullptr)
-                           : nullptr);
-    if (!copy)
-        logMessage(log::level::error, __LINE__, "Failed to write to <" + path);
-}
-
-void GDALStreamer::gdal_t::finaliseGeoTiff()
-{
-    releaseDataset();
-    try {
-        const bool standardWkt = geo::isStandardWkt(projWKT);
-        if (standardWkt)
-            gdal::savePRJ(projWKT, prjpath);
-        gdal::saveTFW(workspace, tfwpath);
-        file::remove(path);
-
-        gdal::CommandOptions arguments;
-        appendTranslateArguments(arguments, *this, standardWkt);
-        int usageError = 0;
-        if (!translateFile(tmppath, path, arguments, usageError))
-            logMessage(log::level::error, __LINE__, "Failed to write to <" + path + ">");
-        if (usageError != 0)
-            logMessage(log::level::error, __LINE__, "GDAL error " + QString::number(usageError));
-    } catch (...) {
-        // The working file goes in any case.
-    }
-    file::remove(tmppath);
 }
 
 void GDALStreamer::gdal_t::releaseDataset()

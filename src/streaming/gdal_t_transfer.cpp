@@ -1,4 +1,5 @@
-#include "streaming/GDALStreamer.h"
+#include "streaming/failures.h"
+#include "streaming/gdalmessages.h"
 #include "streaming/pixeltypes.h"
 
 #include <gdal_priv.h>
@@ -23,6 +24,8 @@ constexpr unsigned int opaque = 0xFF000000u;
 /// In memory order a packed pixel is blue, green, red, alpha.
 constexpr std::array<int, 4> bandsInMemoryOrder{3, 2, 1, 4};
 
+using Code = StreamError::Code;
+
 /// Releases the dataset when a transfer ends, however it ends.
 class ReleaseAfterTransfer
 {
@@ -35,6 +38,39 @@ public:
 private:
     Handle& m_handle;
 };
+
+/// Notes that a transfer failed with what GDAL said, unless a better reason has been noted.
+bool failTransfer(Handle& handle, Code code, const GdalMessages& messages)
+{
+    return handle.error ? false : failFile(handle, code, messages.firstFailure());
+}
+
+/// Does `work()` with the dataset open.
+template <class Work>
+bool readTransfer(Handle& handle, const Work& work)
+{
+    handle.error = StreamError();
+    const GdalMessages messages;
+    const ReleaseAfterTransfer release(handle);
+    return (handle.reopen() && work()) || failTransfer(handle, Code::CannotRead, messages);
+}
+
+/// The same for what writes. A full disk shows only when the dataset is released.
+template <class Work>
+bool writeTransfer(Handle& handle, const Work& work)
+{
+    handle.error = StreamError();
+    GdalMessages messages;
+    bool written = false;
+    {
+        const ReleaseAfterTransfer release(handle);
+        written = handle.reopen() && work();
+        if (written)
+            messages.ignoreSoFar();
+    }
+    written = written && !messages.tellOfFailure();
+    return written || failTransfer(handle, Code::CannotWrite, messages);
+}
 
 /// A box as RasterIO takes it.
 struct Window
@@ -57,11 +93,28 @@ bool windowOf(const PixelBox& box, Window& window)
     return true;
 }
 
+/// `windowOf` with the reason noted.
+bool windowIn(Handle& handle, const PixelBox& box, Window& window)
+{
+    return windowOf(box, window) || failFile(handle, Code::BadArgument);
+}
+
+bool hasBand(const Handle& handle, std::size_t band)
+{
+    return handle.dataset && band >= 1 && band <= handle.noBands;
+}
+
 GDALRasterBand* bandOf(Handle& handle, std::size_t band)
 {
-    if (!handle.dataset || band < 1 || band > handle.noBands)
-        return nullptr;
-    return handle.dataset->GetRasterBand(static_cast<int>(band));
+    if (hasBand(handle, band))
+        return handle.dataset->GetRasterBand(static_cast<int>(band));
+    failFile(handle, Code::NoSuchBand);
+    return nullptr;
+}
+
+bool isWritable(Handle& handle)
+{
+    return handle.dataset->GetAccess() == GA_Update || failFile(handle, Code::NotWritable);
 }
 
 template <class T>
@@ -70,8 +123,10 @@ bool readPixels(Handle& handle, PixelMatrix<T>& out, std::size_t band, const Pix
 {
     GDALRasterBand* raster = bandOf(handle, band);
     Window window{};
-    if (!raster || !windowOf(src, window) || width < 0 || height < 0)
+    if (!raster || !windowIn(handle, src, window))
         return false;
+    if (width < 0 || height < 0)
+        return failFile(handle, Code::BadArgument);
     out.resize(height, width);
     if (out.size() == 0)
         return true;
@@ -83,19 +138,23 @@ template <class T>
 bool readBand(Handle& handle, PixelMatrix<T>& out, std::size_t band, const PixelBox& src, int width,
               int height)
 {
-    const ReleaseAfterTransfer release(handle);
-    return handle.reopen() && readPixels(handle, out, band, src, width, height);
+    return readTransfer(handle, [&] { return readPixels(handle, out, band, src, width, height); });
+}
+
+/// True if a matrix of that size belongs into the box.
+bool fits(Handle& handle, const Window& window, Eigen::Index rows, Eigen::Index columns)
+{
+    return (window.columns == columns && window.rows == rows) || failFile(handle, Code::BadArgument);
 }
 
 template <class T>
-bool writeBand(Handle& handle, const PixelMatrix<T>& in, std::size_t band, const PixelBox& dst)
+bool writePixels(Handle& handle, const PixelMatrix<T>& in, std::size_t band, const PixelBox& dst)
 {
-    const ReleaseAfterTransfer release(handle);
     Window window{};
-    if (!handle.reopen() || !windowOf(dst, window) || window.columns != in.cols() || window.rows != in.rows())
+    if (!windowIn(handle, dst, window) || !fits(handle, window, in.rows(), in.cols()))
         return false;
     GDALRasterBand* raster = bandOf(handle, band);
-    if (!raster || raster->GetAccess() != GA_Update)
+    if (!raster || !isWritable(handle))
         return false;
     // GDAL takes one pointer for both directions.
     void* pixels = const_cast<T*>(in.data());
@@ -103,11 +162,18 @@ bool writeBand(Handle& handle, const PixelMatrix<T>& in, std::size_t band, const
                             window.rows, gdalBufferType<T>(), 0, 0, nullptr) == CE_None;
 }
 
+template <class T>
+bool writeBand(Handle& handle, const PixelMatrix<T>& in, std::size_t band, const PixelBox& dst)
+{
+    return writeTransfer(handle, [&] { return writePixels(handle, in, band, dst); });
+}
+
 bool haveBands(Handle& handle, const std::vector<int>& bands)
 {
-    return !bands.empty() && std::all_of(bands.begin(), bands.end(), [&handle](int band) {
-        return band >= 1 && bandOf(handle, static_cast<std::size_t>(band));
+    const bool all = !bands.empty() && std::all_of(bands.begin(), bands.end(), [&handle](int band) {
+        return band >= 1 && hasBand(handle, static_cast<std::size_t>(band));
     });
+    return all || failFile(handle, Code::NoSuchBand);
 }
 
 /// Transfers several bands in one pass over the file.
@@ -157,8 +223,10 @@ bool readGrayWithAlpha(Handle& handle, PackedPixels& out, const PixelBox& src, i
 bool readColour(Handle& handle, PackedPixels& out, bool withAlpha, const PixelBox& src, int width, int height)
 {
     Window window{};
-    if (!windowOf(src, window) || width < 0 || height < 0)
+    if (!windowIn(handle, src, window))
         return false;
+    if (width < 0 || height < 0)
+        return failFile(handle, Code::BadArgument);
     out.resize(height, width);
     const bool alphaFromFile = withAlpha && handle.noBands == 4;
     if (withAlpha && !alphaFromFile)
@@ -167,11 +235,11 @@ bool readColour(Handle& handle, PackedPixels& out, bool withAlpha, const PixelBo
            transferPacked(*handle.dataset, GF_Read, window, out.data(), width, height, alphaFromFile ? 4 : 3);
 }
 
-bool readPacked(Handle& handle, PackedPixels& out, bool withAlpha, const PixelBox& src, int width, int height)
+bool readPackedPixels(Handle& handle, PackedPixels& out, bool withAlpha, const PixelBox& src, int width,
+                      int height)
 {
-    const ReleaseAfterTransfer release(handle);
-    if (!handle.reopen() || !handle.valid(src))
-        return false;
+    if (!handle.valid(src))
+        return failFile(handle, Code::BadArgument);
     const bool bytes = handle.dtype == DataType::UInt8;
     if (handle.noBands == 3 || handle.noBands == 4)
         return readColour(handle, out, withAlpha, src, width, height);
@@ -179,19 +247,30 @@ bool readPacked(Handle& handle, PackedPixels& out, bool withAlpha, const PixelBo
         return readGray(handle, out, src, width, height);
     if (handle.noBands == 2 && bytes && withAlpha)
         return readGrayWithAlpha(handle, out, src, width, height);
-    return false;
+    return failFile(handle, Code::NoSuchBand);
+}
+
+bool readPacked(Handle& handle, PackedPixels& out, bool withAlpha, const PixelBox& src, int width, int height)
+{
+    return readTransfer(handle, [&] { return readPackedPixels(handle, out, withAlpha, src, width, height); });
+}
+
+bool writePackedPixels(Handle& handle, const PackedPixels& in, int bands, const PixelBox& dst)
+{
+    Window window{};
+    if (!handle.valid(dst))
+        return failFile(handle, Code::BadArgument);
+    if (handle.noBands != static_cast<std::uint64_t>(bands))
+        return failFile(handle, Code::NoSuchBand);
+    if (!windowIn(handle, dst, window) || !fits(handle, window, in.rows(), in.cols()) || !isWritable(handle))
+        return false;
+    return transferPacked(*handle.dataset, GF_Write, window, const_cast<unsigned int*>(in.data()),
+                          window.columns, window.rows, bands);
 }
 
 bool writePacked(Handle& handle, const PackedPixels& in, int bands, const PixelBox& dst)
 {
-    const ReleaseAfterTransfer release(handle);
-    Window window{};
-    if (!handle.reopen() || !handle.valid(dst) || handle.noBands != static_cast<std::uint64_t>(bands) ||
-        !windowOf(dst, window) || window.columns != in.cols() || window.rows != in.rows() ||
-        handle.dataset->GetAccess() != GA_Update)
-        return false;
-    return transferPacked(*handle.dataset, GF_Write, window, const_cast<unsigned int*>(in.data()),
-                          window.columns, window.rows, bands);
+    return writeTransfer(handle, [&] { return writePackedPixels(handle, in, bands, dst); });
 }
 
 } // namespace
@@ -285,24 +364,28 @@ bool Handle::write(const PixelMatrix<double>& in, std::size_t band, const PixelB
 template <class T>
 bool Handle::readBands(const BandPixels<T>& out, const std::vector<int>& bands, const PixelBox& src)
 {
-    const ReleaseAfterTransfer release(*this);
-    Window window{};
-    if (!reopen() || !haveBands(*this, bands) || !windowOf(src, window) || out.rows < 0 || out.columns < 0)
-        return false;
-    return out.rows == 0 || out.columns == 0 || transferBands(*dataset, GF_Read, bands, window, out);
+    return readTransfer(*this, [&] {
+        Window window{};
+        if (!haveBands(*this, bands) || !windowIn(*this, src, window))
+            return false;
+        if (out.rows < 0 || out.columns < 0)
+            return failFile(*this, Code::BadArgument);
+        return out.rows == 0 || out.columns == 0 || transferBands(*dataset, GF_Read, bands, window, out);
+    });
 }
 
 template <class T>
 bool Handle::writeBands(const BandPixels<const T>& in, const std::vector<int>& bands, const PixelBox& dst)
 {
-    const ReleaseAfterTransfer release(*this);
-    Window window{};
-    if (!reopen() || !haveBands(*this, bands) || !windowOf(dst, window) || window.columns != in.columns ||
-        window.rows != in.rows || dataset->GetAccess() != GA_Update)
-        return false;
-    // GDAL takes one pointer for both directions.
-    const BandPixels<T> pixels{const_cast<T*>(in.first), in.rows, in.columns, in.rowStep, in.bandStep};
-    return transferBands(*dataset, GF_Write, bands, window, pixels);
+    return writeTransfer(*this, [&] {
+        Window window{};
+        if (!haveBands(*this, bands) || !windowIn(*this, dst, window) ||
+            !fits(*this, window, in.rows, in.columns) || !isWritable(*this))
+            return false;
+        // GDAL takes one pointer for both directions.
+        const BandPixels<T> pixels{const_cast<T*>(in.first), in.rows, in.columns, in.rowStep, in.bandStep};
+        return transferBands(*dataset, GF_Write, bands, window, pixels);
+    });
 }
 
 template VEXEL_EXPORT bool Handle::readBands(const BandPixels<signed char>&, const std::vector<int>&,

@@ -26,6 +26,23 @@ Workspace workspaceOfGeotransform(const Geotransform& geotransform, int columns,
                      res);
 }
 
+double lossOfGeotransform(const Geotransform& geotransform, int columns, int rows)
+{
+    const Workspace extent = workspaceOfGeotransform(geotransform, columns, rows);
+    const auto res = static_cast<double>(extent.res());
+    double loss = 0.0;
+    for (const double x : {0.0, static_cast<double>(columns)})
+        for (const double y : {0.0, static_cast<double>(rows)}) {
+            const double trueX = geotransform[0] + x * geotransform[1] + y * geotransform[2];
+            const double trueY = geotransform[3] + x * geotransform[4] + y * geotransform[5];
+            const double keptX = (static_cast<double>(extent.minx()) + x * res) * 1e-5;
+            const double keptY = (static_cast<double>(extent.miny()) + y * res) * -1e-5;
+            const double distance = std::hypot(trueX - keptX, trueY - keptY);
+            loss = distance <= loss ? loss : distance; // NaN stays
+        }
+    return loss / std::abs(geotransform[1]);
+}
+
 bool hasSuspiciousPixelShape(const Geotransform& geotransform)
 {
     const double ratio = geotransform[1] / geotransform[5];

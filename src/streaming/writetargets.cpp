@@ -11,6 +11,15 @@ namespace vexel {
 
 namespace {
 
+constexpr const char* workingEnding = "_tmp.tif";
+constexpr const char* unfinishedEnding = "_new_tmp.tif";
+
+bool isTileOf(const QString& path, const QString& setPath, TileFile& tile)
+{
+    QString base;
+    return gdal::path2tile(path, base, tile.column, tile.row) && file::samepath(base, setPath);
+}
+
 /// One text for all spellings of a path.
 QString identity(const QString& path)
 {
@@ -38,16 +47,48 @@ std::vector<TileFile> tileFilesOf(const QString& path)
         file::find(file::dirname(path), "*" + file::extension(path), /*filesOnly=*/true);
     for (const QString& candidate : files) {
         TileFile tile{candidate, 0, 0};
-        QString base;
-        if (gdal::path2tile(candidate, base, tile.column, tile.row) && file::samepath(base, path))
+        if (!candidate.endsWith(workingEnding) && isTileOf(candidate, path, tile))
             tiles.push_back(tile);
+    }
+    return tiles;
+}
+
+QStringList cutOffTilesOf(const QString& path)
+{
+    QStringList tiles;
+    if (path.isEmpty())
+        return tiles;
+    const QString ending = file::extension(path);
+    for (QString file : file::find(file::dirname(path), QString("*") + workingEnding, /*filesOnly=*/true)) {
+        file.chop(file.endsWith(unfinishedEnding) ? QString(unfinishedEnding).size()
+                                                  : QString(workingEnding).size());
+        TileFile tile{file, 0, 0};
+        if (file.endsWith(ending) && isTileOf(file, path, tile))
+            tiles.push_back(file);
     }
     return tiles;
 }
 
 QString workingPath(const QString& path)
 {
-    return path + "_tmp.tif";
+    return path + workingEnding;
+}
+
+QString unfinishedPath(const QString& path)
+{
+    return path + unfinishedEnding;
+}
+
+void removeRasterFile(const QString& path)
+{
+    for (const char* ending : {"", ".ovr", ".aux.xml", ".msk"})
+        file::remove(path + ending);
+}
+
+void removeWorkingFiles(const QString& path)
+{
+    removeRasterFile(workingPath(path));
+    removeRasterFile(unfinishedPath(path));
 }
 
 QString tilePath(const QString& setPath, const Workspace& grid, std::uint64_t i)

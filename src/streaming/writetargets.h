@@ -19,11 +19,25 @@ struct TileFile
     int row;
 };
 
-/// The files that are named as tiles of the set `path`, in natural order of their names. None is opened.
+/// The files that are named as tiles of the set `path`, in natural order of their names; working files are
+/// none. No file is opened.
 std::vector<TileFile> tileFilesOf(const QString& path);
 
 /// The working file of a raster file that is being written.
 QString workingPath(const QString& path);
+
+/// The name of a finished raster file before it takes its place.
+QString unfinishedPath(const QString& path);
+
+/// Deletes a raster file and what GDAL keeps beside it: overviews, statistics, mask.
+void removeRasterFile(const QString& path);
+
+/// Deletes what writing a raster file leaves behind when it is cut off.
+void removeWorkingFiles(const QString& path);
+
+/// The tiles of a set that were being written when somebody was cut off: their working files are there, they
+/// themselves need not be.
+QStringList cutOffTilesOf(const QString& path);
 
 /// The path of tile `i` of a set with the given grid.
 QString tilePath(const QString& setPath, const Workspace& grid, std::uint64_t i);

@@ -4,6 +4,7 @@
 #include "companion/file.h"
 #include "companion/gdaldrivers.h"
 #include "streaming/GDALMutex.h"
+#include "utilities/definitionfile.h"
 #include "utilities/webmercatorarguments.h"
 
 #include <gdal_priv.h>
@@ -69,7 +70,8 @@ bool warpToGoogle(const QString& input, const QString& output, const QString& so
     bool accepted = false;
     try {
         CommandOptions arguments;
-        appendWebMercatorArguments(arguments, sourceSrsFile, targetSrsFile);
+        appendWebMercatorArguments(arguments, definitionForGdal(sourceSrsFile, sourceSrs),
+                                   definitionForGdal(targetSrsFile, webMercator));
         accepted = warpAccepted(input, output, arguments);
     } catch (...) {
         return false;

@@ -157,6 +157,85 @@ TEST(BlockReducers, EqualTheirDefinitionOnBytes)
     }
 }
 
+namespace {
+
+struct WideRow
+{
+    double factor;
+    int offset;
+    int border;
+};
+
+/// Compares each block of the axis with its definition.
+void expectDefinition(const Reduction& reduction, const BlockAxis& axis,
+                      const PixelMatrix<unsigned char>& pixels, const PixelMatrix<unsigned char>* alpha)
+{
+    const auto reducer = reduction.make(definitionOf(reduction));
+    const PixelRows<unsigned char> rows{pixels.data(), pixels.cols(), pixels.rows()};
+    const PixelRows<unsigned char> alphaRows{alpha ? alpha->data() : nullptr, pixels.cols(), pixels.rows()};
+    std::vector<float> out(static_cast<std::size_t>(axis.noBlocks()) + 1, 4711.0f);
+    reducer->reduce(rows, alpha ? &alphaRows : nullptr, axis, 0, axis.noBlocks(), 0, out.data());
+    for (std::int64_t j = 0; j < axis.noBlocks(); ++j) {
+        PixelMatrix<float> block = pixels.middleCols(axis.first(j), axis.span(j).length).cast<float>();
+        for (Eigen::Index i = 0; alpha && i < block.size(); ++i)
+            if ((*alpha)(i / block.cols(), axis.first(j) + i % block.cols()) == 0)
+                block.data()[i] = -10000.0f;
+        const float expected = reduction.definition(block);
+        ASSERT_TRUE(sameBits(out[static_cast<std::size_t>(j)], expected))
+            << "block " << j << ": " << out[static_cast<std::size_t>(j)] << " for " << expected;
+    }
+    EXPECT_EQ(out.back(), 4711.0f) << "beyond the last block";
+}
+
+} // namespace
+
+// Bytes are joined 2048 columns at a time.
+TEST(BlockReducers, EqualTheirDefinitionOnRowsOfSeveralChunks)
+{
+    std::mt19937 random(29);
+    constexpr std::int64_t columns = 3 * 2048 + 211;
+    for (const Reduction& reduction : reductions())
+        for (const WideRow& row :
+             {WideRow{2, 0, 0}, WideRow{3, 1, 0}, WideRow{2048.0 / 64, 0, 0}, WideRow{45, 0, 0},
+              WideRow{89, 7, 0}, WideRow{2.994, 0, 0}, WideRow{2.5, 0, 0}, WideRow{3.4, 2, 0},
+              WideRow{0.75, 0, 0}, WideRow{4, 2, 2}, WideRow{7.3, 0, 3}})
+            for (const bool withAlpha : {false, true}) {
+                SCOPED_TRACE(testing::Message() << reduction.name << ", factor " << row.factor << ", border "
+                                                << row.border << (withAlpha ? ", alpha" : ""));
+                const auto size = static_cast<std::int64_t>(row.factor + 2 * row.border + 0.5);
+                const BlockAxis axis(columns, row.factor, row.offset, row.border, size, columns);
+                PixelMatrix<unsigned char> pixels(std::min<std::int64_t>(size, 4), columns);
+                PixelMatrix<unsigned char> alpha(pixels.rows(), columns);
+                for (Eigen::Index i = 0; i < pixels.size(); ++i) {
+                    pixels.data()[i] = static_cast<unsigned char>(random() % 256);
+                    alpha.data()[i] = static_cast<unsigned char>(random() % 3);
+                }
+                expectDefinition(reduction, axis, pixels, withAlpha ? &alpha : nullptr);
+            }
+}
+
+TEST(BlockReducers, TakeBlocksAsWideAsAChunk)
+{
+    std::mt19937 random(31);
+    for (const Reduction& reduction : reductions()) {
+        if (!reduction.make(definitionOf(reduction))->takesBytes(2048))
+            continue;
+        SCOPED_TRACE(reduction.name);
+        const BlockAxis axis(4, 2048, 5, 0, 2048, 5000);
+        ASSERT_EQ(axis.noBlocks(), 3);
+        PixelMatrix<unsigned char> pixels(2, 5000);
+        for (Eigen::Index i = 0; i < pixels.size(); ++i)
+            pixels.data()[i] = static_cast<unsigned char>(20 + random() % 200);
+        pixels(1, 5 + 2047) = 255;
+        pixels(0, 5 + 2048) = 1;
+        expectDefinition(reduction, axis, pixels, nullptr);
+    }
+    EXPECT_TRUE(makeMinReducer(nullptr)->takesBytes(2048));
+    EXPECT_FALSE(makeMinReducer(nullptr)->takesBytes(2049));
+    EXPECT_TRUE(makeMaxReducer(nullptr)->takesBytes(2048));
+    EXPECT_FALSE(makeMaxReducer(nullptr)->takesBytes(2049));
+}
+
 TEST(BlockReducers, MeansOfBytesEqualTheRunningMeanUpToTheLargestBlock)
 {
     std::mt19937 random(23);

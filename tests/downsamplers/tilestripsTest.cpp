@@ -45,6 +45,67 @@ TEST(BlockAxis, LeavesOutBlocksBeyondWhatIsAvailable)
     EXPECT_EQ(axis.end(2), 10) << "the last one is cut";
 }
 
+TEST(BlockAxis, CountsTheFirstBlocksThatFollowEachOther)
+{
+    EXPECT_EQ(blocksOf(4, 25, 0, 100).noRegular(), 25);
+    EXPECT_EQ(blocksOf(4, 25, 3, 200).noRegular(), 25);
+    EXPECT_EQ(blocksOf(4, 3, 0, 10).noRegular(), 2) << "the last one is cut";
+    EXPECT_EQ(blocksOf(4, 1, 0, 3).noRegular(), 1);
+    EXPECT_EQ(blocksOf(4, 0, 0, 100).noRegular(), 0);
+    // At 0, 2, 4 and 7, of 2 pixels.
+    EXPECT_EQ(blocksOf(2.4, 4, 0, 100).noRegular(), 3) << "a gap";
+    // At 0, 2, 5 and 7, of 3 pixels.
+    EXPECT_EQ(blocksOf(2.5, 4, 0, 100).noRegular(), 1) << "an overlap";
+    // At 0, 2, 5, 8, 11, of 3 pixels, where only the first is out of step.
+    EXPECT_EQ(blocksOf(2.9, 5, 0, 100).noRegular(), 1) << "later ones do not count";
+    EXPECT_EQ(BlockAxis(5, 4, 2, 1, 6, 100).noRegular(), 1) << "borders overlap";
+}
+
+TEST(BlockAxis, RegularBlocksLieWhereTheCountSays)
+{
+    std::mt19937 random(5);
+    for (int round = 0; round < 2000; ++round) {
+        const double factor = 0.5 + static_cast<double>(random() % 400) / (round % 2 ? 100.0 : 50.0);
+        const int border = static_cast<int>(random() % 3);
+        const BlockAxis axis(random() % 60, factor, static_cast<int>(random() % 5), border,
+                             static_cast<std::int64_t>(factor + 2 * border + 0.5), random() % 200 + 1);
+        std::int64_t regular = 0;
+        while (regular < axis.noBlocks() && axis.span(regular).length == axis.span(0).length &&
+               axis.first(regular) == axis.first(0) + regular * axis.span(0).length)
+            ++regular;
+        ASSERT_EQ(axis.noRegular(), regular) << "factor " << factor << ", border " << border;
+    }
+}
+
+TEST(BoundaryBefore, IsTheLastOfTheGrid)
+{
+    EXPECT_EQ(boundaryBefore(0, 16, 0), 0);
+    EXPECT_EQ(boundaryBefore(15, 16, 0), 0);
+    EXPECT_EQ(boundaryBefore(16, 16, 0), 16);
+    EXPECT_EQ(boundaryBefore(100, 16, 0), 96);
+    EXPECT_EQ(boundaryBefore(-1, 16, 0), -16);
+    EXPECT_EQ(boundaryBefore(-16, 16, 0), -16);
+    EXPECT_EQ(boundaryBefore(-17, 16, 0), -32);
+    EXPECT_EQ(boundaryBefore(7, 1, 3), 7);
+}
+
+TEST(BoundaryBefore, CountsFromTheOrigin)
+{
+    EXPECT_EQ(boundaryBefore(3, 16, 3), 3);
+    EXPECT_EQ(boundaryBefore(18, 16, 3), 3);
+    EXPECT_EQ(boundaryBefore(19, 16, 3), 19);
+    EXPECT_EQ(boundaryBefore(2, 16, 3), -13);
+    EXPECT_EQ(boundaryBefore(0, 16, 40), -8);
+    for (std::int64_t pixel = -50; pixel < 50; ++pixel)
+        for (const std::int64_t unit : {1, 2, 7, 16})
+            for (const std::int64_t origin : {-9, 0, 5, 40}) {
+                const std::int64_t boundary = boundaryBefore(pixel, unit, origin);
+                EXPECT_EQ((boundary - origin) % unit, 0);
+                EXPECT_LE(boundary, pixel);
+                EXPECT_GT(boundary + unit, pixel);
+            }
+}
+
 TEST(BlockRuns, OneIsEnoughForWhatFits)
 {
     EXPECT_EQ(text(cutIntoRuns(blocksOf(4, 25, 0, 100), 1000, 16, 0)), "0-25 needs 0-100 reads to 100\n");

@@ -1,0 +1,31 @@
+#ifndef VEXEL_DOWNSAMPLERS_OUTPUTPIXELS_H
+#define VEXEL_DOWNSAMPLERS_OUTPUTPIXELS_H
+
+#include <algorithm>
+#include <cstddef>
+
+namespace vexel {
+
+/// What GDAL makes of a float that is written to a raster of bytes: halves are rounded up, values beyond the
+/// bytes are cut, and NaN is 0. Results that are bytes already take a quarter of the memory on their way.
+inline unsigned char byteOf(float value)
+{
+    const float rounded = value + 0.5f;
+    const float notBelow = rounded > 0.0f ? rounded : 0.0f; // NaN compares false
+    return static_cast<unsigned char>(notBelow < 255.0f ? notBelow : 255.0f);
+}
+
+/// Turns results into pixels of the output.
+inline void toOutput(const float* results, std::ptrdiff_t count, unsigned char* out)
+{
+    std::transform(results, results + count, out, byteOf);
+}
+
+inline void toOutput(const float* results, std::ptrdiff_t count, float* out)
+{
+    std::copy_n(results, count, out);
+}
+
+} // namespace vexel
+
+#endif

@@ -1,0 +1,38 @@
+#ifndef VEXEL_STREAMING_STREAMERROR_H
+#define VEXEL_STREAMING_STREAMERROR_H
+
+#include <QString>
+
+#include <cstdint>
+
+namespace vexel {
+
+/// Why an operation of a raster set or file failed.
+struct StreamError
+{
+    enum class Code : std::int32_t
+    {
+        None = 0,
+        BadArgument = 1,     ///< an empty path, a box without area, a scale that is not finite …
+        NotOpen = 2,         ///< the set or file is not open, or there is no such file in it
+        CannotOpen = 3,      ///< GDAL does not open the file
+        UnsupportedType = 4, ///< no bands, or pixels of a type that is not supported
+        IncompleteSet = 5,   ///< tile files that do not form a grid, or differ in bands or type
+        NoSuchBand = 6,
+        NotWritable = 7, ///< the set was opened for reading
+        CannotRead = 8,
+        CannotWrite = 9,    ///< as far as GDAL has told by the end of the transfer
+        CannotCreate = 10,  ///< the working file
+        CannotComplete = 11 ///< the final file or one beside it; the target is not there then
+    };
+
+    Code code = Code::None;
+    QString path; ///< of the file, or of the set
+    QString text; ///< what GDAL or the system said, empty if nothing
+
+    explicit operator bool() const { return code != Code::None; }
+};
+
+} // namespace vexel
+
+#endif

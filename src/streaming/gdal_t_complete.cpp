@@ -1,0 +1,238 @@
+#include "companion/CommandOptions.h"
+#include "companion/file.h"
+#include "companion/geo.h"
+#include "companion/imageformat.h"
+#include "companion/log.h"
+#include "companion/syncfile.h"
+#include "streaming/failures.h"
+#include "streaming/gdaldataset.h"
+#include "streaming/gdalmessages.h"
+#include "streaming/writetargets.h"
+#include "utilities/definitionfile.h"
+#include "utilities/sidefiles.h"
+
+#include <gdal_utils.h>
+
+#include <filesystem>
+#include <memory>
+
+// How a written file is completed: under a name of its own, which takes the target's place once all of it has
+// reached the disk.
+
+namespace vexel {
+
+namespace {
+
+using Code = StreamError::Code;
+
+struct FreeTranslateOptions
+{
+    void operator()(GDALTranslateOptions* options) const { GDALTranslateOptionsFree(options); }
+};
+using TranslateOptions = std::unique_ptr<GDALTranslateOptions, FreeTranslateOptions>;
+
+void logMessage(log::level level, std::size_t line, const QString& text)
+{
+    log::LogStreamer(log::defaultLogSource(), level, QString(), log::FileAndLine("GDALStreamer", line))
+        << text;
+}
+
+bool isDiskFull(const QString& path, std::uintmax_t needed, std::uintmax_t& available)
+{
+    namespace fs = std::filesystem;
+    std::error_code error;
+    available = fs::space(fs::u8path(file::dirname(path).toUtf8().toStdString()), error).available;
+    return !error && available < needed;
+}
+
+std::uintmax_t sizeOf(const QString& path)
+{
+    namespace fs = std::filesystem;
+    std::error_code error;
+    const std::uintmax_t size = fs::file_size(fs::u8path(path.toUtf8().toStdString()), error);
+    return error ? 0 : size;
+}
+
+/// Adds how much room there is, where there may be too little.
+QString withRoomLeft(const QString& reason, const QString& target, std::uintmax_t needed)
+{
+    std::uintmax_t available = 0;
+    if (!isDiskFull(target, needed, available))
+        return reason;
+    return reason + QString(" (up to %1 bytes needed, %2 free)").arg(needed).arg(available);
+}
+
+void appendTranslateArguments(gdal::CommandOptions& arguments, const GDALStreamer::gdal_t& file,
+                              bool standardWkt)
+{
+    if (standardWkt)
+        arguments << "-a_srs" << gdal::definitionForGdal(file.prjpath, file.projWKT);
+    if (!file.projTime.isEmpty())
+        arguments << "-mo"
+                  << "TIFFTAG_DATETIME=" + file.projTime;
+    arguments << "-mo"
+              << "TIFFTAG_SOFTWARE=" + file.software;
+    arguments << "-q";
+    arguments << "-co"
+              << "BIGTIFF=IF_SAFER";
+    arguments << "-co"
+              << "COMPRESS=LZW";
+    const bool floating = file.dtype == DataType::Float32 || file.dtype == DataType::Float64;
+    arguments << "-co" << (floating ? "PREDICTOR=3" : "PREDICTOR=2");
+    if (file.noBands == 3 || file.noBands == 4)
+        arguments << "-co"
+                  << "PHOTOMETRIC=RGB";
+    if (file.noBands == 4)
+        arguments << "-co"
+                  << "ALPHA=YES";
+}
+
+/// Closes what was written under its unfinished name and puts it in the target's place, or leaves neither.
+bool putInPlace(Dataset result, const QString& target, GdalMessages& messages, QString& reason)
+{
+    const QString unfinished = unfinishedPath(target);
+    bool written = result != nullptr;
+    if (written) {
+        // A full disk shows only now, and only by a message.
+        messages.ignoreSoFar();
+        result.reset();
+        written = !messages.tellOfFailure();
+    }
+    if (!written)
+        reason = messages.firstFailure();
+    if (written && file::syncFile(unfinished, reason) && file::replace(unfinished, target, reason)) {
+        if (file::exists(unfinished + ".aux.xml"))
+            file::replace(unfinished + ".aux.xml", target + ".aux.xml", reason);
+        file::syncFolder(file::dirname(target));
+        return true;
+    }
+    removeRasterFile(unfinished);
+    return false;
+}
+
+/// Translates `source` to `target`. Tells what went wrong through `usageError` too.
+bool translateFile(const QString& source, const QString& target, const gdal::CommandOptions& arguments,
+                   int& usageError, QString& reason)
+{
+    GdalMessages messages;
+    const TranslateOptions options(GDALTranslateOptionsNew(arguments.options(), nullptr));
+    // Without options GDAL would copy the raster as it is, and report no error.
+    usageError = options ? 0 : 1;
+    Dataset result;
+    if (options) {
+        const Dataset working = openDataset(source, GA_ReadOnly);
+        // GDAL 3 guesses the format by the target's ending; under its unfinished name it is a GeoTIFF whatever the
+        // target is called. A working file that is gone goes on as a null source, which GDAL calls a usage error.
+        result.reset(GDALDataset::FromHandle(GDALTranslate(unfinishedPath(target).toUtf8().constData(),
+                                                           GDALDataset::ToHandle(working.get()),
+                                                           options.get(), &usageError)));
+    }
+    return putInPlace(std::move(result), target, messages, reason);
+}
+
+} // namespace
+
+bool GDALStreamer::gdal_t::close()
+{
+    error = StreamError();
+    try {
+        if (mode == Written) {
+            m_finalised = true;
+            isImageFormat() ? finaliseImage() : finaliseGeoTiff();
+        }
+    } catch (...) {
+        // Called by the destructor too. A target that could not be completed is found missing.
+        failFile(*this, Code::CannotComplete);
+    }
+    releaseDataset();
+    mode = Closed;
+    return true;
+}
+
+void GDALStreamer::gdal_t::discard()
+{
+    releaseDataset();
+    if (mode == Written && !isImageFormat())
+        file::remove(tmppath);
+    if (m_finalised) {
+        removeRasterFile(path);
+        if (!isImageFormat())
+            removeSideFiles();
+    }
+    m_finalised = false;
+    mode = Closed;
+}
+
+void GDALStreamer::gdal_t::removeSideFiles()
+{
+    file::remove(tfwpath);
+    // Without a reference none was written: one that lies there is another raster's.
+    if (geo::isStandardWkt(projWKT))
+        file::remove(prjpath);
+}
+
+void GDALStreamer::gdal_t::finaliseImage()
+{
+    gdal::CommandOptions options;
+    const char* driverName = nullptr; // nothing writes JPEG 2000: such a target yields no file
+    if (isPng(path)) {
+        driverName = "PNG";
+    } else if (isJpeg(path)) {
+        driverName = "JPEG";
+        options.setValueForOption(QString::number(jpegQuality, 10), "QUALITY");
+    }
+    if (!driverName)
+        return;
+    removeRasterFile(path);
+    GDALDriver* driver = GetGDALDriverManager()->GetDriverByName(driverName);
+    QString reason;
+    bool completed = false;
+    {
+        GdalMessages messages;
+        Dataset copy(driver && dataset
+                         ? driver->CreateCopy(unfinishedPath(path).toUtf8().constData(), dataset,
+                                              /*strict=*/FALSE, options.options(), nullptr, nullptr)
+                         : nullptr);
+        completed = putInPlace(std::move(copy), path, messages, reason);
+    }
+    if (!completed) {
+        failFile(*this, Code::CannotComplete, reason);
+        logMessage(log::level::error, __LINE__, "Failed to write to <" + path);
+    }
+}
+
+void GDALStreamer::gdal_t::finaliseGeoTiff()
+{
+    releaseDataset();
+    bool completed = false;
+    QString reason;
+    try {
+        const bool standardWkt = geo::isStandardWkt(projWKT);
+        if (standardWkt)
+            gdal::savePRJ(projWKT, prjpath);
+        if (!gdal::saveTFW(workspace, tfwpath)) {
+            file::remove(tfwpath); // rather none than half of one
+            failFile(*this, Code::CannotComplete, "The world file '" + tfwpath + "' cannot be written");
+        }
+        removeRasterFile(path);
+
+        gdal::CommandOptions arguments;
+        appendTranslateArguments(arguments, *this, standardWkt);
+        int usageError = 0;
+        completed = translateFile(tmppath, path, arguments, usageError, reason);
+        if (!completed) {
+            failFile(*this, Code::CannotComplete, withRoomLeft(reason, path, sizeOf(tmppath)));
+            logMessage(log::level::error, __LINE__, "Failed to write to <" + path + ">");
+        }
+        if (usageError != 0)
+            logMessage(log::level::error, __LINE__, "GDAL error " + QString::number(usageError));
+    } catch (...) {
+        // The working file goes in any case.
+        failFile(*this, Code::CannotComplete, reason);
+    }
+    if (!completed)
+        removeSideFiles();
+    file::remove(tmppath);
+}
+
+} // namespace vexel

@@ -1,0 +1,56 @@
+#ifndef VEXEL_STREAMING_GDALMESSAGES_H
+#define VEXEL_STREAMING_GDALMESSAGES_H
+
+#include <QString>
+
+#include <cpl_error.h>
+
+#include <cstddef>
+
+#include <string>
+#include <vector>
+
+namespace vexel {
+
+/// Listens to what GDAL says on this thread while it lives, and then lets the application's handler have it.
+///
+/// Some failures, a full disk for one, GDAL reports by its messages alone, from functions that return nothing.
+class GdalMessages
+{
+public:
+    GdalMessages();
+    /// Hands the messages on, in order. Leaves `errno` as it is. What the application's handler throws comes out
+    /// once all have been handed on.
+    ~GdalMessages() noexcept(false);
+
+    GdalMessages(const GdalMessages&) = delete;
+    GdalMessages& operator=(const GdalMessages&) = delete;
+
+    /// True if GDAL has reported a failure, not just a warning, since the start or the last `ignoreSoFar()`.
+    bool tellOfFailure() const;
+
+    /// The first such failure, empty if there is none.
+    QString firstFailure() const;
+
+    /// Failures so far do not count any more.
+    void ignoreSoFar() { m_firstThatCounts = m_messages.size(); }
+
+private:
+    struct Message
+    {
+        CPLErr severity;
+        CPLErrorNum number;
+        std::string text;
+    };
+
+    static void CPL_STDCALL note(CPLErr severity, CPLErrorNum number, const char* text);
+    const Message* firstFailureMessage() const;
+
+    int m_exceptionsBefore;
+    std::vector<Message> m_messages;
+    std::size_t m_firstThatCounts = 0;
+};
+
+} // namespace vexel
+
+#endif

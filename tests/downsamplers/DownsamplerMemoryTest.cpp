@@ -1,0 +1,148 @@
+#include "costfixtures.h"
+#include "downsamplers/DownsamplerFactory.h"
+#include "downsamplers/DownsamplerGauss.h"
+#include "support/TempFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+// How much memory a step takes, as the system counts it. Sanitizers keep what was freed.
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define VEXEL_TESTS_SANITIZED
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define VEXEL_TESTS_SANITIZED
+#endif
+#endif
+
+#if defined(__linux__) && !defined(VEXEL_TESTS_SANITIZED)
+
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
+namespace {
+
+/// Gives back what was freed, which would hide what is taken anew.
+void giveBackFreedMemory()
+{
+#ifdef __GLIBC__
+    malloc_trim(0);
+#endif
+}
+
+using downsampling::doStep;
+using downsampling::mebi;
+using vexel::DownsamplingStrategy;
+using vexel::GdalFileType;
+using vexel::ImageAlphaType;
+
+constexpr std::int64_t cacheBytes = 32 * mebi;
+constexpr std::int64_t slackBytes = 16 * mebi;
+
+/// A number of kilobytes that the system tells of this process, in bytes.
+std::int64_t memory(const std::string& name)
+{
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);)
+        if (line.compare(0, name.size() + 1, name + ":") == 0)
+            return std::atoll(line.c_str() + name.size() + 1) * 1024;
+    throw std::runtime_error("the system does not tell " + name);
+}
+
+/// Makes the peak start anew from what is taken now.
+bool resetPeak()
+{
+    std::ofstream peak("/proc/self/clear_refs");
+    peak << "5";
+    return static_cast<bool>(peak.flush());
+}
+
+/// A Gaussian that may take 32 MiB.
+class SmallGauss : public vexel::DownsamplerGauss
+{
+public:
+    SmallGauss(const QString& in, const QString& out, double resolution)
+        : DownsamplerGauss(in, out, QString(), resolution, ImageAlphaType::NoAlpha, GdalFileType::SingleFile)
+    {
+        workingSetBytes = 32.0 * mebi;
+    }
+};
+
+class DownsamplerMemory : public testing::Test
+{
+protected:
+    DownsamplerMemory() : m_cache(cacheBytes) {}
+
+    /// By how much the only step over a raster of zeros raises what the process takes, at most.
+    template <class MakeJob>
+    std::int64_t raisedBy(int width, int height, int bands, const MakeJob& makeJob)
+    {
+        const QString in = m_folder / "in.tif";
+        downsampling::makeSparse(in, width, height, bands);
+        const auto job = makeJob(in, m_folder / "out.tif");
+        giveBackFreedMemory();
+        resetPeak();
+        const std::int64_t before = memory("VmRSS");
+        EXPECT_TRUE(doStep(*job));
+        const std::int64_t raised = memory("VmHWM") - before;
+        job->discard();
+        return raised;
+    }
+
+private:
+    TempFolder m_folder;
+    downsampling::CacheSize m_cache;
+};
+
+auto averageOf(double factor)
+{
+    return [factor](const QString& in, const QString& out) {
+        return vexel::DownsamplerFactory::createDownsampler(DownsamplingStrategy::Average, in, out, QString(),
+                                                            factor, ImageAlphaType::NoAlpha,
+                                                            GdalFileType::SingleFile);
+    };
+}
+
+} // namespace
+
+TEST_F(DownsamplerMemory, DoesNotGrowWithTheRaster)
+{
+    if (!resetPeak())
+        GTEST_SKIP() << "the system does not reset the peak";
+    // What is there once: threads, GDAL's tables.
+    raisedBy(600, 600, 4, averageOf(4.0));
+    const std::int64_t small = raisedBy(10000, 6000, 4, averageOf(4.0));
+    const std::int64_t large = raisedBy(10000, 12000, 4, averageOf(4.0));
+    // A strip of 64 MiB and GDAL's cache. Besides them a few blocks that GDAL decodes and the blocks of the
+    // output that it fills, of 1 MiB each, and what the allocator keeps.
+    constexpr std::int64_t bound = 64 * mebi + cacheBytes + slackBytes;
+    EXPECT_LT(small, bound);
+    EXPECT_LT(large, bound);
+    EXPECT_LT(large - small, slackBytes / 2) << "of 229 MiB more";
+}
+
+TEST_F(DownsamplerMemory, OfTheGaussianStaysWithinItsWorkingSet)
+{
+    if (!resetPeak())
+        GTEST_SKIP() << "the system does not reset the peak";
+    const auto gauss = [](const QString& in, const QString& out) {
+        return std::make_unique<SmallGauss>(in, out, 4.0);
+    };
+    raisedBy(600, 600, 2, gauss);
+    const std::int64_t small = raisedBy(6000, 6000, 2, gauss);
+    const std::int64_t large = raisedBy(6000, 12000, 2, gauss);
+    constexpr std::int64_t bound = 32 * mebi + cacheBytes + slackBytes;
+    EXPECT_LT(small, bound);
+    EXPECT_LT(large, bound);
+    EXPECT_LT(large - small, slackBytes / 2) << "of 69 MiB more";
+}
+
+#endif

@@ -1,0 +1,110 @@
+#ifndef VEXEL_TESTS_DOWNSAMPLERS_COSTFIXTURES_H
+#define VEXEL_TESTS_DOWNSAMPLERS_COSTFIXTURES_H
+
+#include "companion/Worker.h"
+#include "support/downsampling.h"
+#include "support/rasters.h"
+
+#include <QString>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+/// Large rasters that are made quickly, for the tests of what a step costs.
+namespace downsampling {
+
+constexpr std::uint64_t mebi = 1024 * 1024;
+
+/// A byte that is the same over cells of 4 by 4 pixels, so that it compresses.
+inline int cellValue(int x, int y, int band)
+{
+    return ((x >> 2) * 37 + (y >> 2) * 101 + band * 53) & 255;
+}
+
+/// An empty GeoTIFF of bytes whose pixels are 1 map unit wide.
+inline rasters::Dataset createBytes(const QString& path, int width, int height, int bands,
+                                    const std::vector<std::string>& options)
+{
+    GDALAllRegister();
+    rasters::Description description = mapped(width, height, GDT_Byte, bands);
+    CPLStringList list;
+    for (const std::string& option : options)
+        list.AddString(option.c_str());
+    rasters::Dataset dataset(GetGDALDriverManager()->GetDriverByName("GTiff")->Create(
+        path.toUtf8().constData(), width, height, bands, GDT_Byte, list.List()));
+    if (!dataset || dataset->SetGeoTransform(description.geotransform->data()) != CE_None)
+        throw std::runtime_error("GDAL cannot create " + path.toStdString());
+    return dataset;
+}
+
+/// A raster of zeros that takes hardly any place on disk, in blocks of 512 by 512 pixels.
+inline void makeSparse(const QString& path, int width, int height, int bands)
+{
+    createBytes(path, width, height, bands,
+                {"TILED=YES", "BLOCKXSIZE=512", "BLOCKYSIZE=512", "SPARSE_OK=TRUE", "COMPRESS=LZW"});
+}
+
+/// A raster of `cellValue`s, written a row of blocks at a time.
+inline void makeCells(const QString& path, int width, int height, int bands,
+                      const std::vector<std::string>& options)
+{
+    const rasters::Dataset dataset = createBytes(path, width, height, bands, options);
+    int blockWidth = 0;
+    int blockHeight = 0;
+    dataset->GetRasterBand(1)->GetBlockSize(&blockWidth, &blockHeight);
+    std::vector<unsigned char> pixels;
+    for (int y0 = 0; y0 < height; y0 += blockHeight) {
+        const int rows = std::min(blockHeight, height - y0);
+        pixels.clear();
+        for (int y = y0; y < y0 + rows; ++y)
+            for (int x = 0; x < width; ++x)
+                for (int band = 1; band <= bands; ++band)
+                    pixels.push_back(static_cast<unsigned char>(cellValue(x, y, band)));
+        if (dataset->RasterIO(GF_Write, 0, y0, width, rows, pixels.data(), width, rows, GDT_Byte, bands,
+                              nullptr, bands, GSpacing{bands} * width, 1, nullptr) != CE_None)
+            throw std::runtime_error("GDAL cannot write pixels");
+    }
+}
+
+/// Does one step of a job, whose class may keep that to itself.
+inline bool doStep(vexel::Worker& job, std::size_t step = 0)
+{
+    return job.do_step(step);
+}
+
+/// Counts how often a job tells its progress from now on: once for each strip, and by the Gaussian once for
+/// each band of each part.
+inline std::shared_ptr<int> countPieces(vexel::Worker& job)
+{
+    auto pieces = std::make_shared<int>(0);
+    job.setProgress([pieces](double) {
+        ++*pieces;
+        return true;
+    });
+    return pieces;
+}
+
+/// GDAL's block cache has that size while it lives.
+class CacheSize
+{
+public:
+    explicit CacheSize(std::uint64_t bytes) : m_former(GDALGetCacheMax64())
+    {
+        GDALSetCacheMax64(static_cast<GIntBig>(bytes));
+    }
+    ~CacheSize() { GDALSetCacheMax64(m_former); }
+    CacheSize(const CacheSize&) = delete;
+    CacheSize& operator=(const CacheSize&) = delete;
+
+private:
+    GIntBig m_former;
+};
+
+} // namespace downsampling
+
+#endif
