@@ -93,3 +93,38 @@ TEST(WritingWouldDelete, TilesOfAnEarlierSetAndThoseToCome)
     EXPECT_FALSE(deletes(folder / "p_1_1.tif", set, GdalFileType::TileSet));
     EXPECT_FALSE(deletes(folder / "o_1_1.tif", set, GdalFileType::SingleFile));
 }
+
+TEST(CutOffTiles, AreThoseWhoseWorkingFilesAreThere)
+{
+    const TempFolder folder;
+    for (const char* name : {"s_1_1.tif", "s_2_1.tif_tmp.tif", "s_3_1.tif_new_tmp.tif", "s_4_1.png_tmp.tif",
+                             "t_1_1.tif_tmp.tif", "s.tif_tmp.tif", "s_5_1.tif_tmp.tif.aux.xml"})
+        ASSERT_TRUE(file::writeText(folder / name, "x"));
+    QStringList expected = {folder / "s_2_1.tif", folder / "s_3_1.tif"};
+    EXPECT_EQ(cutOffTilesOf(folder / "s.tif"), expected);
+    expected = QStringList{folder / "s_4_1.png"};
+    EXPECT_EQ(cutOffTilesOf(folder / "s.png"), expected);
+    EXPECT_TRUE(cutOffTilesOf("").isEmpty());
+}
+
+TEST(TileFiles, AreNoWorkingFiles)
+{
+    const TempFolder folder;
+    for (const char* name : {"s_1_1.tif", "s_2_1.tif_tmp.tif", "s_3_1.tif_new_tmp.tif"})
+        ASSERT_TRUE(file::writeText(folder / name, "x"));
+    const std::vector<TileFile> tiles = tileFilesOf(folder / "s.tif");
+    ASSERT_EQ(tiles.size(), 1u);
+    EXPECT_EQ(tiles[0].path, folder / "s_1_1.tif");
+}
+
+TEST(RemovingARasterFile, TakesAlongWhatGdalKeepsBesideIt)
+{
+    const TempFolder folder;
+    for (const char* name : {"a.tif", "a.tif.ovr", "a.tif.aux.xml", "a.tif.msk", "a.tfw", "a.tif_tmp.tif",
+                             "a.tif_tmp.tif.aux.xml", "a.tif_new_tmp.tif"})
+        ASSERT_TRUE(file::writeText(folder / name, "x"));
+    removeRasterFile(folder / "a.tif");
+    EXPECT_EQ(folder.listing(), "a.tfw a.tif_new_tmp.tif a.tif_tmp.tif a.tif_tmp.tif.aux.xml");
+    removeWorkingFiles(folder / "a.tif");
+    EXPECT_EQ(folder.listing(), "a.tfw");
+}

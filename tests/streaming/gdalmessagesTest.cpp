@@ -1,0 +1,110 @@
+#include "streaming/gdalmessages.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+using vexel::GdalMessages;
+
+namespace {
+
+std::vector<std::string>* heard = nullptr;
+
+void CPL_STDCALL hear(CPLErr severity, CPLErrorNum number, const char* text)
+{
+    errno = EBADF;
+    heard->push_back(std::to_string(severity) + "/" + std::to_string(number) + " " + text);
+}
+
+void CPL_STDCALL raise(CPLErr severity, CPLErrorNum number, const char* text)
+{
+    hear(severity, number, text);
+    if (severity == CE_Failure)
+        throw std::runtime_error(text);
+}
+
+/// Keeps what the application's handler hears.
+class Application : public testing::Test
+{
+protected:
+    Application()
+    {
+        heard = &m_heard;
+        CPLPushErrorHandler(hear);
+    }
+    ~Application() override
+    {
+        CPLPopErrorHandler();
+        heard = nullptr;
+    }
+
+    std::vector<std::string> m_heard;
+};
+
+using GdalMessagesTest = Application;
+
+} // namespace
+
+TEST_F(GdalMessagesTest, AreHandedOnInTheirOrderAtTheEnd)
+{
+    {
+        const GdalMessages messages;
+        CPLError(CE_Warning, 1, "first");
+        CPLError(CE_Failure, 4, "%s", "100% second");
+        EXPECT_TRUE(m_heard.empty());
+        errno = EDOM;
+    }
+    EXPECT_EQ(errno, EDOM);
+    EXPECT_EQ(m_heard, (std::vector<std::string>{"2/1 first", "3/4 100% second"}));
+}
+
+TEST_F(GdalMessagesTest, TellOfTheFirstFailureThatCounts)
+{
+    GdalMessages messages;
+    EXPECT_FALSE(messages.tellOfFailure());
+    CPLError(CE_Warning, 1, "warning");
+    EXPECT_FALSE(messages.tellOfFailure());
+    CPLError(CE_Failure, 1, "one");
+    CPLError(CE_Failure, 1, "two");
+    EXPECT_TRUE(messages.tellOfFailure());
+    EXPECT_EQ(messages.firstFailure(), "one");
+    messages.ignoreSoFar();
+    EXPECT_FALSE(messages.tellOfFailure());
+    EXPECT_EQ(messages.firstFailure(), "");
+    CPLError(CE_Failure, 1, "three");
+    EXPECT_EQ(messages.firstFailure(), "three");
+}
+
+TEST_F(GdalMessagesTest, LetExceptionsOfTheHandlerOutOnceAllAreHandedOn)
+{
+    CPLPushErrorHandler(raise);
+    const auto two = [] {
+        const GdalMessages messages;
+        CPLError(CE_Failure, 1, "one");
+        CPLError(CE_Failure, 1, "two");
+    };
+    try {
+        two();
+        ADD_FAILURE() << "nothing thrown";
+    } catch (const std::runtime_error& error) {
+        EXPECT_STREQ(error.what(), "one");
+    }
+    CPLPopErrorHandler();
+    EXPECT_EQ(m_heard.size(), 2u);
+}
+
+TEST_F(GdalMessagesTest, DoNotThrowWhileAnotherExceptionFlies)
+{
+    CPLPushErrorHandler(raise);
+    const auto fail = [] {
+        const GdalMessages messages;
+        CPLError(CE_Failure, 1, "of GDAL");
+        throw std::logic_error("ours");
+    };
+    EXPECT_THROW(fail(), std::logic_error);
+    CPLPopErrorHandler();
+    EXPECT_EQ(m_heard, std::vector<std::string>{"3/1 of GDAL"});
+}
