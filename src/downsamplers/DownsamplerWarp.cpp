@@ -4,6 +4,8 @@
 #include "companion/file.h"
 #include "companion/gdaldrivers.h"
 #include "companion/log.h"
+#include "streaming/gdaldataset.h"
+#include "utilities/WarpOutput.h"
 
 #include <gdal_priv.h>
 #include <gdal_utils.h>
@@ -20,12 +22,6 @@ namespace vexel {
 namespace {
 
 constexpr double noData = -10000.0;
-
-struct CloseDataset
-{
-    void operator()(GDALDataset* dataset) const { GDALClose(dataset); }
-};
-using Dataset = std::unique_ptr<GDALDataset, CloseDataset>;
 
 struct FreeWarpOptions
 {
@@ -86,6 +82,7 @@ bool warp(const QString& inputPath, const QString& outputPath, const QStringList
     const WarpOptions options(GDALWarpAppOptionsNew(list.options(), nullptr));
     // Without options GDAL would copy the raster as it is, and report no error.
     int usageError = options ? 0 : 1;
+    const gdal::WarpOutput output(outputPath);
     Dataset result;
     if (options) {
         outputTouched = outputTouched || source;
@@ -94,7 +91,7 @@ bool warp(const QString& inputPath, const QString& outputPath, const QStringList
         result.reset(GDALDataset::FromHandle(GDALWarp(outputPath.toUtf8().constData(), nullptr, 1,
                                                       &sourceHandle, options.get(), &usageError)));
     }
-    if (!result && !progress.stopped())
+    if (!output.finish(std::move(result)) && !progress.stopped())
         log::LogStreamer(log::defaultLogSource(), log::level::error, QString(),
                          log::FileAndLine("DownsamplerWarp", __LINE__))
             << "Error code from GDAL: " << usageError;

@@ -83,7 +83,7 @@ bool readGrayAsColour(const GDALStreamer& image, ColourMatrix& out, int level)
     GrayMatrix gray;
     if (!readBand(image, gray, level))
         return false;
-    out.resize(gray.rows(), gray.cols());
+    resizePixels(out, gray.rows(), gray.cols());
     parallelRows(gray.rows(), gray.cols(), [&](std::int64_t row) {
         grayToOpaque(gray.data() + row * gray.cols(), out.data() + row * gray.cols(), gray.cols());
     });
@@ -96,7 +96,7 @@ bool readColourAsGray(const GDALStreamer& image, GrayMatrix& out, int level,
     ColourMatrix colour;
     if (weights.size() != 3 || !readColour(image, colour, level))
         return false;
-    out.resize(colour.rows(), colour.cols());
+    resizePixels(out, colour.rows(), colour.cols());
     parallelRows(colour.rows(), colour.cols(), [&](std::int64_t row) {
         colourToGray(colour.data() + row * colour.cols(), out.data() + row * colour.cols(), colour.cols(),
                      weights.data());

@@ -136,10 +136,15 @@ bool GDALStreamer::openRead(const QString& path, GdalFileType ftype, bool readOn
     m_lastError = StreamError();
     m_path = path;
     m_ftype = ftype;
-    const bool filesOpened =
-        ftype == GdalFileType::TileSet ? openTileSet(path, readOnly) : openSingleFile(path, readOnly);
-    if (filesOpened && takeDescriptionFromFiles())
-        return true;
+    try {
+        const bool filesOpened =
+            ftype == GdalFileType::TileSet ? openTileSet(path, readOnly) : openSingleFile(path, readOnly);
+        if (filesOpened && takeDescriptionFromFiles())
+            return true;
+    } catch (...) {
+        clear();
+        throw;
+    }
     clear();
     return false;
 }
@@ -195,6 +200,19 @@ bool GDALStreamer::openWrite(const QString& path, std::uint64_t noBands, DataTyp
     const GDALMutex lock;
     const Workspace extent = ws; // the caller may pass this set's own
     clear();
+    try {
+        return openToWrite(path, noBands, dtype, extent, projWKT, projTime, software, ftype, tileWidth,
+                           tileHeight);
+    } catch (...) {
+        clear();
+        throw;
+    }
+}
+
+bool GDALStreamer::openToWrite(const QString& path, std::uint64_t noBands, DataType dtype,
+                               const Workspace& extent, const QString& projWKT, const QString& projTime,
+                               const QString& software, GdalFileType ftype, int tileWidth, int tileHeight)
+{
     m_lastError = StreamError();
     m_path = path;
     m_ftype = ftype;

@@ -265,6 +265,9 @@ private:
     bool fail(StreamError::Code code, const QString& text = QString()) const;
     bool failIn(const gdal_t& file) const;
     bool openRead(const QString& path, GdalFileType ftype, bool readOnly);
+    bool openToWrite(const QString& path, std::uint64_t noBands, DataType dtype, const Workspace& extent,
+                     const QString& projWKT, const QString& projTime, const QString& software,
+                     GdalFileType ftype, int tileWidth, int tileHeight);
     bool openEither(const QString& path, bool readOnly);
     bool openSingleFile(const QString& path, bool readOnly);
     bool openTileSet(const QString& path, bool readOnly);
@@ -479,7 +482,7 @@ bool GDALStreamer::read(PixelMatrix<T>& out, std::size_t band, const PixelBox& b
         return fail(StreamError::Code::NotOpen);
     if (!scaledSize(request, scale, rows, columns))
         return fail(StreamError::Code::BadArgument);
-    out.resize(rows, columns);
+    resizePixels(out, rows, columns);
     if (fill)
         out.setConstant(fillValue);
 
@@ -502,7 +505,8 @@ bool GDALStreamer::read(PixelMatrix<T>& out, std::size_t band, const PixelBox& b
         if (coversAll)
             return file.read(out, band, sources[k], targetColumns, targetRows) || failIn(file);
         // A packed colour read leaves bytes of its matrix alone.
-        scratch.setZero(targetRows, targetColumns);
+        resizePixels(scratch, targetRows, targetColumns);
+        scratch.setZero();
         if (!file.read(scratch, band, sources[k], targetColumns, targetRows))
             return failIn(file);
         out.block(target.min_corner().y(), target.min_corner().x(), targetRows, targetColumns) = scratch;
@@ -522,7 +526,7 @@ bool GDALStreamer::readBands(PixelMatrix<T>& out, const std::vector<int>& bands,
         return fail(StreamError::Code::NotOpen);
     if (!scaledSize(request, scale, rows, columns))
         return fail(StreamError::Code::BadArgument);
-    out.resize(static_cast<Eigen::Index>(bands.size()) * rows, columns);
+    resizePixels(out, static_cast<Eigen::Index>(bands.size()) * rows, columns);
     if (fill)
         out.setConstant(fillValue);
     return readPieces(detail::stacked(out.data(), rows, columns), bands, request, scale);
@@ -585,8 +589,10 @@ bool GDALStreamer::write(const PixelMatrix<T>& in, std::size_t band, const Pixel
         const Eigen::Index rows = piece.max_corner().y() - piece.min_corner().y();
         const Eigen::Index columns = piece.max_corner().x() - piece.min_corner().x();
         const bool isAll = rows == in.rows() && columns == in.cols();
-        if (!isAll)
+        if (!isAll) {
+            resizePixels(scratch, rows, columns);
             scratch = in.block(piece.min_corner().y(), piece.min_corner().x(), rows, columns);
+        }
         if (!m_files[tiles[k]]->write(isAll ? in : scratch, band, inFiles[k]))
             return failIn(*m_files[tiles[k]]);
     }

@@ -23,7 +23,7 @@ struct StreamError
         CannotRead = 8,
         CannotWrite = 9,    ///< as far as GDAL has told by the end of the transfer
         CannotCreate = 10,  ///< the working file
-        CannotComplete = 11 ///< the final file or one beside it; the target is not there then
+        CannotComplete = 11 ///< the final file, which is not there then; or one beside it, as the text says
     };
 
     Code code = Code::None;

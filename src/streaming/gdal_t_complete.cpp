@@ -87,10 +87,45 @@ void appendTranslateArguments(gdal::CommandOptions& arguments, const GDALStreame
                   << "ALPHA=YES";
 }
 
-/// Closes what was written under its unfinished name and puts it in the target's place, or leaves neither.
-bool putInPlace(Dataset result, const QString& target, GdalMessages& messages, QString& reason)
+/// Cleans up, once more where memory was short: by then more of it may have been released. The next run over the target
+/// removes what is left all the same.
+template <class CleanUp>
+void insistOn(const CleanUp& cleanUp) noexcept
 {
-    const QString unfinished = unfinishedPath(target);
+    for (int attempt = 0; attempt < 2; ++attempt)
+        try {
+            cleanUp();
+            return;
+        } catch (...) {
+        }
+}
+
+/// Removes the unfinished file of a target in the end, unless it has taken its place.
+class RemoveUnfinished
+{
+public:
+    explicit RemoveUnfinished(const QString& target) : m_unfinished(unfinishedPath(target)) {}
+    ~RemoveUnfinished()
+    {
+        if (m_removes)
+            insistOn([&] { removeRasterFile(m_unfinished); });
+    }
+    RemoveUnfinished(const RemoveUnfinished&) = delete;
+    RemoveUnfinished& operator=(const RemoveUnfinished&) = delete;
+
+    const QString& path() const { return m_unfinished; }
+    void keep() { m_removes = false; }
+
+private:
+    QString m_unfinished;
+    bool m_removes = true;
+};
+
+/// Closes what was written under its unfinished name and puts it in the target's place, or leaves neither.
+bool putInPlace(Dataset result, RemoveUnfinished& unfinishedFile, const QString& target,
+                GdalMessages& messages, QString& reason)
+{
+    const QString& unfinished = unfinishedFile.path();
     bool written = result != nullptr;
     if (written) {
         // A full disk shows only now, and only by a message.
@@ -103,10 +138,10 @@ bool putInPlace(Dataset result, const QString& target, GdalMessages& messages, Q
     if (written && file::syncFile(unfinished, reason) && file::replace(unfinished, target, reason)) {
         if (file::exists(unfinished + ".aux.xml"))
             file::replace(unfinished + ".aux.xml", target + ".aux.xml", reason);
+        unfinishedFile.keep();
         file::syncFolder(file::dirname(target));
         return true;
     }
-    removeRasterFile(unfinished);
     return false;
 }
 
@@ -114,6 +149,7 @@ bool putInPlace(Dataset result, const QString& target, GdalMessages& messages, Q
 bool translateFile(const QString& source, const QString& target, const gdal::CommandOptions& arguments,
                    int& usageError, QString& reason)
 {
+    RemoveUnfinished unfinished(target);
     GdalMessages messages;
     const TranslateOptions options(GDALTranslateOptionsNew(arguments.options(), nullptr));
     // Without options GDAL would copy the raster as it is, and report no error.
@@ -123,11 +159,11 @@ bool translateFile(const QString& source, const QString& target, const gdal::Com
         const Dataset working = openDataset(source, GA_ReadOnly);
         // GDAL 3 guesses the format by the target's ending; under its unfinished name it is a GeoTIFF whatever the
         // target is called. A working file that is gone goes on as a null source, which GDAL calls a usage error.
-        result.reset(GDALDataset::FromHandle(GDALTranslate(unfinishedPath(target).toUtf8().constData(),
+        result.reset(GDALDataset::FromHandle(GDALTranslate(unfinished.path().toUtf8().constData(),
                                                            GDALDataset::ToHandle(working.get()),
                                                            options.get(), &usageError)));
     }
-    return putInPlace(std::move(result), target, messages, reason);
+    return putInPlace(std::move(result), unfinished, target, messages, reason);
 }
 
 } // namespace
@@ -188,12 +224,13 @@ void GDALStreamer::gdal_t::finaliseImage()
     QString reason;
     bool completed = false;
     {
+        RemoveUnfinished unfinished(path);
         GdalMessages messages;
         Dataset copy(driver && dataset
-                         ? driver->CreateCopy(unfinishedPath(path).toUtf8().constData(), dataset,
+                         ? driver->CreateCopy(unfinished.path().toUtf8().constData(), dataset,
                                               /*strict=*/FALSE, options.options(), nullptr, nullptr)
                          : nullptr);
-        completed = putInPlace(std::move(copy), path, messages, reason);
+        completed = putInPlace(std::move(copy), unfinished, path, messages, reason);
     }
     if (!completed) {
         failFile(*this, Code::CannotComplete, reason);
@@ -231,8 +268,8 @@ void GDALStreamer::gdal_t::finaliseGeoTiff()
         failFile(*this, Code::CannotComplete, reason);
     }
     if (!completed)
-        removeSideFiles();
-    file::remove(tmppath);
+        insistOn([&] { removeSideFiles(); });
+    insistOn([&] { file::remove(tmppath); });
 }
 
 } // namespace vexel

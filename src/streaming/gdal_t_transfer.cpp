@@ -127,7 +127,7 @@ bool readPixels(Handle& handle, PixelMatrix<T>& out, std::size_t band, const Pix
         return false;
     if (width < 0 || height < 0)
         return failFile(handle, Code::BadArgument);
-    out.resize(height, width);
+    resizePixels(out, height, width);
     if (out.size() == 0)
         return true;
     return raster->RasterIO(GF_Read, window.x, window.y, window.columns, window.rows, out.data(), width,
@@ -227,7 +227,7 @@ bool readColour(Handle& handle, PackedPixels& out, bool withAlpha, const PixelBo
         return false;
     if (width < 0 || height < 0)
         return failFile(handle, Code::BadArgument);
-    out.resize(height, width);
+    resizePixels(out, height, width);
     const bool alphaFromFile = withAlpha && handle.noBands == 4;
     if (withAlpha && !alphaFromFile)
         out.setConstant(opaque);

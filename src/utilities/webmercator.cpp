@@ -2,8 +2,8 @@
 
 #include "companion/CommandOptions.h"
 #include "companion/file.h"
-#include "companion/gdaldrivers.h"
 #include "streaming/GDALMutex.h"
+#include "utilities/WarpOutput.h"
 #include "utilities/definitionfile.h"
 #include "utilities/webmercatorarguments.h"
 
@@ -19,12 +19,6 @@ namespace {
 constexpr const char* webMercator = "+proj=merc +a=6378137 +b=6378137 +lat_ts=0.0 +lon_0=0.0 +x_0=0.0 +y_0=0 "
                                     "+k=1.0 +units=m +nadgrids=@null +no_defs";
 
-struct CloseDataset
-{
-    void operator()(GDALDatasetH dataset) const { GDALClose(dataset); }
-};
-using Dataset = std::unique_ptr<void, CloseDataset>;
-
 struct FreeWarpOptions
 {
     void operator()(GDALWarpAppOptions* options) const { GDALWarpAppOptionsFree(options); }
@@ -35,16 +29,16 @@ using WarpOptions = std::unique_ptr<GDALWarpAppOptions, FreeWarpOptions>;
 /// reason, a missing input for one, counts as accepted.
 bool warpAccepted(const QString& input, const QString& output, const CommandOptions& arguments)
 {
-    registerDrivers();
-    const Dataset source(GDALOpen(input.toUtf8().constData(), GA_ReadOnly));
+    const Dataset source = openDataset(input, GA_ReadOnly);
     const WarpOptions options(GDALWarpAppOptionsNew(arguments.options(), nullptr));
     // Without options GDAL would copy the raster as it is, and report no error.
     if (!options)
         return false;
+    const WarpOutput target(output);
     int usageError = 0;
-    GDALDatasetH sources[] = {source.get()};
-    const Dataset result(
-        GDALWarp(output.toUtf8().constData(), nullptr, 1, sources, options.get(), &usageError));
+    GDALDatasetH sources[] = {GDALDataset::ToHandle(source.get())};
+    target.finish(Dataset(GDALDataset::FromHandle(
+        GDALWarp(output.toUtf8().constData(), nullptr, 1, sources, options.get(), &usageError))));
     return usageError == 0;
 }
 

@@ -1,0 +1,34 @@
+#include "utilities/WarpOutput.h"
+
+#include "streaming/gdalmessages.h"
+#include "streaming/writetargets.h"
+
+namespace vexel::gdal {
+
+WarpOutput::WarpOutput(const QString& path) : m_path(path), m_before(timeOfFile()) {}
+
+std::optional<WarpOutput::Time> WarpOutput::timeOfFile() const
+{
+    namespace fs = std::filesystem;
+    const fs::path file = fs::u8path(m_path.toUtf8().toStdString());
+    std::error_code error;
+    if (!fs::is_regular_file(file, error))
+        return std::nullopt;
+    const Time time = fs::last_write_time(file, error);
+    return error ? std::nullopt : std::optional<Time>(time);
+}
+
+bool WarpOutput::finish(Dataset result) const
+{
+    bool isWhole = result != nullptr;
+    {
+        const GdalMessages messages;
+        result.reset();
+        isWhole = isWhole && !messages.tellOfFailure();
+    }
+    if (!isWhole && timeOfFile() != m_before)
+        removeRasterFile(m_path);
+    return isWhole;
+}
+
+} // namespace vexel::gdal
