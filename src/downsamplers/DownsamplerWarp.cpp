@@ -91,7 +91,8 @@ bool warp(const QString& inputPath, const QString& outputPath, const QStringList
         result.reset(GDALDataset::FromHandle(GDALWarp(outputPath.toUtf8().constData(), nullptr, 1,
                                                       &sourceHandle, options.get(), &usageError)));
     }
-    if (!output.finish(std::move(result)) && !progress.stopped())
+    // What a warp leaves that was asked to stop is the job's to keep or to discard.
+    if (!progress.stopped() && !output.finish(std::move(result)))
         log::LogStreamer(log::defaultLogSource(), log::level::error, QString(),
                          log::FileAndLine("DownsamplerWarp", __LINE__))
             << "Error code from GDAL: " << usageError;
