@@ -186,7 +186,8 @@ std::int64_t heightOf(const PixelBox& boxRead)
 /// that are sampled, the results of all bands.
 double bytesOf(double pixels, double bands, double sampleBytes, double factor)
 {
-    return pixels * bands * sampleBytes + pixels / factor * 4 + pixels / (factor * factor) * bands * sampleBytes;
+    return pixels * bands * sampleBytes + pixels / factor * 4 +
+           pixels / (factor * factor) * bands * sampleBytes;
 }
 
 TEST(GaussParts, AreTheTileWhereItFits)
