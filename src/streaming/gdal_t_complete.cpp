@@ -14,7 +14,9 @@
 #include <gdal_utils.h>
 
 #include <filesystem>
+#include <fstream>
 #include <memory>
+#include <string>
 
 // How a written file is completed: under a name of its own, which takes the target's place once all of it has
 // reached the disk.
@@ -121,9 +123,20 @@ private:
     bool m_removes = true;
 };
 
+/// True if the file ends with those bytes.
+bool endsWith(const QString& path, const std::string& end)
+{
+    std::ifstream file(std::filesystem::u8path(path.toUtf8().toStdString()), std::ios::binary);
+    std::string found(end.size(), '\0');
+    return file.seekg(-static_cast<std::streamoff>(end.size()), std::ios::end) &&
+           file.read(found.data(), static_cast<std::streamsize>(found.size())) && found == end;
+}
+
 /// Closes what was written under its unfinished name and puts it in the target's place, or leaves neither.
-bool putInPlace(Dataset result, RemoveUnfinished& unfinishedFile, const QString& target,
-                GdalMessages& messages, QString& reason)
+///
+/// @param end bytes that the file ends with if it is whole, where GDAL does not tell of what it cannot write.
+bool putInPlace(Dataset result, const std::string& end, RemoveUnfinished& unfinishedFile,
+                const QString& target, GdalMessages& messages, QString& reason)
 {
     const QString& unfinished = unfinishedFile.path();
     bool written = result != nullptr;
@@ -135,6 +148,10 @@ bool putInPlace(Dataset result, RemoveUnfinished& unfinishedFile, const QString&
     }
     if (!written)
         reason = messages.firstFailure();
+    else if (!endsWith(unfinished, end)) {
+        written = false;
+        reason = "The end of the file could not be written";
+    }
     if (written && file::syncFile(unfinished, reason) && file::replace(unfinished, target, reason)) {
         if (file::exists(unfinished + ".aux.xml"))
             file::replace(unfinished + ".aux.xml", target + ".aux.xml", reason);
@@ -163,7 +180,7 @@ bool translateFile(const QString& source, const QString& target, const gdal::Com
                                                            GDALDataset::ToHandle(working.get()),
                                                            options.get(), &usageError)));
     }
-    return putInPlace(std::move(result), unfinished, target, messages, reason);
+    return putInPlace(std::move(result), std::string(), unfinished, target, messages, reason);
 }
 
 } // namespace
@@ -210,11 +227,14 @@ void GDALStreamer::gdal_t::removeSideFiles()
 void GDALStreamer::gdal_t::finaliseImage()
 {
     gdal::CommandOptions options;
+    std::string end;
     const char* driverName = nullptr; // nothing writes JPEG 2000: such a target yields no file
     if (isPng(path)) {
         driverName = "PNG";
+        end = "IEND\xAE\x42\x60\x82";
     } else if (isJpeg(path)) {
         driverName = "JPEG";
+        end = "\xFF\xD9";
         options.setValueForOption(QString::number(jpegQuality, 10), "QUALITY");
     }
     if (!driverName)
@@ -230,7 +250,7 @@ void GDALStreamer::gdal_t::finaliseImage()
                          ? driver->CreateCopy(unfinished.path().toUtf8().constData(), dataset,
                                               /*strict=*/FALSE, options.options(), nullptr, nullptr)
                          : nullptr);
-        completed = putInPlace(std::move(copy), unfinished, path, messages, reason);
+        completed = putInPlace(std::move(copy), end, unfinished, path, messages, reason);
     }
     if (!completed) {
         failFile(*this, Code::CannotComplete, reason);

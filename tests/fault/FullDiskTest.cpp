@@ -171,6 +171,23 @@ INSTANTIATE_TEST_SUITE_P(
                     DiskCase{"InTheMiddleOfAJpeg", "image.jpg", noLimit, 50000, true}),
     [](const auto& row) { return std::string(row.param.name); });
 
+/// The last bytes are written when GDAL finishes or closes the file.
+TEST(FullDiskInTheEnd, LeavesNothingThoughOnlyTheLastBytesAreMissing)
+{
+    for (const char* name : {"gray.tif", "image.png", "image.jpg"}) {
+        const TempFolder whole;
+        ASSERT_EQ(writeTarget(whole.path(), targetNamed(name)), "");
+        const auto size = std::filesystem::file_size((whole / name).toStdString());
+        for (const unsigned missing : {1u, 10u, 100u, 300u, 1000u}) {
+            const TempFolder folder;
+            EXPECT_EQ(failureOfChild("writeOntoFullDisk", {folder.path().toStdString(), name, number(noLimit),
+                                                           number(size - missing), "1"}),
+                      "")
+                << missing << " bytes of " << name;
+        }
+    }
+}
+
 struct JobCase
 {
     const char* name;
