@@ -204,7 +204,7 @@ bool DownsamplerBase::runStrips(const TileStep& plan)
     if (!input.opened())
         return writeNoData(plan);
     const GDALStreamer::KeepFilesOpen keepOpen(input);
-    const StripStep<T> strips(input, plan, factor, border);
+    const StripStep<T> strips(input, plan, factor, border, sizeof(Out));
     const std::size_t noStrips = strips.noStrips();
     std::size_t done = 0;
     const auto prepare = [this](StripReader<T>& strip, Eigen::Index firstNewRow) {

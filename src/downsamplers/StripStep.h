@@ -27,7 +27,9 @@ template <class T>
 class StripStep
 {
 public:
-    StripStep(const GDALStreamer& input, const TileStep& plan, double factor, int border)
+    /// @param resultBytes size of an element of what the strips become.
+    StripStep(const GDALStreamer& input, const TileStep& plan, double factor, int border,
+              std::size_t resultBytes)
         : m_input(input), m_plan(plan), m_rows(plan.rows, factor, plan.yOffset, border, plan.blockSize,
                                                plan.readBox.max_corner().y() - plan.readBox.min_corner().y()),
           m_columns(plan.columns, factor, plan.xOffset, border, plan.blockSize,
@@ -35,8 +37,8 @@ public:
     {
         const std::int64_t blockHeight = std::max(input.blockHeight(), 1);
         // What is read, and what becomes of it, as it is and as GDAL takes it.
-        const double bytesPerPixel =
-            static_cast<double>(input.noBands()) * (sizeof(T) + 2.0 * sizeof(float) / (factor * factor));
+        const double bytesPerPixel = static_cast<double>(input.noBands()) *
+                                     (sizeof(T) + 2.0 * static_cast<double>(resultBytes) / (factor * factor));
         const auto mostPixels = static_cast<std::int64_t>(stripBudgetBytes / std::max(bytesPerPixel, 1.0));
         const std::int64_t fewestRows = std::max(blockHeight, plan.blockSize) + plan.blockSize;
         for (const BlockRun& run :
