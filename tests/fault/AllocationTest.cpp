@@ -5,6 +5,7 @@
 #include "support/LogCapture.h"
 #include "support/TempFolder.h"
 #include "support/downsampling.h"
+#include "support/figures.h"
 #include "support/rasters.h"
 #include "utilities/verify.h"
 
@@ -13,9 +14,9 @@
 #include <algorithm>
 #include <filesystem>
 #include <functional>
-#include <iostream>
 #include <memory>
 #include <new>
+#include <sstream>
 
 // Memory runs out: each allocation of an operation fails once, in a run of its own.
 
@@ -429,8 +430,10 @@ TEST_P(EachAllocation, MayFail)
     failEachAllocation(GetParam().make, outcomes, noAllocations);
     CPLSetErrorHandler(CPLDefaultErrorHandler);
     EXPECT_GT(noAllocations, 0) << "there was nothing to fail";
-    std::cout << GetParam().name << ": " << noAllocations << " allocations, thrown " << outcomes.thrown
-              << ", told " << outcomes.told << ", done all the same " << outcomes.coped << std::endl;
+    std::ostringstream figures;
+    figures << GetParam().name << ": " << noAllocations << " allocations, thrown " << outcomes.thrown
+            << ", told " << outcomes.told << ", done all the same " << outcomes.coped;
+    tellFigures(figures.str());
 }
 
 INSTANTIATE_TEST_SUITE_P(

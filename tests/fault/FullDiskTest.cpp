@@ -1,6 +1,7 @@
 #include "downsamplers/DownsamplerFactory.h"
 #include "fault/ChildProcess.h"
 #include "fault/resources.h"
+#include "fault/smalldisk.h"
 #include "fault/targets.h"
 #include "support/LogCapture.h"
 #include "support/TempFolder.h"
@@ -11,9 +12,12 @@
 
 #include <cmath>
 #include <filesystem>
+#include <optional>
+#include <regex>
+#include <string>
 
-// The disk is full. A limit of the file size, which the system treats alike, stands for it: it can be drawn before
-// any step of the work. It holds for a whole process, so each case is one of its own.
+// The disk is full: a limit of the file size, which the system treats alike and which can be drawn to the byte, and a
+// small disk that is filled up. Both hold for a whole process, so each case is one of its own.
 
 namespace {
 
@@ -43,6 +47,7 @@ const Target& targetNamed(const std::string& name)
     throw std::runtime_error("no target " + name);
 }
 
+/// The numbers are bytes that a file may have, or that are free on the disk.
 struct DiskCase
 {
     const char* name;
@@ -51,6 +56,12 @@ struct DiskCase
     unsigned long long whileCompleting;
     bool writes; ///< whether all is written before the disk is full
 };
+
+Arguments argumentsOf(const DiskCase& c, const QString& folder, const char* kind)
+{
+    return {folder.toStdString(), c.target, std::to_string(c.whileWriting), std::to_string(c.whileCompleting),
+            c.writes ? "1" : "0", kind};
+}
 
 std::string number(unsigned long long value)
 {
@@ -93,6 +104,13 @@ void requireFailure(const vexel::StreamError& error, const QString& path, const 
     require(!error.text.isEmpty(), where + ": no reason is told");
 }
 
+/// How much room there was and how much it takes.
+void requireRoom(const vexel::StreamError& error)
+{
+    static const std::regex room(".* \\(up to [0-9]+ bytes needed, [0-9]+ free\\)");
+    require(std::regex_match(error.text.toStdString(), room), "no room is told: " + error.text.toStdString());
+}
+
 void requireEmpty(const QString& folder, const std::string& held)
 {
     for (const auto& entry : std::filesystem::directory_iterator(folder.toStdString()))
@@ -100,10 +118,16 @@ void requireEmpty(const QString& folder, const std::string& held)
     require(heldResources() == held, "held before:\n" + held + "\nand afterwards:\n" + heldResources());
 }
 
-/// Folder, target, limits and whether writing works.
+/// Folder, target, limits, whether writing works, and what is full: "file" or "disk".
 void writeOntoFullDisk(const Arguments& arguments)
 {
-    const QString folder = QString::fromStdString(arguments.at(0));
+    std::optional<SmallDisk> disk;
+    if (arguments.at(5) == "disk")
+        disk.emplace(QString::fromStdString(arguments.at(0)));
+    const QString folder = disk ? disk->folder() : QString::fromStdString(arguments.at(0));
+    const auto leave = [&](const std::string& bytes) {
+        disk ? disk->leave(std::stoull(bytes)) : limitFileSize(std::stoull(bytes));
+    };
     const Target& target = targetNamed(arguments.at(1));
     const bool shouldWrite = arguments.at(4) == "1";
     const QString firstFile = folder + "/" + QString::fromStdString(filesOf(target).front().name);
@@ -114,14 +138,14 @@ void writeOntoFullDisk(const Arguments& arguments)
     {
         vexel::GDALStreamer set;
         require(openTarget(set, folder, target), "cannot open");
-        limitFileSize(std::stoull(arguments.at(2)));
+        leave(arguments.at(2));
         const bool written = writeRows(set, target, 0, target.height);
         require(written == shouldWrite, written ? "writing is told to have worked" : "writing fails");
         require(written != static_cast<bool>(set.lastError()), "the error is another than the result");
         if (!written)
             requireFailure(set.lastError(), firstFile, "write");
         const bool hasWorkingFile = set.noTiles() > 0 && !std::filesystem::is_empty(folder.toStdString());
-        limitFileSize(std::stoull(arguments.at(3)));
+        leave(arguments.at(3));
         require(set.close(), "close() is not true");
         if (shouldWrite)
             require(set.lastError().code == Code::CannotComplete, "another error than that of completing");
@@ -129,6 +153,8 @@ void writeOntoFullDisk(const Arguments& arguments)
             requireFailure(set.lastError(), firstFile, "close");
             require(hasMessage(log, completionMessage(firstFile)), "not logged, but: " + log.text());
         }
+        if (disk && disk->isMounted() && shouldWrite && firstFile.endsWith(".tif"))
+            requireRoom(set.lastError());
         require(!set.opened(), "still open");
     }
     requireEmpty(folder, held);
@@ -143,10 +169,7 @@ TEST_P(FullDisk, LeavesNothingAndTellsWhy)
 {
     const DiskCase& c = GetParam();
     const TempFolder folder;
-    EXPECT_EQ(
-        failureOfChild("writeOntoFullDisk", {folder.path().toStdString(), c.target, number(c.whileWriting),
-                                             number(c.whileCompleting), c.writes ? "1" : "0"}),
-        "");
+    EXPECT_EQ(failureOfChild("writeOntoFullDisk", argumentsOf(c, folder.path(), "file")), "");
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -180,11 +203,50 @@ TEST(FullDiskInTheEnd, LeavesNothingThoughOnlyTheLastBytesAreMissing)
         const auto size = std::filesystem::file_size((whole / name).toStdString());
         for (const unsigned missing : {1u, 10u, 100u, 300u, 1000u}) {
             const TempFolder folder;
-            EXPECT_EQ(failureOfChild("writeOntoFullDisk", {folder.path().toStdString(), name, number(noLimit),
-                                                           number(size - missing), "1"}),
-                      "")
+            const DiskCase c{"", name, noLimit, size - missing, true};
+            EXPECT_EQ(failureOfChild("writeOntoFullDisk", argumentsOf(c, folder.path(), "file")), "")
                 << missing << " bytes of " << name;
         }
+    }
+}
+
+class FullSmallDisk : public testing::TestWithParam<DiskCase>
+{};
+
+TEST_P(FullSmallDisk, LeavesNothingAndTellsWhy)
+{
+    const DiskCase& c = GetParam();
+    const TempFolder folder;
+    EXPECT_EQ(failureOfChild("writeOntoFullDisk", argumentsOf(c, folder.path(), "disk")), "");
+}
+
+// Where a tile cannot be completed, its working file makes room for the next one: sets are left out of that.
+INSTANTIATE_TEST_SUITE_P(Stages, FullSmallDisk,
+                         testing::Values(DiskCase{"NothingCanBeWritten", "gray.tif", 0, 0, false},
+                                         DiskCase{"NothingCanBeWrittenOfATileSet", "set.tif", 0, 0, false},
+                                         DiskCase{"OnlyTheHeader", "gray.tif", 4096, 4096, false},
+                                         DiskCase{"InTheMiddleOfAFill", "two bands.tif", 50000, 50000, false},
+                                         DiskCase{"InTheMiddleOfATransfer", "rgba.tif", 50000, 50000, false},
+                                         DiskCase{"NothingCanBeCompleted", "gray.tif", noLimit, 0, true},
+                                         DiskCase{"OnlyTheWorldFile", "gray.tif", noLimit, 4096, true},
+                                         DiskCase{"OnlyTheSideFiles", "two bands.tif", noLimit, 8192, true},
+                                         DiskCase{"InTheMiddleOfCompleting", "rgba.tif", noLimit, 100000,
+                                                  true},
+                                         DiskCase{"NothingOfAPng", "image.png", noLimit, 0, true},
+                                         DiskCase{"InTheMiddleOfAPng", "image.png", noLimit, 100000, true},
+                                         DiskCase{"InTheMiddleOfAJpeg", "image.jpg", noLimit, 50000, true}),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST(FullSmallDiskInTheEnd, LeavesNothingThoughOnlyTheLastBlockIsMissing)
+{
+    constexpr unsigned long long block = 4096;
+    for (const char* name : {"image.png", "image.jpg"}) {
+        const TempFolder whole;
+        ASSERT_EQ(writeTarget(whole.path(), targetNamed(name)), "");
+        const auto size = std::filesystem::file_size((whole / name).toStdString());
+        const TempFolder folder;
+        const DiskCase c{"", name, noLimit, (size - 1) / block * block, true};
+        EXPECT_EQ(failureOfChild("writeOntoFullDisk", argumentsOf(c, folder.path(), "disk")), "") << name;
     }
 }
 

@@ -2,12 +2,14 @@
 #include "fault/resources.h"
 #include "fault/targets.h"
 #include "support/TempFolder.h"
+#include "support/figures.h"
 #include "support/rasters.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <filesystem>
 #include <iostream>
 #include <random>
@@ -209,10 +211,11 @@ TEST(KilledWriter, LeavesNoFilesThatAreNotWhole)
     }
     EXPECT_GT(counts.working, 0) << "no kill has struck while a working file was there";
     EXPECT_GT(counts.absent, 0) << "no kill has struck while a file was missing";
-    std::cout << counts.kills << " kills within rounds of " << round.count() << " s; with a working file "
-              << counts.working << ", an unfinished file " << counts.unfinished << ", a file missing "
-              << counts.absent << ", between two rasters " << counts.between << "; "
-              << Seconds(Clock::now() - start).count() << " s in all" << std::endl;
+    std::ostringstream figures;
+    figures << counts.kills << " kills: " << counts.working << " with a working file, " << counts.unfinished
+            << " with an unfinished one, " << counts.absent << " with a file missing, " << counts.between
+            << " between two rasters; " << std::round(Seconds(Clock::now() - start).count()) << " s";
+    tellFigures(figures.str());
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 #include "support/LogCapture.h"
 #include "support/TempFolder.h"
 #include "support/downsampling.h"
+#include "support/figures.h"
 #include "support/rasters.h"
 #include "utilities/verify.h"
 
@@ -13,8 +14,9 @@
 
 #include <array>
 #include <chrono>
-#include <iostream>
+#include <cmath>
 #include <random>
+#include <sstream>
 #include <thread>
 
 // All that may be done in several threads at once is done in several threads at once.
@@ -27,7 +29,7 @@ using vexel::GDALMutex;
 using vexel::GDALStreamer;
 
 constexpr int noThreads = 8;
-constexpr int noRounds = sanitized ? 80 : 1000; // of all threads together
+constexpr int noRounds = sanitized ? 125 : 1000; // of each thread
 
 const Target sharedFile{"shared.tif", 150, 120, 3, DataType::UInt8, 0, 0, true};
 const Target sharedTiles{"tiles.tif", 150, 120, 2, DataType::Float32, 64, 64};
@@ -175,8 +177,7 @@ TEST(ManyThreads, DoNotDisturbEachOther)
         for (int thread = 0; thread < noThreads; ++thread)
             threads.emplace_back([&scene, thread] {
                 std::mt19937 random(static_cast<unsigned>(thread));
-                for (int round = 0; round < noRounds / noThreads && !testing::Test::HasFatalFailure();
-                     ++round)
+                for (int round = 0; round < noRounds && !testing::Test::HasFatalFailure(); ++round)
                     doRound(scene, thread, round, random);
             });
         for (std::thread& thread : threads)
@@ -187,9 +188,11 @@ TEST(ManyThreads, DoNotDisturbEachOther)
         EXPECT_NE(message.text.find("absent.tif"), std::string::npos)
             << message.level << ": " << message.text;
     CPLSetErrorHandler(handlerBefore);
-    std::cout << noRounds << " rounds of " << noThreads << " threads in "
-              << std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() << " s"
-              << std::endl;
+    const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
+    std::ostringstream figures;
+    figures << noThreads << " threads, " << noRounds << " rounds each; " << std::round(seconds.count())
+            << " s";
+    tellFigures(figures.str());
 }
 
 } // namespace

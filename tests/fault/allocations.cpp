@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <new>
 #include <vector>
 
@@ -19,6 +20,7 @@ namespace {
 
 std::atomic<bool> counting{false};
 std::atomic<long> left{0};
+std::atomic<std::uint64_t> sum{0};
 
 /// Addresses of code.
 struct Range
@@ -63,14 +65,17 @@ bool isForeign()
     });
 }
 
-bool failsNow()
+bool failsNow(std::size_t size)
 {
-    return counting && !isForeign() && --left == 0;
+    if (!counting || isForeign())
+        return false;
+    sum += size;
+    return --left == 0;
 }
 
-void throwIfNow()
+void throwIfNow(std::size_t size)
 {
-    if (failsNow())
+    if (failsNow(size))
         throw std::bad_alloc();
 }
 
@@ -87,6 +92,18 @@ bool stop()
 {
     counting = false;
     return left <= 0;
+}
+
+void count()
+{
+    sum = 0;
+    failNth(std::numeric_limits<long>::max());
+}
+
+std::uint64_t stopAndSum()
+{
+    stop();
+    return sum;
 }
 
 } // namespace faults::allocations
@@ -114,60 +131,60 @@ char* __real__ZNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEE9_M_createERmm
 
 void* __wrap_malloc(std::size_t size)
 {
-    return failsNow() ? nullptr : __real_malloc(size);
+    return failsNow(size) ? nullptr : __real_malloc(size);
 }
 
 void* __wrap_calloc(std::size_t count, std::size_t size)
 {
-    return failsNow() ? nullptr : __real_calloc(count, size);
+    return failsNow(count * size) ? nullptr : __real_calloc(count, size);
 }
 
 void* __wrap_realloc(void* memory, std::size_t size)
 {
-    return failsNow() ? nullptr : __real_realloc(memory, size);
+    return failsNow(size) ? nullptr : __real_realloc(memory, size);
 }
 
 void* __wrap_aligned_alloc(std::size_t alignment, std::size_t size)
 {
-    return failsNow() ? nullptr : __real_aligned_alloc(alignment, size);
+    return failsNow(size) ? nullptr : __real_aligned_alloc(alignment, size);
 }
 
 int __wrap_posix_memalign(void** memory, std::size_t alignment, std::size_t size)
 {
-    return failsNow() ? ENOMEM : __real_posix_memalign(memory, alignment, size);
+    return failsNow(size) ? ENOMEM : __real_posix_memalign(memory, alignment, size);
 }
 
 void* __wrap__Znwm(std::size_t size)
 {
-    throwIfNow();
+    throwIfNow(size);
     return __real__Znwm(size);
 }
 
 void* __wrap__Znam(std::size_t size)
 {
-    throwIfNow();
+    throwIfNow(size);
     return __real__Znam(size);
 }
 
 void* __wrap__ZnwmRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag)
 {
-    return failsNow() ? nullptr : __real__ZnwmRKSt9nothrow_t(size, tag);
+    return failsNow(size) ? nullptr : __real__ZnwmRKSt9nothrow_t(size, tag);
 }
 
 void* __wrap__ZnamRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag)
 {
-    return failsNow() ? nullptr : __real__ZnamRKSt9nothrow_t(size, tag);
+    return failsNow(size) ? nullptr : __real__ZnamRKSt9nothrow_t(size, tag);
 }
 
 void* __wrap__ZnwmSt11align_val_t(std::size_t size, std::align_val_t alignment)
 {
-    throwIfNow();
+    throwIfNow(size);
     return __real__ZnwmSt11align_val_t(size, alignment);
 }
 
 void* __wrap__ZnamSt11align_val_t(std::size_t size, std::align_val_t alignment)
 {
-    throwIfNow();
+    throwIfNow(size);
     return __real__ZnamSt11align_val_t(size, alignment);
 }
 
@@ -175,7 +192,7 @@ char* __wrap__ZNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEE9_M_createERmm
                                                                                  std::size_t* size,
                                                                                  std::size_t oldSize)
 {
-    throwIfNow();
+    throwIfNow(*size);
     return __real__ZNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEE9_M_createERmm(text, size, oldSize);
 }
 

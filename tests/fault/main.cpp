@@ -1,20 +1,7 @@
 #include "fault/ChildProcess.h"
-#include "support/rasters.h"
+#include "support/NoOpenDatasets.h"
 
 #include <gtest/gtest.h>
-
-namespace {
-
-/// No test of this suite leaves a dataset open, whatever went wrong in it on purpose.
-class NoOpenDatasets : public testing::EmptyTestEventListener
-{
-    void OnTestEnd(const testing::TestInfo&) override
-    {
-        EXPECT_EQ(rasters::openDatasets(), 0) << "datasets are still open after the test";
-    }
-};
-
-} // namespace
 
 int main(int argc, char** argv)
 {

@@ -3,8 +3,10 @@
 #include "mutations.h"
 #include "streaming/GDALStreamer.h"
 #include "support/LogCapture.h"
+#include "support/PeakMemory.h"
 #include "support/TempFolder.h"
 #include "support/downsampling.h"
+#include "support/figures.h"
 #include "support/rasters.h"
 #include "utilities/probing.h"
 #include "utilities/verify.h"
@@ -17,11 +19,9 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <fstream>
-#include <iostream>
 #include <numeric>
 #include <ostream>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -115,34 +115,6 @@ public:
 
 private:
     GIntBig m_cacheBefore;
-};
-
-/// By how much the memory that the system counts has risen at most since the start; -1 if it does not tell.
-class PeakMemory
-{
-public:
-    PeakMemory()
-    {
-        std::ofstream reset("/proc/self/clear_refs");
-        reset << "5";
-        m_known = static_cast<bool>(reset.flush());
-        m_start = peak();
-    }
-
-    std::int64_t rise() const { return m_known ? peak() - m_start : -1; }
-
-private:
-    static std::int64_t peak()
-    {
-        std::ifstream status("/proc/self/status");
-        for (std::string line; std::getline(status, line);)
-            if (line.compare(0, 6, "VmHWM:") == 0)
-                return std::atoll(line.c_str() + 6) * 1024;
-        return 0;
-    }
-
-    bool m_known;
-    std::int64_t m_start;
 };
 
 struct Tally
@@ -327,7 +299,10 @@ TEST_P(MutatedFiles, AreReadOrRefused)
         exercise(path, tally);
         EXPECT_EQ(rasters::openDatasets(), openBefore);
     }
-    std::cout << files << " files: " << tally << ", peak memory " << memory.rise() / mebi << " MiB\n";
+    std::ostringstream figures;
+    figures << files << " files: " << tally << "; GDAL and all else took " << memory.rise() / mebi
+            << " MiB at most";
+    tellFigures(figures.str());
     EXPECT_GT(tally.opened, files / 20);
     EXPECT_GT(tally.failed, files / 20);
     EXPECT_GT(tally.reads, files / 20);

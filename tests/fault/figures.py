@@ -1,0 +1,75 @@
+"""Writes what the tests of reliability have found into docs/reliability.md, between its two marks.
+
+    figures.py DOCUMENT FUZZ-FIGURES REPORT.xml...
+
+The reports are those of `--gtest_output=xml`; the figures of the fuzz targets have one "target: text" a line."""
+
+import re
+import sys
+import xml.etree.ElementTree as ElementTree
+from pathlib import Path
+
+START = "<!-- figures: written by scripts/reliability -->\n"
+END = "<!-- end of figures -->\n"
+NUMBER = re.compile(r"\d+")
+FEW = 5
+
+
+def figures_of(case):
+    """What a test tells, with the name of its row where there are several."""
+    texts = [p.get("value") for p in case.iter("property") if p.get("name") == "figures"]
+    row = case.get("name").split("/")[1:]
+    return [f"{row[0]}: {text}" if row and not text.startswith(row[0]) else text for text in texts]
+
+
+def summed(texts):
+    """One line instead of many that differ in their numbers and in the name before the colon."""
+    tails = [text.partition(": ")[2] for text in texts]
+    if len(texts) <= FEW or len({NUMBER.sub("#", tail) for tail in tails}) != 1:
+        return texts
+    sums = [sum(numbers) for numbers in zip(*([int(n) for n in NUMBER.findall(tail)] for tail in tails))]
+    sums = iter(sums)
+    return [f"{len(texts)} operations: " + NUMBER.sub(lambda _: str(next(sums)), tails[0])]
+
+
+def collect(reports):
+    """By source file: number of tests, failed ones, seconds, texts."""
+    files = {}
+    for report in reports:
+        for case in ElementTree.parse(report).getroot().iter("testcase"):
+            if case.get("status") != "run":
+                continue
+            name = case.get("file").partition("/tests/")[2] or case.get("file")
+            entry = files.setdefault("tests/" + name, {"tests": 0, "failed": 0, "seconds": 0.0, "texts": []})
+            entry["tests"] += 1
+            entry["failed"] += case.find("failure") is not None
+            entry["seconds"] += float(case.get("time"))
+            entry["texts"] += figures_of(case)
+    return files
+
+
+def table(files, fuzz_figures):
+    lines = ["| Tests | Number | Failed | Seconds | Figures |", "|---|---|---|---|---|"]
+    for name, entry in sorted(files.items()):
+        texts = "<br>".join(summed(entry["texts"]))
+        lines.append(f"| `{name}` | {entry['tests']} | {entry['failed']} | {entry['seconds']:.0f} | {texts} |")
+    for line in fuzz_figures:
+        target, _, text = line.partition(": ")
+        seconds = re.search(r"in (\d+) s", text).group(1)
+        lines.append(f"| `fuzz/{target}.cpp` | 1 | 0 | {seconds} | {text} |")
+    return "\n".join(lines) + "\n"
+
+
+def main():
+    document, fuzz_figures, *reports = map(Path, sys.argv[1:])
+    text = document.read_text(encoding="utf-8")
+    before, start, rest = text.partition(START)
+    after = rest.partition(END)[2]
+    if not start or not rest.count(END):
+        sys.exit(f"{document} has no place for the figures")
+    found = table(collect(reports), fuzz_figures.read_text(encoding="utf-8").splitlines())
+    document.write_text(before + START + "\n" + found + "\n" + END + after, encoding="utf-8")
+    print(found, end="")
+
+
+main()
