@@ -1,6 +1,7 @@
 #ifndef VEXEL_VEXEL_H
 #define VEXEL_VEXEL_H
 
+/// @file
 /// The whole public interface by one include.
 
 #include <vexel/version.h>

@@ -11,10 +11,18 @@
 namespace vexel::gdal {
 
 /// The argument list of a GDAL utility, or the creation options of a GDAL driver.
+///
+/// @code
+/// gdal::CommandOptions arguments;
+/// arguments << "-q" << "-r" << "average";
+/// GDALTranslateOptions* options = GDALTranslateOptionsNew(arguments.options(), nullptr);
+/// @endcode
 class VEXEL_EXPORT CommandOptions
 {
 public:
+    /// An empty list.
     CommandOptions();
+    /// What `options` gave is not valid any more.
     ~CommandOptions();
     CommandOptions(const CommandOptions&) = delete;
     CommandOptions& operator=(const CommandOptions&) = delete;
@@ -22,7 +30,8 @@ public:
     /// Appends one argument, as UTF-8.
     CommandOptions& operator<<(const QString& argument);
 
-    /// Sets the option NAME=VALUE: replaces the one of that name (case does not count), or appends it.
+    /// Sets the option NAME=VALUE: replaces the one of that name (case does not count), or appends it. The value comes
+    /// first and the name second.
     void setValueForOption(const QString& value, const QString& option);
 
     /// The arguments in the order appended, null-terminated; valid until the list changes or is destroyed.

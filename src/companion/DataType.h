@@ -27,7 +27,8 @@ enum class DataType : std::int32_t
     UInt16Other = 10 ///< a further 16-bit unsigned kind, stored like `UInt16`
 };
 
-/// Smallest and largest value that a pixel of `type` holds; (0, 0) for `Unknown` and for undefined values.
+/// Smallest and largest value that a pixel of `type` holds, for the floating types the finite ones; (0, 0) for
+/// `Unknown` and for undefined values.
 VEXEL_EXPORT std::pair<double, double> minMaxForPixelType(DataType type);
 
 } // namespace vexel

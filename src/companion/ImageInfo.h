@@ -10,11 +10,11 @@ namespace vexel {
 /// What an image is, without its pixels.
 struct ImageInfo
 {
-    std::int64_t width = 0;  ///< pixels
-    std::int64_t height = 0; ///< pixels
-    DataType dtype = DataType::Unknown;
-    std::uint64_t noBands = 0;
-    std::uint64_t noPages = 0;
+    std::int64_t width = 0;             ///< pixels
+    std::int64_t height = 0;            ///< pixels
+    DataType dtype = DataType::Unknown; ///< pixel type of every band
+    std::uint64_t noBands = 0;          ///< number of bands
+    std::uint64_t noPages = 0;          ///< number of images in the file
 };
 
 } // namespace vexel

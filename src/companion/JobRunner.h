@@ -22,8 +22,11 @@ class Worker;
 /// JobRunner runner;
 /// runner.setProgress([](const JobRunner::Progress& p) { std::cout << 100 * p.share << " %\r"; });
 /// if (runner.run(*job).outcome == JobRunner::Outcome::Finished)
-///     …
+///     job.reset(); // a downsampling job completes its files when it is destroyed
 /// @endcode
+///
+/// Takes no lock. A runner runs one job at a time; `stop` is for other threads and signal handlers, everything else
+/// for the one that runs the job.
 class VEXEL_EXPORT JobRunner
 {
 public:
@@ -46,15 +49,18 @@ public:
         std::chrono::duration<double> remaining; ///< estimated from both; 0 before anything is done
     };
 
+    /// What became of a job.
     struct Result
     {
-        Outcome outcome;
+        Outcome outcome;                      ///< how it ended
         std::vector<std::size_t> failedSteps; ///< indices, ascending
         QString exceptionText; ///< what the exception that ended the job says, or else one that came of
                                ///< discarding it; empty if there was none
     };
 
+    /// Nobody is told the progress, and incomplete results are discarded.
     JobRunner();
+    /// No job may be running.
     ~JobRunner();
     JobRunner(const JobRunner&) = delete;
     JobRunner& operator=(const JobRunner&) = delete;
@@ -69,9 +75,10 @@ public:
     /// one are run too.
     enum class Incomplete : std::int32_t
     {
-        Discard = 0,
-        Keep = 1
+        Discard = 0, ///< nothing is left of it
+        Keep = 1     ///< it stays as it is
     };
+    /// Sets what is done with an incomplete result; `Incomplete::Discard` until then.
     void setIncomplete(Incomplete incomplete);
 
     /// Asks the running job to stop, or the next one to not begin (its `do_init` is not called either); it

@@ -8,13 +8,14 @@
 
 namespace vexel {
 
-/// Base class of stepwise jobs. A runner calls `do_init` once and then `do_step` for each index below the
-/// number of steps.
+/// Base class of stepwise jobs. A runner, `JobRunner` or one of the application's own, calls `do_init` once and then
+/// `do_step` for each index below the number of steps.
 class VEXEL_EXPORT Worker
 {
 public:
     /// @param concurrency how many steps a runner may run at the same time.
     explicit Worker(std::size_t concurrency);
+    /// Does not call `discard`.
     virtual ~Worker();
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
@@ -22,9 +23,10 @@ public:
     /// Called once before any step. Sets the number of steps; false means that the job cannot run.
     virtual bool do_init(std::size_t& steps) = 0;
 
-    /// Does one step, counted from 0; false means that it failed.
+    /// Does one step, counted from 0; false means that it failed, or was asked to stop by the progress callback.
     virtual bool do_step(std::size_t step) = 0;
 
+    /// How many steps a runner may run at the same time.
     std::size_t concurrency() const { return m_concurrency; }
 
     /// Told the share of the running step that is done, from 0 to 1, after each piece of its work; false asks

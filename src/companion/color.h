@@ -4,9 +4,11 @@
 #include "../export.h"
 #include "PixelMatrix.h"
 
+/// Colour pixels packed as 0xAARRGGBB: blue in the lowest byte, alpha in the highest.
 namespace vexel::color {
 
-/// Sets the alpha byte (bits 24 to 31) of every packed colour pixel to the low 8 bits of `alpha`.
+/// Sets the alpha byte (bits 24 to 31) of every packed colour pixel to the low 8 bits of `alpha`: 0 is
+/// transparent, 255 opaque.
 VEXEL_EXPORT void setAlpha(PixelMatrix<unsigned int>& pixels, unsigned int alpha);
 
 } // namespace vexel::color

@@ -8,6 +8,9 @@
 
 class GDALDataset;
 
+/// @file
+/// What GDAL's open datasets are, in the terms of the library. Hold a `GDALMutex` round these calls.
+
 namespace vexel::gdal {
 
 /// The pixel type that all bands of an open dataset share, whatever their number: bytes are `UInt8`, never

@@ -27,6 +27,8 @@ VEXEL_EXPORT QString dirname(const QString& path);
 /// The entries of the folder `dir` whose name matches `pattern` ('*' any run of characters, '?' any one; case
 /// counts), each as `dir` + "/" + name.
 ///
+/// @param dir       the folder; those in it are not searched.
+/// @param pattern   of the whole name.
 /// @param filesOnly true leaves out all but regular files and links to them.
 /// @return the paths in natural order (runs of digits compare as numbers), the same on every file system;
 ///         none if there is no such folder. Entries whose name is not valid UTF-8 are left out.
@@ -36,7 +38,7 @@ VEXEL_EXPORT QStringList find(const QString& dir, const QString& pattern, bool f
 /// parts, through links. Also tells for files that do not exist yet, by their folders and names.
 VEXEL_EXPORT bool samepath(const QString& a, const QString& b);
 
-/// True when a file or folder exists at the path.
+/// True when a file or folder exists at the path. A link counts as what it points to.
 VEXEL_EXPORT bool exists(const QString& path);
 
 /// Makes the folder and those above it. True when it exists afterwards.

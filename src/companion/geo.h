@@ -5,6 +5,7 @@
 
 #include <QString>
 
+/// Spatial references.
 namespace vexel::geo {
 
 /// True for a text that GDAL reads as the WKT of a geographic, projected, geocentric or compound system.

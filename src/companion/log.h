@@ -13,6 +13,7 @@
 #include <mutex>
 #include <sstream>
 
+/// Messages of the library: their importance, where they come from, and where they go.
 namespace vexel::log {
 
 /// Importance of a message; the library uses three of the application's values.
@@ -26,20 +27,32 @@ enum class level : std::int32_t
 /// A place in the source: base name of the file, and line.
 struct VEXEL_EXPORT FileAndLine
 {
+    /// @param file base name of the source file, without folder and extension.
+    /// @param line counted from 1.
     FileAndLine(const QString& file, std::size_t line);
 
-    QString file;
-    std::size_t line;
+    QString file;     ///< base name of the source file
+    std::size_t line; ///< counted from 1
 };
 
 /// Where messages go. Safe to use from several threads.
+///
+/// @code
+/// log::defaultLogSource().setSink(
+///     [](log::level level, const QString&, const log::FileAndLine&, const QString& text) {
+///         myLogger.add(static_cast<int>(level), text.toStdString());
+///     });
+/// @endcode
 class VEXEL_EXPORT LogSource
 {
 public:
+    /// Takes one finished message. `category` is empty for the library's own ones.
     using Sink = std::function<void(log::level, const QString& category, const log::FileAndLine& where,
                                     const QString& text)>;
 
+    /// Messages go to the default sink.
     LogSource();
+    /// No message may be on its way.
     ~LogSource();
     LogSource(const LogSource&) = delete;
     LogSource& operator=(const LogSource&) = delete;
@@ -72,11 +85,14 @@ VEXEL_EXPORT LogSource& defaultLogSource();
 class VEXEL_EXPORT LogStreamer
 {
 public:
+    /// Begins a message to `source`, which must live as long.
     LogStreamer(LogSource& source, log::level level, const QString& category, const FileAndLine& where);
+    /// Emits the message. Throws nothing.
     ~LogStreamer();
     LogStreamer(const LogStreamer&) = delete;
     LogStreamer& operator=(const LogStreamer&) = delete;
 
+    /// Appends the text as it is.
     LogStreamer& operator<<(const QString& text);
 
     /// Appends "file:line".

@@ -5,6 +5,9 @@
 
 #include <QString>
 
+/// @file
+/// Names of the files that georeference a raster beside it.
+
 namespace vexel::gdal {
 
 /// The world file that belongs beside a raster: the extension's first and last letter and a "w" (".tif" gives

@@ -6,10 +6,13 @@
 #include <QString>
 #include <QStringList>
 
+/// Texts taken apart, and numbers in them.
 namespace vexel::text {
 
 /// Splits `s` at every occurrence of `separator`; a text without it is one piece.
 ///
+/// @param s         the text.
+/// @param separator of any length; an empty one occurs nowhere.
 /// @param skipEmpty true drops empty pieces.
 VEXEL_EXPORT QStringList tokenize(const QString& s, const QString& separator, bool skipEmpty);
 
@@ -19,6 +22,7 @@ VEXEL_EXPORT QStringList tokenize(const QString& s, const QString& separator, bo
 template <class T>
 [[nodiscard]] T fromString(const QString& s);
 
+/// A decimal integer, with a sign and spaces round it if need be.
 template <>
 [[nodiscard]] VEXEL_EXPORT int fromString<int>(const QString& s);
 

@@ -32,13 +32,18 @@ class StripStep;
 /// Each step reads its tile with a margin, in strips of all bands, reduces every block of `factor` by
 /// `factor` pixels to one by `representativeValue`, and writes the results. Pixels below -9999.999, and where
 /// there is an alpha band those whose alpha is 0, are no-data to the reducers of the library. The sets are
-/// closed, and the output thereby completed, when the job is destroyed.
+/// closed, and the output thereby completed, when the job is destroyed. `discard` removes the output instead, and
+/// progress is told after each strip.
+///
+/// Every block of an input file is decoded once. A step holds strips of about 64 MiB, whatever the size of the tile,
+/// and takes time in proportion to the pixels of the tile.
 ///
 /// A job belongs to one thread at a time. It takes the GDAL lock for each transfer, and spreads the reduction
 /// over OpenMP's threads.
 class VEXEL_EXPORT DownsamplerBase : public Worker
 {
 public:
+    /// Closes both sets: completes the output, but for a job that was discarded.
     ~DownsamplerBase() override;
 
     /// Makes input pixels of this value no-data, as if the raster held -10000 there; NaN is a value like any
@@ -50,6 +55,7 @@ protected:
     /// The pixels of one block, in place in the band that was read: rows, columns and a row stride.
     using Block = Eigen::Ref<PixelMatrix<float>, 0, Eigen::OuterStride<>>;
 
+    /// Whether the factor is fitted to the tiles.
     enum DownsamplingAlignment : std::int32_t
     {
         NoAlignment = 0, ///< the factor is the ratio of the resolutions
@@ -75,9 +81,13 @@ protected:
     /// Reads one band of a box of the input as it is to be downsampled: 0 where no file covers the box, and
     /// -10000 for values that are to be treated as no-data. False if it cannot be read, or the input is not
     /// open.
+    ///
+    /// @param out  resized to the rows and columns of the box.
+    /// @param band one-based.
+    /// @param box  in pixels of the input, half-open.
     bool readInput(PixelMatrix<float>& out, std::size_t band, const PixelBox& box) const;
 
-    /// Makes -10000 of the pixels of a band other than alpha that are to be treated as no-data.
+    /// Makes -10000 of the pixels, `count` of them in a row, that are to be treated as no-data. Not for an alpha band.
     void markMissingValues(float* pixels, Eigen::Index count) const;
 
     /// What `treatAsNoData` was called with, in order.
@@ -95,7 +105,12 @@ private:
 protected:
     /// The value that stands for one block. Called from several threads at once on different blocks: it must
     /// change nothing that they share. A block at the edge of the raster may be smaller than the others, but
-    /// has at least one pixel.
+    /// has at least one pixel. No-data pixels are below -9999.999; -10000 is to be returned for a block that has no
+    /// other. Where it throws, the step ends with that exception.
+    ///
+    /// @code
+    /// float representativeValue(const Block& block) const override { return block(0, 0); } // the nearest pixel
+    /// @endcode
     virtual float representativeValue(const Block& block) const = 0;
 
     /// Reduces by something faster that equals `representativeValue` to the bit. For the library's own

@@ -11,11 +11,21 @@
 
 #include <memory>
 
+/// Makes downsampling jobs.
 namespace vexel::DownsamplerFactory {
 
 /// Makes the job that builds a coarser copy of a raster; its steps do the work, and destroying it completes
 /// the output files.
 ///
+/// @code
+/// auto job = DownsamplerFactory::createDownsampler(DownsamplingStrategy::Average, "dem.tif", "coarse.tif", wkt,
+///                                                  10.0, ImageAlphaType::NoAlpha, GdalFileType::SingleFile);
+/// JobRunner runner;
+/// if (runner.run(*job).outcome == JobRunner::Outcome::Finished)
+///     job.reset(); // completes coarse.tif
+/// @endcode
+///
+/// @param strategy   how a block of pixels becomes one.
 /// @param inputPath  a raster file, or the path that a set of tile files is named from.
 /// @param outputPath the raster to create, replacing an earlier one; a set of tiles of 5000 by 5000 pixels,
 ///                   or one file.

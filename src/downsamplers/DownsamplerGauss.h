@@ -27,6 +27,7 @@ public:
     /// Arguments and errors are those of `DownsamplerFactory::createDownsampler`.
     DownsamplerGauss(const QString& inputPath, const QString& outputPath, const QString& wkt,
                      double resolution, ImageAlphaType alphaType, GdalFileType fileType);
+    /// As that of `DownsamplerBase`.
     ~DownsamplerGauss() override;
 
 protected:

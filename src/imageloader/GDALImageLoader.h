@@ -26,6 +26,12 @@ class GDALStreamer;
 /// units. They return false for a matrix without pixels and for a file that cannot be written to. A failure
 /// while the file is completed is logged as an error, and does not show in the result.
 ///
+/// @code
+/// const GDALImageLoader loader("picture.png", {0.299, 0.587, 0.114});
+/// PixelMatrix<unsigned char> gray;
+/// const bool done = loader.readGray(gray, 2) && loader.writeGray("half.png", gray);
+/// @endcode
+///
 /// Nothing else is logged. A matrix that does not fit into memory makes `std::bad_alloc`. GDAL is used under
 /// its lock (`GDALMutex`), and conversions between colour and gray run on OpenMP's threads; besides the
 /// result they need one matrix in the pixel type of the file. Reads and writes of whole images may run on
@@ -40,25 +46,32 @@ public:
 
     /// A copy shares the tiles being written.
     GDALImageLoader(const GDALImageLoader& other);
+    /// Lets go the tiles that it was writing, and shares those of `other`.
     GDALImageLoader& operator=(const GDALImageLoader& other);
 
     /// The last of the loaders that share tiles being written closes them.
     ~GDALImageLoader() override;
 
+    /// @{
     /// Takes 1, 3 or 4 bands of bytes: gray, colour, colour with alpha. Without alpha all pixels are opaque.
     bool readRGB(const QString& path, PixelMatrix<unsigned int>& out, int level) const override;
     bool readRGB(PixelMatrix<unsigned int>& out, int level) const override;
+    /// @}
 
+    /// @{
     /// Takes one band of bytes, or three if there are exactly three weights.
     ///
     /// Colour becomes red * w0 + green * w1 + blue * w2 rounded half up, in double. Negative weights may lead
     /// beyond 0 to 255: the sum plus a half is truncated toward zero, and its low 8 bits are taken.
     bool readGray(const QString& path, PixelMatrix<unsigned char>& out, int level) const override;
     bool readGray(PixelMatrix<unsigned char>& out, int level) const override;
+    /// @}
 
+    /// @{
     /// Takes one band of 32-bit floats.
     bool readFloat(const QString& path, PixelMatrix<float>& out, int level) const override;
     bool readFloat(PixelMatrix<float>& out, int level) const override;
+    /// @}
 
     /// Writes and completes one tile: it cannot be written again.
     ///
@@ -68,17 +81,23 @@ public:
     /// @return false if no tiles have been prepared, there is no such tile, or it cannot be written to.
     bool writeRGB(const PixelMatrix<unsigned int>& in, int tile) const override;
 
+    /// @{
     /// Writes three bands of bytes, alpha left out.
     bool writeRGB(const QString& path, const PixelMatrix<unsigned int>& in) const override;
     bool writeRGB(const PixelMatrix<unsigned int>& in) const override;
+    /// @}
 
+    /// @{
     /// Writes one band of bytes.
     bool writeGray(const QString& path, const PixelMatrix<unsigned char>& in) const override;
     bool writeGray(const PixelMatrix<unsigned char>& in) const override;
+    /// @}
 
+    /// @{
     /// Writes one band of 32-bit floats.
     bool writeFloat(const QString& path, const PixelMatrix<float>& in) const override;
     bool writeFloat(const PixelMatrix<float>& in) const override;
+    /// @}
 
     /// Prepares a set of tile files, each of three bands of bytes in pixel units, named by `gdal::tile2path`
     /// from the loader's path; deletes an earlier set of that name. Tiles that were being written are let go

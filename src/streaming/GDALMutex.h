@@ -11,13 +11,20 @@ namespace vexel {
 ///
 /// The library takes it for everything that opens, creates, reads, writes or closes a dataset; an application
 /// that uses GDAL from several threads takes it too. It is recursive: a thread that holds it may take it
-/// again.
+/// again. Do not wait, while holding it, for a thread that may need it.
+///
+/// @code
+/// const GDALMutex lock;
+/// if (set.open(0))
+///     wkt = QString::fromUtf8(set.data(0)->GetProjectionRef());
+/// @endcode
 class VEXEL_EXPORT GDALMutex
 {
 public:
     /// Waits for the lock.
     /// @throws std::system_error if the lock cannot be taken.
     GDALMutex();
+    /// Gives the lock back.
     ~GDALMutex();
     GDALMutex(const GDALMutex&) = delete;
     GDALMutex& operator=(const GDALMutex&) = delete;

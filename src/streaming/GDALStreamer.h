@@ -35,6 +35,17 @@ namespace vexel {
 /// Operations report failure by their result and log nothing of their own; the set stays in a defined state,
 /// and `lastError()` has the reason.
 /// Files are opened for each transfer and released after it: a set of many files holds few descriptors.
+///
+/// A transfer costs what the blocks of the files cost that its box touches, whatever the size of the set. Boxes
+/// aligned to `blockWidth()` and `blockHeight()`, all bands at a time, decode nothing twice.
+///
+/// @code
+/// GDALStreamer dem;
+/// PixelMatrix<float> heights;
+/// if (!dem.openRead("dem.tif") ||
+///     !dem.read(heights, 1, PixelBox({0, 0}, {512, 256}), 1.0, true, -10000.0f)) // 256 rows, 512 columns
+///     std::cerr << dem.lastError().text.toStdString() << std::endl;
+/// @endcode
 class VEXEL_EXPORT GDALStreamer
 {
 public:
@@ -49,7 +60,9 @@ public:
     class VEXEL_EXPORT KeepFilesOpen
     {
     public:
+        /// Files of `set` are kept from its next transfer on. Opens nothing, and takes no lock.
         explicit KeepFilesOpen(const GDALStreamer& set);
+        /// Closes what was kept, if it is the last one of its set.
         ~KeepFilesOpen();
         KeepFilesOpen(const KeepFilesOpen&) = delete;
         KeepFilesOpen& operator=(const KeepFilesOpen&) = delete;
@@ -73,15 +86,20 @@ public:
     /// from it. A set that was open is let go first; close a written one before.
     ///
     /// Tile files must form a complete grid, one file a tile, of equal band count and pixel type. A raster
-    /// without georeference lies in pixel units at (0, 0).
+    /// without georeference lies in pixel units at (0, 0); JPEG tile files always do, at the place of
+    /// their names.
+    ///
+    /// Reads the headers of all files of the set, and the names in their folder.
     ///
     /// @return true when the set is open; after a failure it is empty.
     bool openRead(const QString& path);
-    /// The same for one way of lying on disk.
+    /// The same for one way of lying on disk: a file, or the set of tile files named from `path`.
     bool openRead(const QString& path, GdalFileType ftype);
 
-    /// Opens a raster for reading and writing in place; otherwise as `openRead`.
+    /// Opens a raster for reading and writing in place; otherwise as `openRead`. What is written stays as it is when
+    /// the process stops: there is no working file.
     bool openUpdate(const QString& path);
+    /// The same for one way of lying on disk.
     bool openUpdate(const QString& path, GdalFileType ftype);
 
     /// Prepares a raster to be written, deleting an earlier one of that name. Files are created by the first
@@ -91,9 +109,10 @@ public:
     /// Files become LZW-compressed GeoTIFFs, or PNG or JPEG images by their extension; a JPEG 2000 name
     /// yields no file.
     ///
+    /// @param path       the file; for a set of tile files the path that they are named from.
     /// @param noBands    number of bands; 3 and 4 bands are marked as colour, the fourth as alpha.
     /// @param dtype      pixel type; `RGB` and `RGBA` give the files 3 and 4 bands of bytes.
-    /// @param ws         extent and resolution.
+    /// @param ws         extent and resolution, in the integer map frame; its tiles do not matter.
     /// @param projWKT    spatial reference as WKT; empty for none.
     /// @param projTime   text for the TIFF date-time tag; empty for none.
     /// @param software   text for the TIFF software tag; empty for a default.
@@ -105,11 +124,17 @@ public:
                    const QString& projWKT, const QString& projTime, const QString& software,
                    GdalFileType ftype, int tileWidth, int tileHeight);
 
-    /// The same for a single file in pixel units, without projection and time.
+    /// The same for a single file of `width` by `height` pixels in pixel units, without projection and time.
     bool openWrite(const QString& path, std::uint64_t noBands, DataType dtype, int width, int height);
 
     /// Completes written files and lets all files go. Path, counts, types and workspace are kept. Always
     /// true.
+    ///
+    /// @code
+    /// set.close();
+    /// if (set.lastError())
+    ///     std::cerr << set.lastError().text.toStdString() << std::endl; // a file could not be completed
+    /// @endcode
     bool close();
 
     /// Lets all files go without completing them, and removes what writing this set has made: working files,
@@ -120,8 +145,8 @@ public:
     /// Completes or releases file `i`, which stays in the set. False if there is no such file.
     bool close(std::uint64_t i);
 
-    /// Opens the dataset of file `i`, creating it if it is still to be written. False if there is no such
-    /// file.
+    /// Opens the dataset of file `i`, creating it if it is still to be written, for `data(i)`. It stays open until the
+    /// next transfer that touches the file, or `close`. False if there is no such file, or it cannot be opened.
     bool open(std::uint64_t i);
 
     /// Quality, 1 to 100, of the JPEG files of this set when they are completed; 95 by default. Holds for the
@@ -134,34 +159,45 @@ public:
 
     /// The path of the last open call; for tile files the one that they are named from.
     const QString& path() const { return m_path; }
+    /// Number of bands of each file, as it was given to `openWrite`.
     std::uint64_t noBands() const { return m_noBands; }
-    /// Number of images in the first file.
+    /// Number of images in the first file, 0 for a set being written.
     std::uint64_t noPages() const { return m_noPages; }
+    /// Pixel type of each file, as it was given to `openWrite`.
     DataType dtype() const { return m_dtype; }
+    /// How the set lies on disk, as the last open call took it to.
     GdalFileType ftype() const { return m_ftype; }
 
     /// Extent of the whole raster; its tiles are the files, in order.
     const Workspace& workspace() const { return m_workspace; }
-    /// Pixel size in integer map units; pixels are square.
+    /// @{
+    /// Edge of a pixel in integer map units; pixels are square.
     std::int64_t res() const { return m_workspace.res(); }
     std::int64_t resx() const { return m_workspace.res(); }
     std::int64_t resy() const { return m_workspace.res(); }
-    /// Size in pixels.
+    /// @}
+    /// Number of columns of the whole raster.
     int width() const { return m_workspace.pixelWidth(); }
+    /// Number of rows of the whole raster.
     int height() const { return m_workspace.pixelHeight(); }
 
     /// How far a corner of a file lies at most from where its extent has it, in pixels: more than about half a
     /// pixel where a rotation was dropped, pixels are not square, or their size is no whole number of map units.
     double georeferenceLoss() const;
 
-    /// Size in pixels of the blocks that the first file is decoded by, 0 for a set being written. Boxes
-    /// aligned to them decode nothing twice.
+    /// Columns of the blocks that the first file is decoded by, 0 for a set being written. Boxes aligned to blocks
+    /// decode nothing twice.
     int blockWidth() const;
+    /// Rows of the blocks that the first file is decoded by, 0 for a set being written.
     int blockHeight() const;
 
+    /// Number of files, 1 for a single one. They are numbered column by column, each from north to south.
     std::uint64_t noTiles() const { return m_workspace.noTiles(); }
+    /// Box of file `i` in the integer map frame; a box of zeros if there is no such file.
     const MapBox& mtile(std::uint64_t i) const { return m_workspace.mtile(i); }
+    /// Box of file `i` in pixels of the whole raster, half-open; a box of zeros if there is no such file.
     const PixelBox& itile(std::uint64_t i) const { return m_workspace.itile(i); }
+    /// Column and row of file `i` in the grid, counted from 0, which its name counts from 1.
     const PixelPoint& gtile(std::uint64_t i) const { return m_workspace.gtile(i); }
 
     /// True when the set holds files.
@@ -169,15 +205,25 @@ public:
     /// True when file `i` holds an open dataset at this moment; between transfers files that are read do not.
     bool opened(std::uint64_t i) const;
 
-    /// The open dataset of file `i`, owned by the set; null when there is none. Hold a `GDALMutex` while
-    /// using it.
+    /// The open dataset of file `i`, owned by the set; null when there is none, as between transfers. Hold a
+    /// `GDALMutex` from `open(i)` on, as long as it is used.
+    ///
+    /// @code
+    /// const GDALMutex lock;
+    /// if (set.open(0))
+    ///     wkt = QString::fromUtf8(set.data(0)->GetProjectionRef());
+    /// @endcode
     GDALDataset* data(std::uint64_t i) const;
 
-    /// Path, world and projection file, projection and time of file `i`; empty if there is no such file.
+    /// Path of file `i`; empty if there is no such file.
     QString path(std::uint64_t i) const;
+    /// Path of the world file of file `i`, whether there is one or not; empty if there is no such file.
     QString tfwpath(std::uint64_t i) const;
+    /// Path of the projection file of file `i`, whether there is one or not; empty if there is no such file.
     QString prjpath(std::uint64_t i) const;
+    /// The spatial reference that file `i` is written with; empty for a file that is read.
     QString projWKT(std::uint64_t i) const;
+    /// The date-time text that file `i` is written with; empty for a file that is read.
     QString projTime(std::uint64_t i) const;
 
     /// Reads one band of a box.
@@ -191,6 +237,7 @@ public:
     /// @param scale      output pixels per raster pixel; other than 1 picks the nearest pixel, file by file.
     /// @param fill       whether `out` is set to `fillValue` first. Otherwise pixels that no file covers keep
     ///                   what the resized matrix holds.
+    /// @param fillValue  in the unit of the band; -10000 for no-data.
     /// @return false if the set is not open, a touched file lacks the band or cannot be read, or `scale` is
     ///         negative or not finite. Pieces read before stay in `out`.
     /// @throws std::bad_alloc if `out` does not fit into memory.
@@ -216,13 +263,14 @@ public:
     ///
     /// @param out   the bands one below the other: band `bands[k]` in rows k * rows to (k + 1) * rows, with
     ///              the rows and columns that `read` gives.
-    /// @param bands one-based band numbers, in any order; no band selectors.
+    /// @param bands one-based band numbers, in any order.
+    /// @param box,scale,fill,fillValue as for `read`.
     template <class T>
     bool readBands(PixelMatrix<T>& out, const std::vector<int>& bands, const PixelBox& box, double scale,
                    bool fill, std::common_type_t<T> fillValue) const;
 
     /// Reads several bands of a box into memory of the caller's, which has the size of the box. Pixels that no
-    /// file covers stay as they are. Otherwise as above.
+    /// file covers stay as they are. Otherwise as the other `readBands`.
     ///
     /// @return false also if the sizes differ.
     template <class T>
@@ -230,7 +278,9 @@ public:
 
     /// Writes several bands of a box in one pass over the files. Otherwise as `write`.
     ///
-    /// @param in the bands one below the other, as `readBands` gives them.
+    /// @param in    the bands one below the other, as `readBands` gives them.
+    /// @param bands one-based band numbers, in any order, at least one.
+    /// @param box   as for `write`.
     /// @return false also if the rows of `in` cannot be shared out among the bands.
     template <class T>
     bool writeBands(const PixelMatrix<T>& in, const std::vector<int>& bands, const PixelBox& box) const;
@@ -317,17 +367,21 @@ private:
 /// share the raw dataset pointer, and each closes it when it is destroyed: only copy a handle that is closed.
 struct VEXEL_EXPORT GDALStreamer::gdal_t
 {
+    /// What the handle has its file for.
     enum FileMode : std::int32_t
     {
-        ReadOnly = 0,
-        Update = 1,
+        ReadOnly = 0,     ///< to be read
+        Update = 1,       ///< to be read and written in place
         WritePending = 2, ///< to be written, nothing created yet
         Written = 3,      ///< the working file exists
-        Closed = 4
+        Closed = 4        ///< neither
     };
 
+    /// A closed handle, with the paths that belong to `path`.
     explicit gdal_t(const QString& path = QString());
+    /// Shares the dataset: only copy a handle that is closed.
     gdal_t(const gdal_t&) = default;
+    /// As the copy constructor; a dataset that is open here is not closed.
     gdal_t& operator=(const gdal_t&) = default;
     /// Calls `close()`.
     ~gdal_t();
@@ -369,19 +423,26 @@ struct VEXEL_EXPORT GDALStreamer::gdal_t
     /// completed file included. A file that is read or updated is only released.
     void discard();
 
-    /// True when the box lies inside the file.
+    /// True when the box, in pixels of this file, lies inside it. A box that is turned over counts by its corners.
     bool valid(const PixelBox& box) const;
-    /// Size in pixels.
+    /// Number of columns.
     int width() const;
+    /// Number of rows.
     int height() const;
+    /// True when there is an open dataset.
     bool opened() const { return dataset != nullptr; }
 
+    /// @{
     /// Reads `src`, in pixels of this file, of one band into `out`, resized to `height` rows and `width`
     /// columns; picks the nearest pixel if that is not the box's size. The dataset is released afterwards.
     ///
-    /// @param band one-based; for unsigned int also 100003 (RGB) and 100004 (RGBA), which read all colour
-    ///             bands packed as 0xAARRGGBB. The former leaves the alpha byte of 3 and 4 band files as it
-    ///             was.
+    /// @param out    unspecified after a failure.
+    /// @param band   one-based; for unsigned int also 100003 (RGB) and 100004 (RGBA), which read all colour
+    ///               bands packed as 0xAARRGGBB. The former leaves the alpha byte of 3 and 4 band files as it
+    ///               was.
+    /// @param src    half-open.
+    /// @param width  columns of `out`.
+    /// @param height rows of `out`.
     /// @return false if the file cannot be opened or read, has no such band, or does not cover `src`.
     /// @throws std::bad_alloc if `out` does not fit into memory.
     bool read(PixelMatrix<signed char>& out, std::size_t band, const PixelBox& src, int width, int height);
@@ -392,10 +453,14 @@ struct VEXEL_EXPORT GDALStreamer::gdal_t
     bool read(PixelMatrix<unsigned int>& out, std::size_t band, const PixelBox& src, int width, int height);
     bool read(PixelMatrix<float>& out, std::size_t band, const PixelBox& src, int width, int height);
     bool read(PixelMatrix<double>& out, std::size_t band, const PixelBox& src, int width, int height);
+    /// @}
 
+    /// @{
     /// Writes `in` into `dst`, in pixels of this file, of one band. The dataset is released afterwards.
     ///
+    /// @param in   pixel (0, 0) belongs at the min corner of `dst`.
     /// @param band as for `read`; the colour selectors need exactly 3 and 4 bands.
+    /// @param dst  half-open.
     /// @return false if the file is not writable, has no such band, or `dst` is not of the matrix's size or
     ///         not inside the file.
     bool write(const PixelMatrix<signed char>& in, std::size_t band, const PixelBox& dst);
@@ -406,9 +471,11 @@ struct VEXEL_EXPORT GDALStreamer::gdal_t
     bool write(const PixelMatrix<unsigned int>& in, std::size_t band, const PixelBox& dst);
     bool write(const PixelMatrix<float>& in, std::size_t band, const PixelBox& dst);
     bool write(const PixelMatrix<double>& in, std::size_t band, const PixelBox& dst);
+    /// @}
 
-    /// Reads `src` of several bands in one pass: band `bands[k]` into band k of `out`. For the element types of
-    /// `read`; otherwise as it, without band selectors.
+    /// Reads `src` of several bands in one pass: band `bands[k]`, one-based, into band k of `out`. Picks the nearest
+    /// pixel if the sizes of `out` and `src` differ. For the element types of `read`; otherwise as it, without band
+    /// selectors.
     template <class T>
     bool readBands(const BandPixels<T>& out, const std::vector<int>& bands, const PixelBox& src);
 

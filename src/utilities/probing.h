@@ -9,8 +9,10 @@
 
 #include <functional>
 
+/// @file
 /// Whether a raster is at a path, and what it is. Pixels are not read; each file is opened once, under the
 /// GDAL lock.
+
 namespace vexel {
 
 namespace gdal {
@@ -18,14 +20,19 @@ namespace gdal {
 /// True when `path` opens for reading: as one file, or else as the set of tile files named from it. Leaves it
 /// closed.
 ///
+/// @param path    a raster file, or the path that a set of tile files is named from.
 /// @param onValid called once with the open set before it is closed, unless it is empty or the open failed.
 ///                What it throws comes out of here, after the set was closed. The GDAL lock is not held while
 ///                it runs.
+///
+/// @code
+/// gdal::doesExistValidFileAt(path, [](const GDALStreamer& set) { std::cout << set.workspace() << std::endl; });
+/// @endcode
 VEXEL_EXPORT bool doesExistValidFileAt(const QString& path, std::function<void(const GDALStreamer&)> onValid);
 
 } // namespace gdal
 
-/// Describes a set that is open: size in pixels, pixel type, bands, and pages of its first file.
+/// Describes a set that is open: size in pixels, pixel type, bands, and pages of its first file. Takes no lock.
 VEXEL_EXPORT void imageInfoWithGDAL(const GDALStreamer& set, ImageInfo& info);
 
 /// Describes the raster file `path`; a set of tile files is none.

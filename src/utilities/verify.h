@@ -9,7 +9,9 @@
 #include <cstdint>
 #include <vector>
 
+/// @file
 /// Whether a raster on disk is whole: nothing cut off, nothing missing.
+
 namespace vexel::gdal {
 
 /// What is wrong with a raster.
@@ -38,8 +40,8 @@ struct VerifyFinding
     int band = -1;        ///< one-based; -1 if it is not one band, as for interleaved bands
     int blockColumn = -1; ///< zero-based; -1 if it is not one block
     int blockRow = -1;    ///< zero-based; -1 if it is not one row of blocks
-    VerifyCode code = VerifyCode::NoRaster;
-    QString text; ///< what is wrong, in GDAL's words where there are any
+    VerifyCode code = VerifyCode::NoRaster; ///< what kind of thing is wrong
+    QString text;                           ///< what is wrong, in GDAL's words where there are any
 };
 
 /// What `verify` has found.
@@ -48,9 +50,10 @@ struct VerifyReport
     /// Findings beyond these are counted, not listed.
     static constexpr std::size_t maxFindings = 100;
 
+    /// True if nothing is wrong.
     bool isWhole() const { return noFindings == 0; }
 
-    std::vector<VerifyFinding> findings;
+    std::vector<VerifyFinding> findings; ///< the first of them
     std::uint64_t noFindings = 0;        ///< all of them
     std::uint64_t noFiles = 0;           ///< files that opened
     std::uint64_t noBlocks = 0;          ///< blocks with data that were checked
@@ -69,9 +72,15 @@ struct VerifyReport
 /// their names span, with equal bands, pixel types and pixel sizes, and sizes and places that fit; what most
 /// tiles have is taken to be right.
 ///
+/// @param path   a file, or the path that a set of tile files is named from.
 /// @param decode whether all pixels are read as well, in pieces of at most 16 MiB besides what GDAL caches.
 ///               Finds damage inside blocks where the compression notices it. Without it only headers are
 ///               read.
+///
+/// @code
+/// for (const gdal::VerifyFinding& finding : gdal::verify("ortho.tif").findings)
+///     std::cout << finding.file.toStdString() << ": " << finding.text.toStdString() << std::endl;
+/// @endcode
 ///
 /// Changes no file, prints nothing of what GDAL says, and takes the GDAL lock for one file at a time.
 VEXEL_EXPORT VerifyReport verify(const QString& path, bool decode = false);

@@ -5,6 +5,9 @@
 
 #include <QString>
 
+/// @file
+/// Rasters for web maps.
+
 namespace vexel::gdal {
 
 /// Reprojects a raster file into the spherical Mercator projection of web maps: eastings and northings in

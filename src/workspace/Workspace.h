@@ -20,7 +20,17 @@ namespace vexel {
 ///
 /// The box is always normalised and the resolution at least 1. Divisions truncate toward zero, quotients are
 /// narrowed to 32 bits without a check, and sums and products that leave 64 bits wrap around. A plain value
-/// type: no operation fails unless memory runs out, and none takes a lock.
+/// type: no operation fails unless memory runs out, and none takes a lock. All take constant time but for copies,
+/// which take the tiles along, `createTiles`, and conversions of rings.
+///
+/// @code
+/// // 6 by 4 pixels of half a map unit, the north-west corner at (100, 200).
+/// const Workspace extent(10000000, -20000000, 10300000, -19800000, 50000);
+/// extent.pixelWidth();  // 6
+/// extent.x2px(101.2);   // 2: x is 10120000
+/// extent.y2px(199.1);   // 1: y is -19910000
+/// extent.px2y(1);       // -19950000, the north edge of row 1
+/// @endcode
 class VEXEL_EXPORT Workspace
 {
 public:
@@ -28,12 +38,16 @@ public:
     /// no tiles.
     Workspace(std::int64_t x0 = 0, std::int64_t y0 = 0, std::int64_t x1 = 0, std::int64_t y1 = 0,
               std::int64_t res = 1);
+    /// The same between the corners of a box.
     Workspace(const MapBox& box, std::int64_t res);
 
+    /// Takes the tiles along.
     Workspace(const Workspace&) = default;
+    /// Takes the tiles along.
     Workspace& operator=(const Workspace&) = default;
     /// Leaves the source without tiles, its box and resolution unchanged.
     Workspace(Workspace&&) noexcept = default;
+    /// As the constructor.
     Workspace& operator=(Workspace&&) noexcept = default;
     ~Workspace() = default;
 
@@ -53,12 +67,14 @@ public:
     /// Edge of a pixel, in integer map units.
     std::int64_t res() const { return m_res; }
 
-    /// Extent in integer map units, not pixels.
+    /// Extent from west to east in integer map units, not pixels.
     std::int64_t width() const;
+    /// Extent from north to south in integer map units, not pixels.
     std::int64_t height() const;
 
-    /// Extent in whole pixels; a remainder is dropped.
+    /// Number of whole columns of pixels; a remainder is dropped.
     int pixelWidth() const;
+    /// Number of whole rows of pixels; a remainder is dropped.
     int pixelHeight() const;
 
     /// True when the box has no width or no height.
@@ -69,42 +85,59 @@ public:
     /// The box in pixels: (0, 0) to (`pixelWidth()`, `pixelHeight()`), half-open.
     PixelBox ibounds() const;
 
-    /// Distance in pixels of a distance in integer map units.
+    /// @{
+    /// Distance in pixels of a distance in integer map units, truncated toward zero.
     int dx2px(std::int64_t d) const;
     int dy2px(std::int64_t d) const;
+    /// @}
+    /// @{
     /// Distance in pixels of a distance in map units. A distance is never negated, on neither axis.
     int dx2px(double d) const;
     int dy2px(double d) const;
+    /// @}
 
-    /// Column of a map position. Truncates toward zero: a point less than one pixel west of the box lies in
-    /// column 0, not -1.
+    /// @{
+    /// Column of a map position: in integer map units, or in map units if it is a `double`. Truncates toward zero: a
+    /// point less than one pixel west of the box lies in column 0, not -1.
     int x2px(std::int64_t x) const;
     int x2px(double x) const;
+    /// @}
+    /// @{
     /// Row of a map position; truncates like `x2px`. In `double`, y points north.
     int y2px(std::int64_t y) const;
     int y2px(double y) const;
+    /// @}
 
-    /// The same for plain `int` arguments, which would otherwise fit both overloads equally well.
+    /// @{
+    /// The same for plain `int` arguments, in integer map units, which would otherwise fit both overloads equally
+    /// well.
     int dx2px(int d) const { return dx2px(std::int64_t{d}); }
     int dy2px(int d) const { return dy2px(std::int64_t{d}); }
     int x2px(int x) const { return x2px(std::int64_t{x}); }
     int y2px(int y) const { return y2px(std::int64_t{y}); }
+    /// @}
 
-    /// Map position of the west edge of a column, and of the north edge of a row.
+    /// Position of the west edge of column `p`, in integer map units.
     std::int64_t px2x(int p) const;
+    /// Position of the north edge of row `p`, in integer map units.
     std::int64_t px2y(int p) const;
+    /// @{
     /// Distance in integer map units of a distance in pixels.
     std::int64_t px2dx(int p) const;
     std::int64_t px2dy(int p) const;
+    /// @}
 
+    /// @{
     /// Conversions of whole shapes between map and pixel frame, corner by corner and in order; nothing is
-    /// normalised.
+    /// normalised. Positions are truncated as by `x2px`, so that a box that does not lie on pixel edges may lose a
+    /// part.
     PixelBox map(const MapBox& box) const;
     MapBox map(const PixelBox& box) const;
     PixelPoint map(const MapPoint& point) const;
     MapPoint map(const PixelPoint& point) const;
     PixelRing map(const MapRing& ring) const;
     MapRing map(const PixelRing& ring) const;
+    /// @}
 
     /// Cuts the whole pixels of the box into tiles, replacing those there were.
     ///
@@ -112,6 +145,7 @@ public:
     /// `tileWidth` by `tileHeight` pixels but for those of the last column and row, which are cut to the
     /// pixels that remain.
     ///
+    /// @param tileWidth,tileHeight in pixels.
     /// @return true if at least one tile was made; false, without tiles, for a box without pixels or a tile
     ///         size below 1.
     /// @throws std::bad_alloc or std::length_error if the tiles do not fit into memory; there are then none.
@@ -120,14 +154,17 @@ public:
     /// Drops the tiles, keeping their storage.
     void clearTiles();
 
+    /// Number of tiles.
     std::uint64_t noTiles() const { return m_mtiles.size(); }
 
-    /// Map box, pixel box and (column, row) of tile `i`; a value of zeros if there is no such tile.
+    /// Box of tile `i` in the integer map frame; a box of zeros if there is no such tile.
     const MapBox& mtile(std::uint64_t i) const;
+    /// Box of tile `i` in pixels of the whole extent, half-open; a box of zeros if there is no such tile.
     const PixelBox& itile(std::uint64_t i) const;
+    /// Column and row of tile `i` in the grid, counted from 0; (0, 0) if there is no such tile.
     const PixelPoint& gtile(std::uint64_t i) const;
 
-    /// The extent of tile `i` at this resolution, itself without tiles.
+    /// The extent of tile `i` at this resolution, itself without tiles; empty if there is no such tile.
     Workspace tile(std::uint64_t i) const;
 
 private:

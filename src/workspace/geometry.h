@@ -9,16 +9,22 @@
 
 namespace vexel {
 
-/// Pixel positions, relative to a raster's north-west corner. Boxes are half-open: the max corner is start
-/// plus size.
+/// A pixel: column and row, relative to a raster's north-west corner; rows count to the south.
 using PixelPoint = boost::geometry::model::d2::point_xy<int>;
+/// A box of pixels, half-open: it holds its min corner and not its max corner, which is start plus size.
+/// @code
+/// const PixelBox box({2, 1}, {6, 4}); // columns 2 to 5, rows 1 to 3
+/// @endcode
 using PixelBox = boost::geometry::model::box<PixelPoint>;
+/// A closed line round an area, in pixels.
 using PixelRing = boost::geometry::model::ring<PixelPoint>;
 
-/// Positions in the integer map frame: 100000 units per map unit, y stored negated so that it grows with
+/// A position in the integer map frame: 100000 units per map unit, y stored negated so that it grows with
 /// pixel rows.
 using MapPoint = boost::geometry::model::d2::point_xy<std::int64_t>;
+/// A box in the integer map frame. The max corner is the south-eastern one.
 using MapBox = boost::geometry::model::box<MapPoint>;
+/// A closed line round an area, in the integer map frame.
 using MapRing = boost::geometry::model::ring<MapPoint>;
 
 } // namespace vexel
