@@ -8,7 +8,7 @@ export LC_ALL=C.UTF-8
 
 build_packages=(g++ cmake ninja-build ccache pkg-config libgdal-dev qtbase5-dev libeigen3-dev libboost-dev
   libcli11-dev)
-test_packages=(libgtest-dev gdal-bin libtiff-tools locales)
+test_packages=(libgtest-dev gdal-bin libtiff-tools locales make)
 fuzz_packages=(clang-14 'libclang-rt-14-dev?' libomp-14-dev)
 
 step() { printf '\n==> %s\n' "$*"; }
