@@ -449,10 +449,28 @@ bool GDALStreamer::valid(const PixelBox& request) const
     return tilegrid::isNear(request, width(), height());
 }
 
-PixelBox GDALStreamer::orWholeSet(const PixelBox& box) const
+std::optional<GDALStreamer::Request> GDALStreamer::beginRead(const PixelBox& box, double scale) const
 {
-    if (!tilegrid::hasNoArea(box))
-        return box;
+    m_lastError = StreamError();
+    if (!opened()) {
+        fail(StreamError::Code::NotOpen);
+        return std::nullopt;
+    }
+    const PixelBox request = tilegrid::hasNoArea(box) ? wholeSet() : box;
+    const auto size = tilegrid::scaledSize(request, scale);
+    if (!size) {
+        fail(StreamError::Code::BadArgument);
+        return std::nullopt;
+    }
+    // Places in the matrix are told as pixel boxes, whose corners have 32 bits.
+    constexpr Eigen::Index largest = std::numeric_limits<int>::max();
+    if (size->rows > largest || size->columns > largest)
+        throw std::bad_alloc();
+    return Request{request, size->rows, size->columns};
+}
+
+PixelBox GDALStreamer::wholeSet() const
+{
     const int columns = width();
     const int rows = height();
     return PixelBox(PixelPoint(std::min(columns, 0), std::min(rows, 0)),
@@ -467,20 +485,6 @@ PixelBox GDALStreamer::orOverlap(const PixelBox& box, Eigen::Index rows, Eigen::
         return box;
     return PixelBox(PixelPoint(0, 0), PixelPoint(static_cast<int>(std::min<Eigen::Index>(columns, width())),
                                                  static_cast<int>(std::min<Eigen::Index>(rows, height()))));
-}
-
-bool GDALStreamer::scaledSize(const PixelBox& box, double scale, Eigen::Index& rows, Eigen::Index& columns)
-{
-    const auto size = tilegrid::scaledSize(box, scale);
-    if (!size)
-        return false;
-    // Places in the matrix are told as pixel boxes, whose corners have 32 bits.
-    constexpr Eigen::Index largest = std::numeric_limits<int>::max();
-    if (size->rows > largest || size->columns > largest)
-        throw std::bad_alloc();
-    rows = size->rows;
-    columns = size->columns;
-    return true;
 }
 
 bool GDALStreamer::clipToMatrix(PixelBox& inTile, PixelBox& inMatrix, Eigen::Index rows, Eigen::Index columns)

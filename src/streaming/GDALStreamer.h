@@ -15,6 +15,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <type_traits>
 #include <vector>
 
@@ -340,9 +341,17 @@ private:
 
     gdal_t& fileToRead(std::size_t i) const;
 
-    PixelBox orWholeSet(const PixelBox& box) const;
+    /// What a read asks for, and the size of what it gives.
+    struct Request
+    {
+        PixelBox box;
+        Eigen::Index rows;
+        Eigen::Index columns;
+    };
+    /// Forgets the last error; nothing if the read fails, which is a new one.
+    std::optional<Request> beginRead(const PixelBox& box, double scale) const;
+    PixelBox wholeSet() const;
     PixelBox orOverlap(const PixelBox& box, Eigen::Index rows, Eigen::Index columns) const;
-    static bool scaledSize(const PixelBox& box, double scale, Eigen::Index& rows, Eigen::Index& columns);
     static bool clipToMatrix(PixelBox& inTile, PixelBox& inMatrix, Eigen::Index rows, Eigen::Index columns);
 
     QString m_path;
@@ -541,22 +550,17 @@ template <class T>
 bool GDALStreamer::read(PixelMatrix<T>& out, std::size_t band, const PixelBox& box, double scale, bool fill,
                         std::common_type_t<T> fillValue) const
 {
-    m_lastError = StreamError();
-    const PixelBox request = orWholeSet(box);
-    Eigen::Index rows = 0;
-    Eigen::Index columns = 0;
-    if (!opened())
-        return fail(StreamError::Code::NotOpen);
-    if (!scaledSize(request, scale, rows, columns))
-        return fail(StreamError::Code::BadArgument);
-    resizePixels(out, rows, columns);
+    const auto request = beginRead(box, scale);
+    if (!request)
+        return false;
+    resizePixels(out, request->rows, request->columns);
     if (fill)
         out.setConstant(fillValue);
 
     std::vector<std::size_t> tiles;
     std::vector<PixelBox> sources;
     std::vector<PixelBox> targets;
-    if (!map(request, tiles, sources, targets, scale))
+    if (!map(request->box, tiles, sources, targets, scale))
         return false;
 
     const GDALMutex lock;
@@ -567,7 +571,8 @@ bool GDALStreamer::read(PixelMatrix<T>& out, std::size_t band, const PixelBox& b
         const int targetRows = target.max_corner().y() - target.min_corner().y();
         if (targetColumns <= 0 || targetRows <= 0)
             continue;
-        const bool coversAll = tiles.size() == 1 && targetRows == rows && targetColumns == columns;
+        const bool coversAll =
+            tiles.size() == 1 && targetRows == request->rows && targetColumns == request->columns;
         gdal_t& file = fileToRead(tiles[k]);
         if (coversAll)
             return file.read(out, band, sources[k], targetColumns, targetRows) || failIn(file);
@@ -585,33 +590,26 @@ template <class T>
 bool GDALStreamer::readBands(PixelMatrix<T>& out, const std::vector<int>& bands, const PixelBox& box,
                              double scale, bool fill, std::common_type_t<T> fillValue) const
 {
-    m_lastError = StreamError();
-    const PixelBox request = orWholeSet(box);
-    Eigen::Index rows = 0;
-    Eigen::Index columns = 0;
-    if (!opened())
-        return fail(StreamError::Code::NotOpen);
-    if (!scaledSize(request, scale, rows, columns))
-        return fail(StreamError::Code::BadArgument);
-    resizePixels(out, static_cast<Eigen::Index>(bands.size()) * rows, columns);
+    const auto request = beginRead(box, scale);
+    if (!request)
+        return false;
+    resizePixels(out, static_cast<Eigen::Index>(bands.size()) * request->rows, request->columns);
     if (fill)
         out.setConstant(fillValue);
-    return readPieces(detail::stacked(out.data(), rows, columns), bands, request, scale);
+    return readPieces(detail::stacked(out.data(), request->rows, request->columns), bands, request->box,
+                      scale);
 }
 
 template <class T>
 bool GDALStreamer::readBands(const BandPixels<T>& out, const std::vector<int>& bands,
                              const PixelBox& box) const
 {
-    m_lastError = StreamError();
-    const PixelBox request = orWholeSet(box);
-    Eigen::Index rows = 0;
-    Eigen::Index columns = 0;
-    if (!opened())
-        return fail(StreamError::Code::NotOpen);
-    if (!scaledSize(request, 1.0, rows, columns) || rows != out.rows || columns != out.columns)
+    const auto request = beginRead(box, 1.0);
+    if (!request)
+        return false;
+    if (request->rows != out.rows || request->columns != out.columns)
         return fail(StreamError::Code::BadArgument);
-    return readPieces(out, bands, request, 1.0);
+    return readPieces(out, bands, request->box, 1.0);
 }
 
 template <class T>

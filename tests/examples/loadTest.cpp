@@ -22,12 +22,7 @@ Outcome load(const QString& arguments)
 
 rasters::Description image(int width, int height, int bands, GDALDataType type = GDT_Byte)
 {
-    rasters::Description description;
-    description.width = width;
-    description.height = height;
-    description.bands = bands;
-    description.type = type;
-    return description;
+    return {width, height, bands, type};
 }
 
 } // namespace
