@@ -8,12 +8,12 @@
 #include "support/downsampling.h"
 #include "support/rasters.h"
 
+#include <QRegularExpression>
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <filesystem>
 #include <optional>
-#include <regex>
 #include <string>
 
 // The disk is full: a limit of the file size, which the system treats alike and which can be drawn to the byte, and a
@@ -107,8 +107,8 @@ void requireFailure(const vexel::StreamError& error, const QString& path, const 
 /// How much room there was and how much it takes.
 void requireRoom(const vexel::StreamError& error)
 {
-    static const std::regex room(".* \\(up to [0-9]+ bytes needed, [0-9]+ free\\)");
-    require(std::regex_match(error.text.toStdString(), room), "no room is told: " + error.text.toStdString());
+    static const QRegularExpression room("^.* \\(up to [0-9]+ bytes needed, [0-9]+ free\\)$");
+    require(room.match(error.text).hasMatch(), "no room is told: " + error.text.toStdString());
 }
 
 void requireEmpty(const QString& folder, const std::string& held)
