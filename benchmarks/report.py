@@ -203,7 +203,8 @@ def machine_rows(options):
     distribution = re.search(r'PRETTY_NAME="(.*)"', Path("/etc/os-release").read_text())
     said = [f"--size {options.size}"] + ["--quick"] * options.quick + ["--memory"] * options.memory
     if options.only:
-        said.append(f"--only '{options.only}'")
+        within_a_table = options.only.replace("|", "\\|")
+        said.append(f"--only '{within_a_table}'")
     return [
         ["Date", datetime.date.today().isoformat()],
         ["Processor", f"{cpu.group(1) if cpu else os.uname().machine}, {os.cpu_count()} processors"],
