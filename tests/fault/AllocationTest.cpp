@@ -6,6 +6,7 @@
 #include "support/TempFolder.h"
 #include "support/downsampling.h"
 #include "support/figures.h"
+#include "support/listing.h"
 #include "support/rasters.h"
 #include "utilities/verify.h"
 
@@ -196,23 +197,11 @@ public:
         EXPECT_FALSE(m_set.lastError()) << m_set.lastError().text.toStdString();
         for (const TargetFile& file : filesOf(m_target))
             EXPECT_EQ(faultOf(m_folder, m_target, file), "");
-        EXPECT_EQ(listing(), listingOf({m_target}));
+        EXPECT_EQ(listing(m_folder), listingOf({m_target}));
     }
 
 protected:
     virtual void finish() = 0;
-
-    std::string listing() const
-    {
-        std::vector<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(m_folder.toStdString()))
-            names.push_back(entry.path().filename().string());
-        std::sort(names.begin(), names.end());
-        std::string joined;
-        for (const std::string& name : names)
-            joined += (joined.empty() ? "" : " ") + name;
-        return joined;
-    }
 
     const Target& m_target;
     QString m_folder;
@@ -298,7 +287,7 @@ public:
         for (const auto& entry : std::filesystem::directory_iterator(m_folder.toStdString()))
             EXPECT_EQ(entry.path().string().find("_tmp.tif"), std::string::npos) << entry.path();
         EXPECT_EQ(writeTarget(m_folder, m_target), "");
-        EXPECT_EQ(listing(), listingOf({m_target}));
+        EXPECT_EQ(listing(m_folder), listingOf({m_target}));
     }
 
 private:

@@ -3,6 +3,7 @@
 #include "fault/targets.h"
 #include "support/LogCapture.h"
 #include "support/TempFolder.h"
+#include "support/listing.h"
 #include "support/rasters.h"
 #include "utilities/verify.h"
 
@@ -43,18 +44,6 @@ void setMode(const QString& path, mode_t mode)
 {
     require(chmod(path.toUtf8().constData(), mode) == 0,
             "the mode of " + path.toStdString() + " cannot be set");
-}
-
-std::string listing(const QString& folder)
-{
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(folder.toStdString()))
-        names.push_back(entry.path().filename().string());
-    std::sort(names.begin(), names.end());
-    std::string joined;
-    for (const std::string& name : names)
-        joined += (joined.empty() ? "" : " ") + name;
-    return joined;
 }
 
 void requireError(const GDALStreamer& set, Code code, const QString& path, const std::string& where)

@@ -1,10 +1,10 @@
 #include "support/TempFolder.h"
 
-#include <algorithm>
+#include "support/listing.h"
+
 #include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
-#include <vector>
 
 TempFolder::TempFolder()
 {
@@ -22,12 +22,5 @@ TempFolder::~TempFolder()
 
 std::string TempFolder::listing() const
 {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(m_path.toStdString()))
-        names.push_back(entry.path().filename().string());
-    std::sort(names.begin(), names.end());
-    std::string joined;
-    for (const std::string& name : names)
-        joined += (joined.empty() ? "" : " ") + name;
-    return joined;
+    return ::listing(m_path);
 }
