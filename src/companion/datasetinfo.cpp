@@ -58,8 +58,8 @@ DataType getDataType(GDALDataset& dataset)
 std::size_t countPages(GDALDataset& dataset)
 {
     std::size_t pages = 0;
-    char** const items = dataset.GetMetadata("SUBDATASETS");
-    for (char** item = items; item && *item; ++item)
+    const char* const* items = dataset.GetMetadata("SUBDATASETS");
+    for (const char* const* item = items; item && *item; ++item)
         pages += namesSubdataset(*item) ? 1 : 0;
     return std::max<std::size_t>(pages, 1);
 }
