@@ -1,5 +1,7 @@
 #include "companion/file.h"
 
+#include "companion/nativepath.h"
+
 #include <QByteArray>
 #include <QChar>
 #include <QVector>
@@ -19,12 +21,6 @@ namespace fs = std::filesystem;
 namespace vexel::file {
 
 namespace {
-
-// Qt encodes file names by the locale, GDAL takes UTF-8: both must agree, so Qt's file classes are not used.
-fs::path native(const QString& path)
-{
-    return fs::u8path(path.toStdString());
-}
 
 bool isSeparator(QChar c)
 {
@@ -135,7 +131,7 @@ bool naturallyLess(const QString& a, const QString& b)
 bool decodeName(const fs::path& entry, QString& name)
 {
     // The slash keeps a byte order mark, which Qt drops at the start of a text, inside the name.
-    const std::string bytes = "/" + entry.filename().u8string();
+    const std::string bytes = "/" + utf8Of(entry.filename());
     const QString text = QString::fromStdString(bytes);
     name = text.mid(1);
     return text.toStdString() == bytes;
@@ -147,7 +143,7 @@ QStringList namesIn(const QString& dir, const QString& pattern, bool filesOnly)
     QStringList names;
     std::error_code error;
     QString name;
-    for (fs::directory_iterator entry(native(dir), error), end; !error && entry != end;
+    for (fs::directory_iterator entry(nativePath(dir), error), end; !error && entry != end;
          entry.increment(error)) {
         std::error_code unreachable;
         if (decodeName(entry->path(), name) && matches(name.toUcs4(), wanted) &&
@@ -171,9 +167,9 @@ fs::path resolved(const fs::path& path)
 std::FILE* openForWriting(const QString& path)
 {
 #ifdef Q_OS_WIN
-    return _wfopen(native(path).c_str(), L"wb");
+    return _wfopen(nativePath(path).c_str(), L"wb");
 #else
-    return std::fopen(native(path).c_str(), "wb");
+    return std::fopen(nativePath(path).c_str(), "wb");
 #endif
 }
 
@@ -220,8 +216,8 @@ bool samepath(const QString& a, const QString& b)
         return true;
     if (a.isEmpty() || b.isEmpty())
         return false;
-    const fs::path left = native(a);
-    const fs::path right = native(b);
+    const fs::path left = nativePath(a);
+    const fs::path right = nativePath(b);
     std::error_code error;
     if (fs::exists(left, error) && fs::exists(right, error)) {
         const bool same = fs::equivalent(left, right, error);
@@ -234,12 +230,12 @@ bool samepath(const QString& a, const QString& b)
 bool exists(const QString& path)
 {
     std::error_code error;
-    return fs::exists(native(path), error);
+    return fs::exists(nativePath(path), error);
 }
 
 bool mkdir(const QString& path)
 {
-    const fs::path folder = native(path);
+    const fs::path folder = nativePath(path);
     std::error_code error;
     fs::create_directories(folder, error);
     return fs::is_directory(folder, error);
@@ -247,7 +243,7 @@ bool mkdir(const QString& path)
 
 bool remove(const QString& path)
 {
-    const fs::path entry = native(path);
+    const fs::path entry = nativePath(path);
     std::error_code error;
     const fs::file_status status = fs::symlink_status(entry, error);
     return fs::exists(status) && !fs::is_directory(status) && fs::remove(entry, error);

@@ -1,6 +1,7 @@
 #include "companion/syncfile.h"
 
 #include "companion/errnotext.h"
+#include "companion/nativepath.h"
 
 #include <cerrno>
 #include <filesystem>
@@ -52,9 +53,8 @@ void syncFolder(const QString& path)
 
 bool replace(const QString& from, const QString& to, QString& reason)
 {
-    namespace fs = std::filesystem;
     std::error_code error;
-    fs::rename(fs::u8path(from.toUtf8().toStdString()), fs::u8path(to.toUtf8().toStdString()), error);
+    std::filesystem::rename(nativePath(from), nativePath(to), error);
     if (error)
         reason = QString::fromStdString(error.message());
     return !error;

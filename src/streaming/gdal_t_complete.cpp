@@ -3,6 +3,7 @@
 #include "companion/geo.h"
 #include "companion/imageformat.h"
 #include "companion/log.h"
+#include "companion/nativepath.h"
 #include "companion/syncfile.h"
 #include "streaming/failures.h"
 #include "streaming/gdaldataset.h"
@@ -43,7 +44,7 @@ bool isDiskFull(const QString& path, std::uintmax_t needed, std::uintmax_t& avai
 {
     namespace fs = std::filesystem;
     std::error_code error;
-    available = fs::space(fs::u8path(file::dirname(path).toUtf8().toStdString()), error).available;
+    available = fs::space(file::nativePath(file::dirname(path)), error).available;
     return !error && available < needed;
 }
 
@@ -51,7 +52,7 @@ std::uintmax_t sizeOf(const QString& path)
 {
     namespace fs = std::filesystem;
     std::error_code error;
-    const std::uintmax_t size = fs::file_size(fs::u8path(path.toUtf8().toStdString()), error);
+    const std::uintmax_t size = fs::file_size(file::nativePath(path), error);
     return error ? 0 : size;
 }
 
@@ -126,7 +127,7 @@ private:
 /// True if the file ends with those bytes.
 bool endsWith(const QString& path, const std::string& end)
 {
-    std::ifstream file(std::filesystem::u8path(path.toUtf8().toStdString()), std::ios::binary);
+    std::ifstream file(file::nativePath(path), std::ios::binary);
     std::string found(end.size(), '\0');
     return file.seekg(-static_cast<std::streamoff>(end.size()), std::ios::end) &&
            file.read(found.data(), static_cast<std::streamsize>(found.size())) && found == end;

@@ -1,6 +1,7 @@
 #include "streaming/writetargets.h"
 
 #include "companion/file.h"
+#include "companion/nativepath.h"
 #include "utilities/tilenames.h"
 
 #include <QSet>
@@ -25,9 +26,8 @@ QString identity(const QString& path)
 {
     namespace fs = std::filesystem;
     std::error_code error;
-    const fs::path canonical =
-        fs::weakly_canonical(fs::absolute(fs::u8path(path.toUtf8().toStdString()), error), error);
-    return error ? path : QString::fromStdString(canonical.u8string());
+    const fs::path canonical = fs::weakly_canonical(fs::absolute(file::nativePath(path), error), error);
+    return error ? path : QString::fromStdString(file::utf8Of(canonical));
 }
 
 void addTarget(QSet<QString>& targets, const QString& path)

@@ -1,5 +1,6 @@
 #include "utilities/WarpOutput.h"
 
+#include "companion/nativepath.h"
 #include "streaming/gdalmessages.h"
 #include "streaming/writetargets.h"
 
@@ -10,11 +11,11 @@ WarpOutput::WarpOutput(const QString& path) : m_path(path), m_before(timeOfFile(
 std::optional<WarpOutput::Time> WarpOutput::timeOfFile() const
 {
     namespace fs = std::filesystem;
-    const fs::path file = fs::u8path(m_path.toUtf8().toStdString());
+    const fs::path output = file::nativePath(m_path);
     std::error_code error;
-    if (!fs::is_regular_file(file, error))
+    if (!fs::is_regular_file(output, error))
         return std::nullopt;
-    const Time time = fs::last_write_time(file, error);
+    const Time time = fs::last_write_time(output, error);
     return error ? std::nullopt : std::optional<Time>(time);
 }
 

@@ -1,5 +1,7 @@
 #include "companion/file.h"
 
+#include "companion/nativepath.h"
+
 #include "support/TempFolder.h"
 
 #include <cpl_vsi.h>
@@ -21,19 +23,14 @@ namespace file = vexel::file;
 
 namespace {
 
-fs::path nativePath(const QString& path)
-{
-    return fs::u8path(path.toStdString());
-}
-
 void touch(const QString& path)
 {
-    ASSERT_TRUE(std::ofstream(nativePath(path)).good()) << path.toStdString();
+    ASSERT_TRUE(std::ofstream(file::nativePath(path)).good()) << path.toStdString();
 }
 
 std::string contentOf(const QString& path)
 {
-    std::ifstream stream(nativePath(path), std::ios::binary);
+    std::ifstream stream(file::nativePath(path), std::ios::binary);
     return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
 }
 
@@ -54,7 +51,7 @@ class WorkIn
 public:
     explicit WorkIn(const QString& folder) : m_before(fs::current_path())
     {
-        fs::current_path(nativePath(folder));
+        fs::current_path(file::nativePath(folder));
     }
     ~WorkIn()
     {
@@ -294,9 +291,9 @@ TEST(FileFind, LinksToFilesAreFiles)
     const TempFolder folder;
     touch(folder / "a");
     ASSERT_TRUE(file::mkdir(folder / "d"));
-    fs::create_symlink("a", nativePath(folder / "toFile"));
-    fs::create_symlink("d", nativePath(folder / "toFolder"));
-    fs::create_symlink("missing", nativePath(folder / "toNothing"));
+    fs::create_symlink("a", file::nativePath(folder / "toFile"));
+    fs::create_symlink("d", file::nativePath(folder / "toFolder"));
+    fs::create_symlink("missing", file::nativePath(folder / "toNothing"));
     ASSERT_EQ(mkfifo((folder / "pipe").toUtf8().constData(), 0600), 0);
     EXPECT_EQ(namesFound(folder.path(), "*"), "a toFile");
     EXPECT_EQ(namesFound(folder.path(), "*", /*filesOnly=*/false), "a d pipe toFile toFolder toNothing");
@@ -385,8 +382,8 @@ TEST(FileSamepath, SeesThroughLinks)
     const TempFolder folder;
     ASSERT_TRUE(file::mkdir(folder / "x/y"));
     touch(folder / "x/a");
-    fs::create_symlink("x/a", nativePath(folder / "toFile"));
-    fs::create_symlink("x/y", nativePath(folder / "toFolder"));
+    fs::create_symlink("x/a", file::nativePath(folder / "toFile"));
+    fs::create_symlink("x/y", file::nativePath(folder / "toFolder"));
     EXPECT_TRUE(file::samepath(folder / "toFile", folder / "x/a"));
     EXPECT_TRUE(file::samepath(folder / "toFolder/new", folder / "x/y/new"));
     EXPECT_FALSE(file::samepath(folder / "toFolder/new", folder / "x/new"));
@@ -405,7 +402,7 @@ TEST(FileSamepath, ParentOfALinkedFolderIsThatOfItsTarget)
 {
     const TempFolder folder;
     ASSERT_TRUE(file::mkdir(folder / "x/y"));
-    fs::create_symlink("x/y", nativePath(folder / "link"));
+    fs::create_symlink("x/y", file::nativePath(folder / "link"));
     for (const char* name : {"a", "new"}) {
         if (name == std::string("a")) {
             touch(folder / "a");
@@ -433,9 +430,9 @@ TEST(FileMkdir, MakesTheFoldersAboveToo)
 {
     const TempFolder folder;
     EXPECT_TRUE(file::mkdir(folder / "d\xC3\xA9j\xC3\xA0 vu/x/y"));
-    EXPECT_TRUE(fs::is_directory(nativePath(folder / "d\xC3\xA9j\xC3\xA0 vu/x/y")));
+    EXPECT_TRUE(fs::is_directory(file::nativePath(folder / "d\xC3\xA9j\xC3\xA0 vu/x/y")));
     EXPECT_TRUE(file::mkdir(folder / "x/y/"));
-    EXPECT_TRUE(fs::is_directory(nativePath(folder / "x/y")));
+    EXPECT_TRUE(fs::is_directory(file::nativePath(folder / "x/y")));
     const WorkIn inside(folder.path());
     EXPECT_TRUE(file::mkdir("z/../w"));
     EXPECT_EQ(folder.listing(), "d\xC3\xA9j\xC3\xA0 vu w x z");
@@ -493,9 +490,9 @@ TEST(FileRemove, DeletesTheLinkNotItsTarget)
     const TempFolder folder;
     touch(folder / "a");
     ASSERT_TRUE(file::mkdir(folder / "d"));
-    fs::create_symlink("a", nativePath(folder / "toFile"));
-    fs::create_symlink("d", nativePath(folder / "toFolder"));
-    fs::create_symlink("missing", nativePath(folder / "toNothing"));
+    fs::create_symlink("a", file::nativePath(folder / "toFile"));
+    fs::create_symlink("d", file::nativePath(folder / "toFolder"));
+    fs::create_symlink("missing", file::nativePath(folder / "toNothing"));
     EXPECT_FALSE(file::remove(folder / "toFolder/"));
     for (const char* link : {"toFile", "toFolder", "toNothing"})
         EXPECT_TRUE(file::remove(folder / link)) << link;
