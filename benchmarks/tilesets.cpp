@@ -41,11 +41,11 @@ QString setOf(int columns, int rows)
     if (isNew)
         folder = std::make_unique<TemporaryFolder>();
     const QString path = *folder / "set.tif";
-    gdal::registerDrivers();
+    vexel::gdal::registerDrivers();
     GDALDriver* driver = GetGDALDriverManager()->GetDriverByName("GTiff");
     for (int row = 0; isNew && row < rows; ++row)
         for (int column = 0; column < columns; ++column)
-            makeTile(*driver, gdal::tile2path(path, column + 1, row + 1), column, row);
+            makeTile(*driver, vexel::gdal::tile2path(path, column + 1, row + 1), column, row);
     return path;
 }
 

@@ -84,7 +84,7 @@ void makeFile(const QString& path)
     const std::string block = std::to_string(fileBlock);
     const std::string options[] = {"TILED=YES", "BLOCKXSIZE=" + block, "BLOCKYSIZE=" + block};
     const char* list[] = {options[0].c_str(), options[1].c_str(), options[2].c_str(), nullptr};
-    gdal::registerDrivers();
+    vexel::gdal::registerDrivers();
     GDALDriver* driver = GetGDALDriverManager()->GetDriverByName("GTiff");
     GDALDataset* dataset = driver->Create(path.toUtf8().constData(), fileSide, fileSide, 1, gdalType<T>(),
                                           const_cast<char**>(list));

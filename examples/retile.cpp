@@ -87,7 +87,7 @@ bool overwritesInput(const vexel::GDALStreamer& input, const QString& outputPath
     int column = 0;
     int row = 0;
     return file::samepath(file::dirname(input.path()), file::dirname(outputPath)) &&
-           gdal::path2tile(input.path(), base, column, row) && file::samepath(base, outputPath);
+           vexel::gdal::path2tile(input.path(), base, column, row) && file::samepath(base, outputPath);
 }
 
 void retile(const Arguments& arguments)

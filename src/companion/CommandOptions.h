@@ -13,7 +13,7 @@ namespace vexel::gdal {
 /// The argument list of a GDAL utility, or the creation options of a GDAL driver.
 ///
 /// @code
-/// gdal::CommandOptions arguments;
+/// vexel::gdal::CommandOptions arguments;
 /// arguments << "-q" << "-r" << "average";
 /// GDALTranslateOptions* options = GDALTranslateOptionsNew(arguments.options(), nullptr);
 /// @endcode

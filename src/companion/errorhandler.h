@@ -14,7 +14,7 @@ namespace vexel::gdal {
 /// that. The library installs none by itself, but for `RAIIErrorSilencer`.
 ///
 /// @code
-/// gdal::setErrorHandler(gdal::logErrorHandler); // GDAL's messages join those of the library
+/// vexel::gdal::setErrorHandler(vexel::gdal::logErrorHandler); // GDAL's messages join those of the library
 /// @endcode
 VEXEL_EXPORT void setErrorHandler(void (*handler)(CPLErr, int, const char*));
 

@@ -13,7 +13,7 @@ namespace vexel::gdal {
 /// installs that again afterwards. A handler that a thread has pushed by `CPLPushErrorHandler` gets its messages still.
 ///
 /// @code
-/// const gdal::RAIIErrorSilencer silence;
+/// const vexel::gdal::RAIIErrorSilencer silence;
 /// const bool isThere = set.openRead(path); // no message if it is not
 /// @endcode
 class VEXEL_EXPORT RAIIErrorSilencer

@@ -26,7 +26,7 @@ namespace gdal {
 ///                it runs.
 ///
 /// @code
-/// gdal::doesExistValidFileAt(path, [](const GDALStreamer& set) { std::cout << set.workspace() << std::endl; });
+/// vexel::gdal::doesExistValidFileAt(path, [](const GDALStreamer& set) { std::cout << set.workspace() << std::endl; });
 /// @endcode
 VEXEL_EXPORT bool doesExistValidFileAt(const QString& path, std::function<void(const GDALStreamer&)> onValid);
 

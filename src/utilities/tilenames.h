@@ -15,7 +15,7 @@ namespace vexel::gdal {
 /// The name of tile (`x`, `y`) of the raster `path`. Writes exactly the numbers given, one-based by
 /// convention.
 /// @code
-/// const QString name = gdal::tile2path("dir/ortho.tif", 3, 7); // dir/ortho_3_7.tif
+/// const QString name = vexel::gdal::tile2path("dir/ortho.tif", 3, 7); // dir/ortho_3_7.tif
 /// @endcode
 VEXEL_EXPORT QString tile2path(const QString& path, int x, int y);
 

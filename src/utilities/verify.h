@@ -78,7 +78,7 @@ struct VerifyReport
 ///               read.
 ///
 /// @code
-/// for (const gdal::VerifyFinding& finding : gdal::verify("ortho.tif").findings)
+/// for (const vexel::gdal::VerifyFinding& finding : vexel::gdal::verify("ortho.tif").findings)
 ///     std::cout << finding.file.toStdString() << ": " << finding.text.toStdString() << std::endl;
 /// @endcode
 ///

@@ -17,8 +17,8 @@
 #include <string>
 
 using namespace vexel;
-using gdal::savePRJ;
-using gdal::saveTFW;
+using vexel::gdal::savePRJ;
+using vexel::gdal::saveTFW;
 
 namespace {
 

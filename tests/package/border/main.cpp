@@ -76,7 +76,7 @@ bool ownExceptionPassesThrough(const QString& path)
     struct Mine
     {};
     try {
-        gdal::doesExistValidFileAt(path, [](const GDALStreamer&) { throw Mine(); });
+        vexel::gdal::doesExistValidFileAt(path, [](const GDALStreamer&) { throw Mine(); });
     } catch (const Mine&) {
         return true;
     }
