@@ -1,6 +1,6 @@
-"""Writes what the tests of reliability have found into docs/reliability.md, between its two marks.
+"""Prints what the tests of reliability have found; with --write, puts it between the two marks of docs/reliability.md.
 
-    figures.py DOCUMENT FUZZ-FIGURES REPORT.xml...
+    figures.py [--write] DOCUMENT FUZZ-FIGURES REPORT.xml...
 
 The reports are those of `--gtest_output=xml`; the figures of the fuzz targets have one "target: text" a line."""
 
@@ -9,7 +9,7 @@ import sys
 import xml.etree.ElementTree as ElementTree
 from pathlib import Path
 
-START = "<!-- figures: written by scripts/reliability -->\n"
+START = "<!-- figures: written by scripts/reliability --write -->\n"
 END = "<!-- end of figures -->\n"
 NUMBER = re.compile(r"\d+")
 FEW = 5
@@ -64,7 +64,8 @@ def table(files, fuzz_figures):
 
 
 def main():
-    document, fuzz_figures, *reports = map(Path, sys.argv[1:])
+    arguments = [argument for argument in sys.argv[1:] if argument != "--write"]
+    document, fuzz_figures, *reports = map(Path, arguments)
     text = document.read_text(encoding="utf-8")
     before, start, rest = text.partition(START)
     after = rest.partition(END)[2]
@@ -72,7 +73,8 @@ def main():
         sys.exit(f"{document} has no place for the figures")
     files = collect(reports)
     found = table(files, fuzz_figures.read_text(encoding="utf-8").splitlines())
-    document.write_text(before + START + "\n" + found + "\n" + END + after, encoding="utf-8")
+    if "--write" in sys.argv:
+        document.write_text(before + START + "\n" + found + "\n" + END + after, encoding="utf-8")
     print(found, end="")
     late = [name for name, seconds in BUDGETS.items() if files[name]["seconds"] > seconds]
     if late:
