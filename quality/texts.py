@@ -2,7 +2,7 @@
 
 HEAD = """# Quality
 
-Written by `scripts/quality`, which makes test rasters, runs the library's strategies and the utilities of GDAL
+Written by `scripts/quality --write`, which makes test rasters, runs the library's strategies and the utilities of GDAL
 {version} on them, measures all results by the same program, and replaces this page and its pictures. The same library
 and the same GDAL give the same bytes. `vexel-quality check` fails if one of these promises does not hold:
 
