@@ -14,8 +14,8 @@
 
 namespace vexel {
 
-/// Memory for many pixels, not cleared. The system is asked to map it by large pages, which costs less to fill
-/// and to walk through against the order of the rows.
+/// Memory for many pixels, not cleared. Linux is asked to map it by large pages, which costs less to fill and to
+/// walk through against the order of the rows; elsewhere the allocator decides.
 template <class T>
 class LargeBuffer
 {
@@ -28,36 +28,35 @@ public:
         if (count > (std::numeric_limits<std::size_t>::max() - largePage) / sizeof(T))
             throw std::bad_alloc();
         const std::size_t bytes = count * sizeof(T);
-        if (bytes < worthLargePages) {
-            m_first = static_cast<T*>(std::malloc(std::max(bytes, sizeof(T))));
-        } else {
-            const std::size_t pages = (bytes + largePage - 1) / largePage;
-            m_first = static_cast<T*>(std::aligned_alloc(largePage, pages * largePage));
-        }
+        m_first = static_cast<T*>(allocate(std::max(bytes, sizeof(T))));
         if (!m_first)
             throw std::bad_alloc();
-#ifdef MADV_HUGEPAGE
-        if (bytes >= worthLargePages)
-            madvise(m_first, bytes, MADV_HUGEPAGE); // a wish, which may be denied
-#endif
     }
 
-    ~LargeBuffer()
-    {
-        std::free(m_first);
-    }
+    ~LargeBuffer() { std::free(m_first); }
 
     LargeBuffer(const LargeBuffer&) = delete;
     LargeBuffer& operator=(const LargeBuffer&) = delete;
 
-    T* data() const
-    {
-        return m_first;
-    }
+    T* data() const { return m_first; }
 
 private:
     static constexpr std::size_t largePage = std::size_t{2} << 20;
     static constexpr std::size_t worthLargePages = 2 * largePage;
+
+    static void* allocate(std::size_t bytes)
+    {
+#ifdef MADV_HUGEPAGE
+        if (bytes >= worthLargePages) {
+            const std::size_t pages = (bytes + largePage - 1) / largePage;
+            void* const memory = std::aligned_alloc(largePage, pages * largePage);
+            if (memory)
+                madvise(memory, bytes, MADV_HUGEPAGE); // a wish, which may be denied
+            return memory;
+        }
+#endif
+        return std::malloc(bytes);
+    }
 
     T* m_first = nullptr;
 };

@@ -1,6 +1,6 @@
 #include "companion/gaussrecursion.h"
 
-#include "companion/multiversion.h"
+#include "companion/compilerhints.h"
 #include "companion/parallelrows.h"
 
 #include <algorithm>
@@ -79,8 +79,8 @@ struct States
 
 /// The states after a row of samples has been the input for ever.
 template <std::size_t M, class T>
-inline __attribute__((always_inline)) void settleOn(const T* __restrict samples, std::ptrdiff_t lines,
-                                                    const Coefficients* modes, States<M>& states)
+VEXEL_ALWAYS_INLINE void settleOn(const T* __restrict samples, std::ptrdiff_t lines,
+                                  const Coefficients* modes, States<M>& states)
 {
     for (std::size_t k = 0; k < M; ++k)
         for (std::ptrdiff_t line = 0; line < lines; ++line) {
@@ -92,8 +92,8 @@ inline __attribute__((always_inline)) void settleOn(const T* __restrict samples,
 
 /// Feeds one sample a line: state := pole state + sample.
 template <std::size_t M, class T>
-inline __attribute__((always_inline)) void feed(const T* __restrict samples, std::ptrdiff_t lines,
-                                                const Coefficients* modes, States<M>& states)
+VEXEL_ALWAYS_INLINE void feed(const T* __restrict samples, std::ptrdiff_t lines, const Coefficients* modes,
+                              States<M>& states)
 {
     for (std::ptrdiff_t line = 0; line < lines; ++line) {
         const auto sample = static_cast<double>(samples[line]);
@@ -107,8 +107,8 @@ inline __attribute__((always_inline)) void feed(const T* __restrict samples, std
 }
 
 template <std::size_t M>
-inline __attribute__((always_inline)) void respondForward(std::ptrdiff_t lines, const Coefficients* modes,
-                                                          const States<M>& states, float* __restrict smooth)
+VEXEL_ALWAYS_INLINE void respondForward(std::ptrdiff_t lines, const Coefficients* modes,
+                                        const States<M>& states, float* __restrict smooth)
 {
     for (std::ptrdiff_t line = 0; line < lines; ++line) {
         double sum = 0.0;
@@ -119,8 +119,8 @@ inline __attribute__((always_inline)) void respondForward(std::ptrdiff_t lines, 
 }
 
 template <std::size_t M>
-inline __attribute__((always_inline)) void respondBackward(std::ptrdiff_t lines, const Coefficients* modes,
-                                                           const States<M>& states, float* __restrict smooth)
+VEXEL_ALWAYS_INLINE void respondBackward(std::ptrdiff_t lines, const Coefficients* modes,
+                                         const States<M>& states, float* __restrict smooth)
 {
     for (std::ptrdiff_t line = 0; line < lines; ++line) {
         auto sum = static_cast<double>(smooth[line]);
@@ -140,22 +140,20 @@ struct Wanted
 /// Asks for the pixels of a row that will be needed soon: rows lie too far apart for the processor to see
 /// them coming.
 template <class T>
-inline __attribute__((always_inline)) void prefetchRow(const ImagePart<const T>& image, std::ptrdiff_t row)
+VEXEL_ALWAYS_INLINE void prefetchRow(const ImagePart<const T>& image, std::ptrdiff_t row)
 {
-#ifdef __GNUC__
     constexpr std::ptrdiff_t cacheLine = 64 / sizeof(T);
     if (row < 0 || row >= image.rows)
         return;
     const T* pixels = image.first + row * image.rowStep;
     for (std::ptrdiff_t x = 0; x < image.columns; x += cacheLine)
-        __builtin_prefetch(pixels + x);
-#endif
+        prefetch(pixels + x);
 }
 
 /// Filters lines that run from row to row of `from`; their results go to the rows of `to`.
 template <std::size_t M, class T>
-inline __attribute__((always_inline)) void filterLines(const ImagePart<const T>& from, const Wanted& wanted,
-                                                       const ImagePart<float>& to, const Coefficients* modes)
+VEXEL_ALWAYS_INLINE void filterLines(const ImagePart<const T>& from, const Wanted& wanted,
+                                     const ImagePart<float>& to, const Coefficients* modes)
 {
     const std::ptrdiff_t lines = from.columns;
     States<M> states;
@@ -181,9 +179,8 @@ inline __attribute__((always_inline)) void filterLines(const ImagePart<const T>&
 
 /// The same for a number of lines that is known when it is compiled, whose states find room in registers.
 template <std::size_t M>
-inline __attribute__((always_inline)) void filterLanes(const ImagePart<const float>& from,
-                                                       const Wanted& wanted, const ImagePart<float>& to,
-                                                       const Coefficients* modes)
+VEXEL_ALWAYS_INLINE void filterLanes(const ImagePart<const float>& from, const Wanted& wanted,
+                                     const ImagePart<float>& to, const Coefficients* modes)
 {
     filterLines<M>(ImagePart<const float>{from.first, from.rows, lanes, lanes}, wanted,
                    ImagePart<float>{to.first, to.rows, lanes, lanes}, modes);

@@ -1,63 +1,91 @@
 #include "companion/syncfile.h"
 
-#include "companion/errnotext.h"
 #include "companion/nativepath.h"
 
-#include <cerrno>
 #include <filesystem>
+#include <system_error>
 
-#ifndef Q_OS_WIN
+#ifdef Q_OS_WIN
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <windows.h>
+#else
 #include <fcntl.h>
 #include <unistd.h>
+
+#include <cerrno>
 #endif
 
 namespace vexel::file {
 
 namespace {
 
-#ifndef Q_OS_WIN
-/// 0, or the error number. File systems that have nothing to wait for do not count.
-int syncEntry(const QString& path, int flags)
+#ifdef Q_OS_WIN
+std::error_code lastError()
 {
-    const int descriptor = ::open(path.toUtf8().constData(), flags | O_CLOEXEC);
-    if (descriptor < 0)
-        return errno;
-    const bool synced = ::fsync(descriptor) == 0 || errno == EINVAL || errno == ENOTSUP;
-    const int error = synced ? 0 : errno;
-    ::close(descriptor);
+    return {static_cast<int>(GetLastError()), std::system_category()};
+}
+
+std::error_code syncEntry(const QString& path)
+{
+    const DWORD sharing = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    const HANDLE file = CreateFileW(nativePath(path).c_str(), GENERIC_WRITE, sharing, nullptr, OPEN_EXISTING,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE)
+        return lastError();
+    const std::error_code error = FlushFileBuffers(file) ? std::error_code() : lastError();
+    CloseHandle(file);
     return error;
 }
 #else
-int syncEntry(const QString&, int)
+std::error_code lastError()
 {
-    return 0;
+    return {errno, std::generic_category()};
 }
-constexpr int O_RDONLY = 0;
+
+/// File systems that have nothing to wait for do not count.
+std::error_code syncEntry(const QString& path)
+{
+    const int descriptor = ::open(path.toUtf8().constData(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0)
+        return lastError();
+    const bool synced = ::fsync(descriptor) == 0 || errno == EINVAL || errno == ENOTSUP;
+    const std::error_code error = synced ? std::error_code() : lastError();
+    ::close(descriptor);
+    return error;
+}
 #endif
+
+/// True without an error; otherwise `reason` gets the system's words.
+bool succeeded(const std::error_code& error, QString& reason)
+{
+    if (error)
+        reason = QString::fromLocal8Bit(error.message().c_str());
+    return !error;
+}
 
 } // namespace
 
 bool syncFile(const QString& path, QString& reason)
 {
-    errno = syncEntry(path, O_RDONLY);
-    if (errno == 0)
-        return true;
-    reason = errnoText();
-    return false;
+    return succeeded(syncEntry(path), reason);
 }
 
 void syncFolder(const QString& path)
 {
-    syncEntry(path, O_RDONLY);
+#ifndef Q_OS_WIN
+    syncEntry(path);
+#else
+    (void)path; // Windows has no way to wait for a folder's names
+#endif
 }
 
 bool replace(const QString& from, const QString& to, QString& reason)
 {
     std::error_code error;
     std::filesystem::rename(nativePath(from), nativePath(to), error);
-    if (error)
-        reason = QString::fromStdString(error.message());
-    return !error;
+    return succeeded(error, reason);
 }
 
 } // namespace vexel::file

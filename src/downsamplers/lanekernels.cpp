@@ -1,6 +1,6 @@
 #include "downsamplers/lanekernels.h"
 
-#include "companion/multiversion.h"
+#include "companion/compilerhints.h"
 
 #include <algorithm>
 #include <cstring>
@@ -16,14 +16,14 @@ constexpr float firstValidFloat = static_cast<float>(-9999.999);
 constexpr float noData = -10000.0f;
 
 /// All bits of a byte where the alpha is not 0.
-inline __attribute__((always_inline)) unsigned char countedMask(unsigned char alpha)
+VEXEL_ALWAYS_INLINE unsigned char countedMask(unsigned char alpha)
 {
     return alpha != 0 ? 0xFF : 0;
 }
 
 /// Calls `work` with the length, as a constant where it is a common one: strides that are known make vectors.
 template <class Work>
-inline __attribute__((always_inline)) void withLength(std::ptrdiff_t length, const Work& work)
+VEXEL_ALWAYS_INLINE void withLength(std::ptrdiff_t length, const Work& work)
 {
     switch (length) {
     case 2:
@@ -40,8 +40,7 @@ inline __attribute__((always_inline)) void withLength(std::ptrdiff_t length, con
 }
 
 template <class T>
-inline __attribute__((always_inline)) void runNetworkOn(const Comparator* first, const Comparator* end,
-                                                        T* values)
+VEXEL_ALWAYS_INLINE void runNetworkOn(const Comparator* first, const Comparator* end, T* values)
 {
     for (const Comparator* c = first; c != end; ++c) {
         T* __restrict low = values + c->low * lanes;
