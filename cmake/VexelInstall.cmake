@@ -53,6 +53,7 @@ function(vexel_install_pkg_config)
   string(REGEX REPLACE "/$" "" VEXEL_PC_PREFIX "${VEXEL_PC_PREFIX}")
   vexel_pc_folder(VEXEL_PC_LIBDIR ${CMAKE_INSTALL_LIBDIR})
   vexel_pc_folder(VEXEL_PC_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR})
+  get_target_property(VEXEL_PC_LIBRARY vexel OUTPUT_NAME)
   # Boost has no pkg-config file: one that the compiler does not find by itself has to be named.
   get_target_property(boost_include Boost::headers INTERFACE_INCLUDE_DIRECTORIES)
   if(boost_include AND NOT boost_include IN_LIST CMAKE_CXX_IMPLICIT_INCLUDE_DIRECTORIES)

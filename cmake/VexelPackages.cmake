@@ -1,6 +1,6 @@
 # What `cpack -G DEB` makes: the library in a package named after its SONAME, libvexel-dev, and vexel-tools where the
-# programs are built. A build for it has the prefix /usr, whose library folder is Debian's: scripts/packages does all of
-# it.
+# programs are built; with Qt 6, libvexel-qt6-dev and vexel-qt6-tools. A build for it has the prefix /usr, whose library
+# folder is Debian's: scripts/packages does all of it.
 if(NOT BUILD_SHARED_LIBS)
   return()
 endif()
@@ -10,7 +10,18 @@ mark_as_advanced(VEXEL_DEBIAN_REVISION)
 
 set(debian_version ${PROJECT_VERSION}-${VEXEL_DEBIAN_REVISION})
 get_target_property(soversion vexel SOVERSION)
-set(runtime_package libvexel${soversion})
+get_target_property(library vexel OUTPUT_NAME)
+# As Debian derives it from the SONAME: where the name ends in a digit, a hyphen keeps the version apart.
+string(REGEX REPLACE "([0-9])$" "\\1-" runtime_package lib${library})
+string(APPEND runtime_package ${soversion})
+# The libraries may be installed together, what else there is has the same paths for both.
+if(VEXEL_QT_MAJOR EQUAL 5)
+  set(qt_package qtbase5-dev)
+else()
+  set(qt_package qt6-base-dev)
+  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_CONFLICTS libvexel-dev)
+  set(CPACK_DEBIAN_EXAMPLES_PACKAGE_CONFLICTS vexel-tools)
+endif()
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME vexel)
@@ -45,17 +56,17 @@ set(CPACK_DEBIAN_RUNTIME_DESCRIPTION
 copies of them.\n\nThis package holds the shared library.")
 
 # The versions are those that CMakeLists.txt asks for.
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libvexel-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME lib${library}-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 string(
   JOIN ", " CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${runtime_package} (= ${debian_version})"
-  "libgdal-dev (>= 2.2)" "qtbase5-dev (>= 5.9)" "libeigen3-dev (>= 3.3)" "libboost-dev (>= 1.65)")
+  "libgdal-dev (>= 2.2)" "${qt_package} (>= ${VEXEL_QT_MINIMUM})" "libeigen3-dev (>= 3.3)" "libboost-dev (>= 1.65)")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
     "vexel reads and writes large georeferenced rasters, in single files or in grids of tile files, and makes coarser
 copies of them.\n\nThis package holds the headers, the CMake package and the pkg-config file.")
 
 # The programs come from the same build, which may use what an older library of the same SONAME does not have.
-set(CPACK_DEBIAN_EXAMPLES_PACKAGE_NAME vexel-tools)
+set(CPACK_DEBIAN_EXAMPLES_PACKAGE_NAME ${library}-tools)
 set(CPACK_DEBIAN_EXAMPLES_PACKAGE_SECTION science)
 set(CPACK_DEBIAN_EXAMPLES_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_EXAMPLES_PACKAGE_DEPENDS "${runtime_package} (>= ${debian_version})")

@@ -6,7 +6,18 @@ cd "$root"
 # Numbers are printed and read with a point, and messages of other programs are the same everywhere.
 export LC_ALL=C.UTF-8
 
-build_packages=(g++ cmake ninja-build ccache pkg-config libgdal-dev qtbase5-dev libeigen3-dev libboost-dev
+# VEXEL_QT in the environment is the version of Qt to build with: 5, if nothing is said, or 6.
+qt=${VEXEL_QT:-5}
+case $qt in
+  5) qt_package=qtbase5-dev ;;
+  6) qt_package=qt6-base-dev ;;
+  *)
+    echo "$(basename "$0"): VEXEL_QT is 5 or 6, rather than $qt" >&2
+    exit 1
+    ;;
+esac
+
+build_packages=(g++ cmake ninja-build ccache pkg-config libgdal-dev "$qt_package" libeigen3-dev libboost-dev
   libcli11-dev)
 test_packages=(libgtest-dev gdal-bin libtiff-tools locales make)
 fuzz_packages=(clang-14 'libclang-rt-14-dev?' libomp-14-dev)
@@ -68,6 +79,6 @@ build_preset() {
   local preset=$1
   shift
   step "Configure and build ($preset)"
-  cmake --preset "$preset" "$@"
+  cmake --preset "$preset" -DVEXEL_QT="$qt" "$@"
   cmake --build --preset "$preset"
 }

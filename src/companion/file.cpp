@@ -22,6 +22,9 @@ namespace vexel::file {
 
 namespace {
 
+// Positions in texts: int in Qt 5, wider in Qt 6.
+using Position = decltype(QString().size());
+
 bool isSeparator(QChar c)
 {
 #ifdef Q_OS_WIN
@@ -32,19 +35,19 @@ bool isSeparator(QChar c)
 }
 
 // Where the file name starts: behind the last separator.
-int nameStart(const QString& path)
+Position nameStart(const QString& path)
 {
-    int start = path.size();
+    Position start = path.size();
     while (start > 0 && !isSeparator(path[start - 1]))
         --start;
     return start;
 }
 
 // Where the extension starts; the length of the path if there is none.
-int extensionStart(const QString& path)
+Position extensionStart(const QString& path)
 {
-    const int start = nameStart(path);
-    const int dot = path.lastIndexOf('.');
+    const Position start = nameStart(path);
+    const Position dot = path.lastIndexOf('.');
     const bool isParentFolder = dot == start + 1 && path.size() == start + 2 && path[start] == '.';
     return dot > start && !isParentFolder ? dot : path.size();
 }
@@ -92,25 +95,25 @@ bool isDigit(QChar c)
 }
 
 // The run of digits that starts at `position`, without its leading zeros; moves behind it.
-QStringRef takeNumber(const QString& text, int& position)
+QString takeNumber(const QString& text, Position& position)
 {
     while (position < text.size() && text[position] == '0')
         ++position;
-    const int start = position;
+    const Position start = position;
     while (position < text.size() && isDigit(text[position]))
         ++position;
-    return text.midRef(start, position - start);
+    return text.mid(start, position - start);
 }
 
 // Natural order. Names that differ only in leading zeros follow their code units, so that the order is total.
 bool naturallyLess(const QString& a, const QString& b)
 {
-    int i = 0;
-    int k = 0;
+    Position i = 0;
+    Position k = 0;
     while (i < a.size() && k < b.size()) {
         if (isDigit(a[i]) && isDigit(b[k])) {
-            const QStringRef left = takeNumber(a, i);
-            const QStringRef right = takeNumber(b, k);
+            const QString left = takeNumber(a, i);
+            const QString right = takeNumber(b, k);
             if (left.size() != right.size())
                 return left.size() < right.size();
             if (left != right)
@@ -122,8 +125,8 @@ bool naturallyLess(const QString& a, const QString& b)
             ++k;
         }
     }
-    const int leftInA = a.size() - i;
-    const int leftInB = b.size() - k;
+    const Position leftInA = a.size() - i;
+    const Position leftInB = b.size() - k;
     return leftInA != leftInB ? leftInA < leftInB : a < b;
 }
 
@@ -187,14 +190,14 @@ QString basepath(const QString& path)
 
 QString basename(const QString& path)
 {
-    const int start = nameStart(path);
+    const Position start = nameStart(path);
     return path.mid(start, extensionStart(path) - start);
 }
 
 QString dirname(const QString& path)
 {
     const int root = rootLength(path);
-    int end = nameStart(path);
+    Position end = nameStart(path);
     while (end > root && isSeparator(path[end - 1]))
         --end;
     return end > 0 ? path.left(end) : QString(".");

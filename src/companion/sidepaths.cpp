@@ -14,7 +14,7 @@ QString path2tfw(const QString& path)
     const QString w = !letters.isEmpty() && QChar::isUpper(letters.last()) ? "W" : "w";
     if (letters.size() < 3)
         return path + w;
-    const uint ends[] = {letters.first(), letters.last()};
+    const char32_t ends[] = {letters.first(), letters.last()};
     return file::basepath(path) + "." + QString::fromUcs4(ends, 2) + w;
 }
 

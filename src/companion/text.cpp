@@ -7,10 +7,10 @@ namespace vexel::text {
 QStringList tokenize(const QString& s, const QString& separator, bool skipEmpty)
 {
     QStringList pieces;
-    int start = 0;
+    decltype(s.size()) start = 0; // int in Qt 5, wider in Qt 6
     // An empty separator occurs nowhere.
     while (!separator.isEmpty()) {
-        const int end = s.indexOf(separator, start);
+        const auto end = s.indexOf(separator, start);
         if (end < 0)
             break;
         pieces.append(s.mid(start, end - start));
