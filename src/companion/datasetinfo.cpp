@@ -9,7 +9,7 @@ namespace vexel::gdal {
 
 namespace {
 
-// The 64-bit and signed 8-bit integers of later GDAL versions fall under the default.
+// The 64-bit and signed 8-bit integers of later GDAL versions fall under the default, and complex numbers of any size.
 DataType dataTypeOf(GDALDataType type)
 {
     switch (type) {
@@ -23,6 +23,9 @@ DataType dataTypeOf(GDALDataType type)
         return DataType::Int32;
     case GDT_UInt32:
         return DataType::UInt32;
+#if GDAL_VERSION_NUM >= GDAL_COMPUTE_VERSION(3, 11, 0)
+    case GDT_Float16: // earlier versions call them floats, as which all versions transfer them
+#endif
     case GDT_Float32:
         return DataType::Float32;
     case GDT_Float64:
@@ -48,11 +51,11 @@ DataType getDataType(GDALDataset& dataset)
     const int bands = dataset.GetRasterCount();
     if (bands < 1)
         return DataType::Unknown;
-    const GDALDataType first = dataset.GetRasterBand(1)->GetRasterDataType();
+    const DataType first = dataTypeOf(dataset.GetRasterBand(1)->GetRasterDataType());
     for (int band = 2; band <= bands; ++band)
-        if (dataset.GetRasterBand(band)->GetRasterDataType() != first)
+        if (dataTypeOf(dataset.GetRasterBand(band)->GetRasterDataType()) != first)
             return DataType::Unknown;
-    return dataTypeOf(first);
+    return first;
 }
 
 std::size_t countPages(GDALDataset& dataset)

@@ -50,6 +50,10 @@ const TypeCase typeCases[] = {
 #if GDAL_VERSION_NUM >= GDAL_COMPUTE_VERSION(3, 7, 0)
     {"Int8", GDT_Int8, DataType::Unknown},
 #endif
+#if GDAL_VERSION_NUM >= GDAL_COMPUTE_VERSION(3, 11, 0)
+    {"Float16", GDT_Float16, DataType::Float32},
+    {"ComplexFloat16", GDT_CFloat16, DataType::Unknown},
+#endif
 };
 
 enum class Extra
@@ -127,6 +131,15 @@ TEST(GetDataType, IsUnknownWhenOneBandDiffers)
         EXPECT_EQ(vexel::gdal::getDataType(*dataset), DataType::Unknown) << GDALGetDataTypeName(odd);
     }
 }
+
+#if GDAL_VERSION_NUM >= GDAL_COMPUTE_VERSION(3, 11, 0)
+TEST(GetDataType, OfHalfFloatsAndFloatsIsThatOfFloats)
+{
+    const rasters::Dataset dataset = inMemory(1, GDT_Float16);
+    ASSERT_EQ(dataset->AddBand(GDT_Float32, nullptr), CE_None);
+    EXPECT_EQ(vexel::gdal::getDataType(*dataset), DataType::Float32);
+}
+#endif
 
 TEST(GetDataType, OfAFileIsTheTypeItWasWrittenWith)
 {

@@ -60,6 +60,10 @@ std::pair<double, double> rangeOf(const Description& d)
 
 bool isFloating(GDALDataType type)
 {
+#if GDAL_VERSION_NUM >= GDAL_COMPUTE_VERSION(3, 11, 0)
+    if (type == GDT_Float16)
+        return true;
+#endif
     return type == GDT_Float32 || type == GDT_Float64;
 }
 
@@ -280,6 +284,9 @@ DataType readAs(GDALDataType type)
         return DataType::UInt32;
     case GDT_Int32:
         return DataType::Int32;
+#if GDAL_VERSION_NUM >= GDAL_COMPUTE_VERSION(3, 11, 0)
+    case GDT_Float16:
+#endif
     case GDT_Float32:
         return DataType::Float32;
     case GDT_Float64:
@@ -466,6 +473,10 @@ Table pixelTypes()
 #if GDAL_VERSION_NUM >= GDAL_COMPUTE_VERSION(3, 5, 0)
     table.push_back(tiff("Int64", GDT_Int64, 1));
     table.push_back(tiff("UInt64", GDT_UInt64, 2));
+#endif
+#if GDAL_VERSION_NUM >= GDAL_COMPUTE_VERSION(3, 11, 0)
+    table.push_back(tiff("Float16", GDT_Float16, 2));
+    table.push_back(tiff("ComplexFloat16", GDT_CFloat16, 1));
 #endif
     return table;
 }

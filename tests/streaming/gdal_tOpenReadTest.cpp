@@ -301,6 +301,11 @@ const TypeCase types[] = {
     {"Int64", {GDT_Int64}, DataType::Unknown},
     {"UInt64", {GDT_UInt64}, DataType::Unknown},
 #endif
+#if GDAL_VERSION_NUM >= GDAL_COMPUTE_VERSION(3, 11, 0)
+    {"Float16", {GDT_Float16}, DataType::Float32},
+    {"HalfAndWholeFloat", {GDT_Float16, GDT_Float32}, DataType::Float32},
+    {"ComplexFloat16", {GDT_CFloat16}, DataType::Unknown},
+#endif
 };
 INSTANTIATE_TEST_SUITE_P(Pixels, RasterFileType, testing::ValuesIn(types),
                          [](const auto& row) { return std::string(row.param.name); });
