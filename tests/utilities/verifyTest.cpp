@@ -304,6 +304,22 @@ std::string forged(const ForgedStrip& strip)
 
 constexpr std::uint64_t forgedSize = 324;
 
+/// How many blocks GDAL reports. A format's blocks differ between its versions.
+std::uint64_t blocksByGdal(const QString& path)
+{
+    const rasters::Dataset file = rasters::open(path);
+    int width = 0;
+    int height = 0;
+    file->GetRasterBand(1)->GetBlockSize(&width, &height);
+    const auto times = [](int size, int block) {
+        return static_cast<std::uint64_t>((size + block - 1) / block);
+    };
+    const char* const interleave = file->GetMetadataItem("INTERLEAVE", "IMAGE_STRUCTURE");
+    const bool bandsShareBlocks = interleave && std::string(interleave) == "PIXEL";
+    return times(file->GetRasterXSize(), width) * times(file->GetRasterYSize(), height) *
+           (bandsShareBlocks ? 1u : static_cast<std::uint64_t>(file->GetRasterCount()));
+}
+
 } // namespace
 
 TEST_P(VerifyLayout, FindsAWholeFileWhole)
@@ -642,9 +658,9 @@ TEST(VerifyFile, SaysSoWhereBlocksHaveNoKnownPlaces)
         const VerifyReport decoded = check(folder / name, /*decode=*/true);
         EXPECT_TRUE(decoded.isWhole()) << described(decoded);
         EXPECT_EQ(decoded.noFilesNotChecked, 0u) << name;
+        EXPECT_EQ(decoded.noBlocks, blocksByGdal(folder / name)) << name;
         EXPECT_GT(decoded.noBlocks, 0u) << name;
     }
-    EXPECT_EQ(check(folder / "PNG", /*decode=*/true).noBlocks, 30u);
 }
 
 TEST(VerifyFile, CannotCheckBlocksOfAPage)
