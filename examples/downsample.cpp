@@ -7,15 +7,13 @@
 #include "common.h"
 #include "progressbar.h"
 #include "stoponsignal.h"
+#include "system.h"
 
 #include <CLI/CLI.hpp>
 #include <QString>
 #include <gdal_priv.h>
 #include <ogr_spatialref.h>
 #include <vexel/vexel.h>
-
-#include <sys/resource.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cmath>
@@ -222,13 +220,6 @@ void removeFiles(vexel::GDALStreamer& set)
     set.close();
 }
 
-double peakMemoryMiB()
-{
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return static_cast<double>(usage.ru_maxrss) / 1024.0;
-}
-
 std::string textOf(const std::optional<double>& noData)
 {
     return noData ? QString::number(*noData, 'g', 17).toStdString() : "none";
@@ -245,7 +236,7 @@ void report(const Arguments& arguments, const vexel::GDALStreamer& input, const 
               << "resolution: " << mapUnit * static_cast<double>(output.res()) << "\n"
               << "seconds: " << seconds << "\n"
               << "Mpx/s: " << megapixels / seconds << "\n"
-              << "peak memory MiB: " << peakMemoryMiB() << std::endl;
+              << "peak memory MiB: " << example::peakMemoryMiB() << std::endl;
 }
 
 void downsample(const Arguments& arguments)
@@ -271,7 +262,7 @@ void downsample(const Arguments& arguments)
         arguments.alpha ? ImageAlphaType::LastBand : ImageAlphaType::NoAlpha, type);
     if (noData)
         job->treatAsNoData(*noData);
-    run(runner, std::move(job), arguments.progress || isatty(STDERR_FILENO) != 0);
+    run(runner, std::move(job), arguments.progress || example::isErrorATerminal());
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
 
     GDALStreamer output;

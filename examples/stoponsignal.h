@@ -6,6 +6,7 @@
 #include <signal.h>
 
 #include <atomic>
+#include <csignal>
 
 namespace example {
 
@@ -18,17 +19,13 @@ public:
     {
         s_asked = false;
         s_runner = &runner;
-        struct sigaction action = {};
-        action.sa_handler = &handle;
-        action.sa_flags = SA_RESTART; // files are read and written to the end of a piece
-        sigemptyset(&action.sa_mask);
-        sigaction(SIGINT, &action, &m_onInterrupt);
-        sigaction(SIGTERM, &action, &m_onTerminate);
+        m_onInterrupt = handleBy(SIGINT, handler());
+        m_onTerminate = handleBy(SIGTERM, handler());
     }
     ~StopOnSignal()
     {
-        sigaction(SIGINT, &m_onInterrupt, nullptr);
-        sigaction(SIGTERM, &m_onTerminate, nullptr);
+        handleBy(SIGINT, m_onInterrupt);
+        handleBy(SIGTERM, m_onTerminate);
         s_runner = nullptr;
     }
     StopOnSignal(const StopOnSignal&) = delete;
@@ -38,8 +35,45 @@ public:
     bool asked() const { return s_asked; }
 
 private:
-    static void handle(int)
+#ifdef _WIN32
+    using Handler = void (*)(int);
+
+    static Handler handler()
     {
+        return &handle;
+    }
+    static Handler handleBy(int number, Handler handler)
+    {
+        return std::signal(number, handler);
+    }
+    // Each signal takes its handler away.
+    static void keepHandling(int number)
+    {
+        std::signal(number, &handle);
+    }
+#else
+    using Handler = struct sigaction;
+
+    static Handler handler()
+    {
+        Handler action = {};
+        action.sa_handler = &handle;
+        action.sa_flags = SA_RESTART; // files are read and written to the end of a piece
+        sigemptyset(&action.sa_mask);
+        return action;
+    }
+    static Handler handleBy(int number, const Handler& handler)
+    {
+        Handler before = {};
+        sigaction(number, &handler, &before);
+        return before;
+    }
+    static void keepHandling(int) {}
+#endif
+
+    static void handle(int number)
+    {
+        keepHandling(number);
         s_asked = true;
         if (vexel::JobRunner* const runner = s_runner)
             runner->stop();
@@ -49,8 +83,8 @@ private:
     inline static std::atomic<bool> s_asked{false};
     inline static std::atomic<vexel::JobRunner*> s_runner{nullptr};
 
-    struct sigaction m_onInterrupt = {};
-    struct sigaction m_onTerminate = {};
+    Handler m_onInterrupt = {};
+    Handler m_onTerminate = {};
 };
 
 } // namespace example
