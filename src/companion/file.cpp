@@ -207,7 +207,7 @@ QStringList find(const QString& dir, const QString& pattern, bool filesOnly)
 {
     QStringList paths = namesIn(dir, pattern, filesOnly);
     std::sort(paths.begin(), paths.end(), naturallyLess);
-    const QString folder = !dir.isEmpty() && isSeparator(dir.back()) ? dir : dir + "/";
+    const QString folder = !dir.isEmpty() && isSeparator(dir[dir.size() - 1]) ? dir : dir + "/";
     for (QString& path : paths)
         path.prepend(folder);
     return paths;

@@ -77,8 +77,8 @@ bool warp(const QString& inputPath, const QString& outputPath, const QStringList
     gdal::CommandOptions list;
     for (const QString& argument : arguments)
         list << argument;
-    const Dataset source(GDALDataset::FromHandle(
-        GDALOpenEx(inputPath.toUtf8().constData(), GDAL_OF_RASTER, nullptr, nullptr, nullptr)));
+    const Dataset source =
+        takeDataset(GDALOpenEx(inputPath.toUtf8().constData(), GDAL_OF_RASTER, nullptr, nullptr, nullptr));
     const WarpOptions options(GDALWarpAppOptionsNew(list.options(), nullptr));
     // Without options GDAL would copy the raster as it is, and report no error.
     int usageError = options ? 0 : 1;
@@ -87,9 +87,9 @@ bool warp(const QString& inputPath, const QString& outputPath, const QStringList
     if (options) {
         outputTouched = outputTouched || source;
         GDALWarpAppOptionsSetProgress(options.get(), &WarpProgress::callback, &progress);
-        GDALDatasetH sourceHandle = GDALDataset::ToHandle(source.get());
-        result.reset(GDALDataset::FromHandle(GDALWarp(outputPath.toUtf8().constData(), nullptr, 1,
-                                                      &sourceHandle, options.get(), &usageError)));
+        GDALDatasetH sourceHandle = handleOf(source);
+        result = takeDataset(
+            GDALWarp(outputPath.toUtf8().constData(), nullptr, 1, &sourceHandle, options.get(), &usageError));
     }
     // What a warp leaves that was asked to stop is the job's to keep or to discard.
     if (!progress.stopped() && !output.finish(std::move(result)))

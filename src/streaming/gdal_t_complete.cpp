@@ -177,9 +177,8 @@ bool translateFile(const QString& source, const QString& target, const gdal::Com
         const Dataset working = openDataset(source, GA_ReadOnly);
         // GDAL 3 guesses the format by the target's ending; under its unfinished name it is a GeoTIFF whatever the
         // target is called. A working file that is gone goes on as a null source, which GDAL calls a usage error.
-        result.reset(GDALDataset::FromHandle(GDALTranslate(unfinished.path().toUtf8().constData(),
-                                                           GDALDataset::ToHandle(working.get()),
-                                                           options.get(), &usageError)));
+        result = takeDataset(GDALTranslate(unfinished.path().toUtf8().constData(), handleOf(working),
+                                           options.get(), &usageError));
     }
     return putInPlace(std::move(result), std::string(), unfinished, target, messages, reason);
 }

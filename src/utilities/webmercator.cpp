@@ -36,9 +36,9 @@ bool warpAccepted(const QString& input, const QString& output, const CommandOpti
         return false;
     const WarpOutput target(output);
     int usageError = 0;
-    GDALDatasetH sources[] = {GDALDataset::ToHandle(source.get())};
-    target.finish(Dataset(GDALDataset::FromHandle(
-        GDALWarp(output.toUtf8().constData(), nullptr, 1, sources, options.get(), &usageError))));
+    GDALDatasetH sources[] = {handleOf(source)};
+    target.finish(
+        takeDataset(GDALWarp(output.toUtf8().constData(), nullptr, 1, sources, options.get(), &usageError)));
     return usageError == 0;
 }
 
