@@ -1,0 +1,10 @@
+#include <cpl_conv.h>
+#include <cpl_error.h>
+#include <cpl_string.h>
+#include <cpl_vsi.h>
+#include <gdal_alg.h>
+#include <gdal_priv.h>
+#include <gdal_utils.h>
+#include <gdalwarper.h>
+#include <ogr_spatialref.h>
+#include <ogrsf_frmts.h>

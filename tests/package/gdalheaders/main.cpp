@@ -1,0 +1,6 @@
+bool bothAreUsed();
+
+int main()
+{
+    return bothAreUsed() ? 0 : 1;
+}
