@@ -52,8 +52,9 @@ std::error_code syncEntry(const QString& path)
         return lastError();
     const bool synced = ::fsync(descriptor) == 0 || errno == EINVAL || errno == ENOTSUP;
     const std::error_code error = synced ? std::error_code() : lastError();
-    ::close(descriptor);
-    return error;
+    // Network file systems report a full disk here. Interrupted, the descriptor is closed all the same.
+    const bool closed = ::close(descriptor) == 0 || errno == EINTR;
+    return synced && !closed ? lastError() : error;
 }
 #endif
 

@@ -9,6 +9,7 @@
 #include "streaming/gdaldataset.h"
 #include "streaming/gdalmessages.h"
 #include "streaming/writetargets.h"
+#include "utilities/blockplaces.h"
 #include "utilities/definitionfile.h"
 #include "utilities/sidefiles.h"
 
@@ -16,6 +17,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -133,34 +135,53 @@ bool endsWith(const QString& path, const std::string& end)
            file.read(found.data(), static_cast<std::streamsize>(found.size())) && found == end;
 }
 
+/// Looks at a closed file and says why it is not whole; true if it is.
+using WholenessCheck = std::function<bool(const QString& path, QString& reason)>;
+
+/// For formats that end with a mark.
+WholenessCheck endingWith(const std::string& end)
+{
+    return [end](const QString& path, QString& reason) {
+        if (endsWith(path, end))
+            return true;
+        reason = "The end of the file could not be written";
+        return false;
+    };
+}
+
+/// GDAL 3.10 with the system's libtiff prints what goes wrong with the last bytes, and reports success.
+bool hasAllOfGeoTiff(const QString& path, QString& reason)
+{
+    if (gdal::hasAllBlocks(path, reason))
+        return true;
+    reason.prepend("A part of the file could not be written: ");
+    return false;
+}
+
 /// Closes what was written under its unfinished name and puts it in the target's place, or leaves neither.
-///
-/// @param end bytes that the file ends with if it is whole, where GDAL does not tell of what it cannot write.
-bool putInPlace(Dataset result, const std::string& end, RemoveUnfinished& unfinishedFile,
+bool putInPlace(Dataset result, const WholenessCheck& isWhole, RemoveUnfinished& unfinishedFile,
                 const QString& target, GdalMessages& messages, QString& reason)
 {
     const QString& unfinished = unfinishedFile.path();
-    bool written = result != nullptr;
-    if (written) {
-        // A full disk shows only now, and only by a message.
-        messages.ignoreSoFar();
-        result.reset();
-        written = !messages.tellOfFailure();
-    }
-    if (!written)
+    if (!result) {
         reason = messages.firstFailure();
-    else if (!endsWith(unfinished, end)) {
-        written = false;
-        reason = "The end of the file could not be written";
+        return false;
     }
-    if (written && file::syncFile(unfinished, reason) && file::replace(unfinished, target, reason)) {
-        if (file::exists(unfinished + ".aux.xml"))
-            file::replace(unfinished + ".aux.xml", target + ".aux.xml", reason);
-        unfinishedFile.keep();
-        file::syncFolder(file::dirname(target));
-        return true;
+    // A full disk may show only now, and only by a message, or by none.
+    messages.ignoreSoFar();
+    result.reset();
+    if (messages.tellOfFailure()) {
+        reason = messages.firstFailure();
+        return false;
     }
-    return false;
+    if (!isWhole(unfinished, reason) || !file::syncFile(unfinished, reason) ||
+        !file::replace(unfinished, target, reason))
+        return false;
+    if (file::exists(unfinished + ".aux.xml"))
+        file::replace(unfinished + ".aux.xml", target + ".aux.xml", reason);
+    unfinishedFile.keep();
+    file::syncFolder(file::dirname(target));
+    return true;
 }
 
 /// Translates `source` to `target`. Tells what went wrong through `usageError` too.
@@ -180,7 +201,7 @@ bool translateFile(const QString& source, const QString& target, const gdal::Com
         result = takeDataset(GDALTranslate(unfinished.path().toUtf8().constData(), handleOf(working),
                                            options.get(), &usageError));
     }
-    return putInPlace(std::move(result), std::string(), unfinished, target, messages, reason);
+    return putInPlace(std::move(result), &hasAllOfGeoTiff, unfinished, target, messages, reason);
 }
 
 } // namespace
@@ -250,7 +271,7 @@ void GDALStreamer::gdal_t::finaliseImage()
                          ? driver->CreateCopy(unfinished.path().toUtf8().constData(), dataset,
                                               /*strict=*/FALSE, options.options(), nullptr, nullptr)
                          : nullptr);
-        completed = putInPlace(std::move(copy), end, unfinished, path, messages, reason);
+        completed = putInPlace(std::move(copy), endingWith(end), unfinished, path, messages, reason);
     }
     if (!completed) {
         failFile(*this, Code::CannotComplete, reason);
@@ -276,7 +297,9 @@ void GDALStreamer::gdal_t::finaliseGeoTiff()
         gdal::CommandOptions arguments;
         appendTranslateArguments(arguments, *this, standardWkt);
         int usageError = 0;
-        completed = translateFile(tmppath, path, arguments, usageError, reason);
+        // A working file that is gone is for GDAL to report.
+        completed = (!file::exists(tmppath) || hasRoomForAllPixels(*this, reason)) &&
+                    translateFile(tmppath, path, arguments, usageError, reason);
         if (!completed) {
             failFile(*this, Code::CannotComplete, withRoomLeft(reason, path, sizeOf(tmppath)));
             logMessage(log::level::error, __LINE__, "Failed to write to <" + path + ">");

@@ -1,6 +1,7 @@
 #include "streaming/failures.h"
 #include "streaming/gdalmessages.h"
 #include "streaming/pixeltypes.h"
+#include "streaming/writetargets.h"
 
 #include <gdal_priv.h>
 
@@ -55,12 +56,20 @@ bool readTransfer(Handle& handle, const Work& work)
     return (handle.reopen() && work()) || failTransfer(handle, Code::CannotRead, messages);
 }
 
-/// The same for what writes. A full disk shows only when the dataset is released.
+/// Whether a working file that has just been created and released is all there. One in memory is.
+bool isCreated(const Handle& handle, QString& reason)
+{
+    return handle.dataset || hasRoomForAllPixels(handle, reason);
+}
+
+/// The same for what writes. A full disk shows only when the dataset is released, and while a file is created, GDAL 3.10
+/// with the system's libtiff may not report it even then.
 template <class Work>
 bool writeTransfer(Handle& handle, const Work& work)
 {
     handle.error = StreamError();
     GdalMessages messages;
+    const bool creates = handle.mode == Handle::WritePending;
     bool written = false;
     {
         const ReleaseAfterTransfer release(handle);
@@ -68,8 +77,10 @@ bool writeTransfer(Handle& handle, const Work& work)
         if (written)
             messages.ignoreSoFar();
     }
-    written = written && !messages.tellOfFailure();
-    return written || failTransfer(handle, Code::CannotWrite, messages);
+    QString reason;
+    if (written && !messages.tellOfFailure())
+        return !creates || isCreated(handle, reason) || failFile(handle, Code::CannotWrite, reason);
+    return failTransfer(handle, Code::CannotWrite, messages);
 }
 
 /// A box as RasterIO takes it.

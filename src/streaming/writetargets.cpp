@@ -2,6 +2,7 @@
 
 #include "companion/file.h"
 #include "companion/nativepath.h"
+#include "streaming/pixeltypes.h"
 #include "utilities/tilenames.h"
 
 #include <QSet>
@@ -89,6 +90,24 @@ void removeWorkingFiles(const QString& path)
 {
     removeRasterFile(workingPath(path));
     removeRasterFile(unfinishedPath(path));
+}
+
+bool hasRoomForAllPixels(const GDALStreamer::gdal_t& raster, QString& reason)
+{
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::file_size(file::nativePath(raster.tmppath), error);
+    if (error) {
+        reason = QString::fromLocal8Bit(error.message().c_str());
+        return false;
+    }
+    // As floating-point numbers, since the product need not fit into 64 bits.
+    const double needed = static_cast<double>(raster.width()) * raster.height() *
+                          static_cast<double>(raster.noBands) *
+                          (GDALGetDataTypeSize(gdalTypeOf(raster.dtype)) / 8);
+    if (static_cast<double>(size) > needed)
+        return true;
+    reason = QString("The working file has %1 bytes, too few for its pixels").arg(size);
+    return false;
 }
 
 QString tilePath(const QString& setPath, const Workspace& grid, std::uint64_t i)

@@ -1,6 +1,7 @@
 #ifndef VEXEL_STREAMING_WRITETARGETS_H
 #define VEXEL_STREAMING_WRITETARGETS_H
 
+#include "streaming/GDALStreamer.h"
 #include "streaming/GdalFileType.h"
 #include "workspace/Workspace.h"
 
@@ -38,6 +39,10 @@ void removeWorkingFiles(const QString& path);
 /// The tiles of a set that were being written when somebody was cut off: their working files are there, they
 /// themselves need not be.
 QStringList cutOffTilesOf(const QString& path);
+
+/// Whether the working file of a GeoTIFF that is being written is large enough for all of its pixels, which it is from
+/// its creation on. `reason` says what is wrong otherwise.
+bool hasRoomForAllPixels(const GDALStreamer::gdal_t& raster, QString& reason);
 
 /// The path of tile `i` of a set with the given grid.
 QString tilePath(const QString& setPath, const Workspace& grid, std::uint64_t i);

@@ -7,6 +7,7 @@
 #include "streaming/georeference.h"
 #include "streaming/tilegrid.h"
 #include "streaming/writetargets.h"
+#include "utilities/blockplaces.h"
 #include "utilities/tilenames.h"
 
 #include <cpl_conv.h>
@@ -31,6 +32,9 @@
 namespace vexel::gdal {
 
 namespace {
+
+/// If GDAL splits large strips, it reports one as many blocks, of which only the first has a place.
+constexpr const char* splitOption = "GDAL_ENABLE_TIFF_SPLIT";
 
 constexpr std::uint64_t decodedAtOnce = std::uint64_t{16} << 20; // bytes
 
@@ -467,11 +471,23 @@ std::optional<std::uint64_t> sizeOf(const QString& path)
     return static_cast<std::uint64_t>(status.st_size);
 }
 
+/// Looks where the blocks of a file lie. False if GDAL does not tell.
+bool checkPlaces(GDALDataset& file, const QString& path, const std::vector<Image>& images, Messages& messages,
+                 VerifyReport& report)
+{
+    const std::optional<std::uint64_t> size = sizeOf(path);
+    if (!isGeoTiff(file) || !size)
+        return false;
+    PlaceCheck places(path, *size, messages, report);
+    for (const Image& image : images)
+        places.run(image);
+    return true;
+}
+
 /// Checks what the headers say. False if the library does not read the file.
 bool checkHeaders(const QString& path, bool oneOfMany, Messages& messages, FileCheck& check)
 {
-    // Otherwise a single large strip would be told as many blocks, of which only the first has a place.
-    const ThreadOption wholeStrips("GDAL_ENABLE_TIFF_SPLIT", "NO");
+    const ThreadOption wholeStrips(splitOption, "NO");
     const Dataset file = openToRead(path, oneOfMany);
     if (!file) {
         add(check.report, path, VerifyCode::NotOpened, messages.firstFailureOr("cannot be opened"));
@@ -488,13 +504,7 @@ bool checkHeaders(const QString& path, bool oneOfMany, Messages& messages, FileC
     const std::vector<Image> images = imagesOf(*file);
     if (messages.tellOfFailure())
         add(check.report, path, VerifyCode::HeaderDamaged, messages.firstFailureOr(QString()));
-    const std::optional<std::uint64_t> size = sizeOf(path);
-    check.placesKnown = isGeoTiff(*file) && size;
-    if (check.placesKnown) {
-        PlaceCheck places(path, *size, messages, check.report);
-        for (const Image& image : images)
-            places.run(image);
-    }
+    check.placesKnown = checkPlaces(*file, path, images, messages, check.report);
     return true;
 }
 
@@ -765,6 +775,28 @@ VerifyReport verify(const QString& path, bool decode)
         if (finding.code == VerifyCode::NotOpened)
             finding.code = VerifyCode::NoRaster;
     return single.report;
+}
+
+bool hasAllBlocks(const QString& path, QString& reason)
+{
+    const GDALMutex lock;
+    Messages messages;
+    const ThreadOption wholeStrips(splitOption, "NO");
+    const Dataset file = openToRead(path, /*oneOfMany=*/true);
+    if (!file) {
+        reason = messages.firstFailureOr("cannot be opened");
+        return false;
+    }
+    VerifyReport report;
+    if (!checkPlaces(*file, path, imagesOf(*file), messages, report))
+        reason = "no GeoTIFF";
+    else if (!report.isWhole())
+        reason = report.findings.front().text;
+    else if (report.noSparseBlocks != 0)
+        reason = QString("%1 blocks are missing").arg(report.noSparseBlocks);
+    else
+        return true;
+    return false;
 }
 
 } // namespace vexel::gdal

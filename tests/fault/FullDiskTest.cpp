@@ -1,5 +1,6 @@
 #include "downsamplers/DownsamplerFactory.h"
 #include "fault/ChildProcess.h"
+#include "fault/lostwrites.h"
 #include "fault/resources.h"
 #include "fault/smalldisk.h"
 #include "fault/targets.h"
@@ -118,7 +119,7 @@ void requireEmpty(const QString& folder, const std::string& held)
     require(heldResources() == held, "held before:\n" + held + "\nand afterwards:\n" + heldResources());
 }
 
-/// Folder, target, limits, whether writing works, and what is full: "file" or "disk".
+/// Folder, target, limits, whether writing works, and what is full: "file" or "disk", or that writes are "lost".
 void writeOntoFullDisk(const Arguments& arguments)
 {
     std::optional<SmallDisk> disk;
@@ -126,7 +127,11 @@ void writeOntoFullDisk(const Arguments& arguments)
         disk.emplace(QString::fromStdString(arguments.at(0)));
     const QString folder = disk ? disk->folder() : QString::fromStdString(arguments.at(0));
     const auto leave = [&](const std::string& bytes) {
-        disk ? disk->leave(std::stoull(bytes)) : limitFileSize(std::stoull(bytes));
+        const unsigned long long limit = std::stoull(bytes);
+        if (disk)
+            disk->leave(limit);
+        else
+            arguments.at(5) == "lost" ? loseWritesBeyond(limit) : limitFileSize(limit);
     };
     const Target& target = targetNamed(arguments.at(1));
     const bool shouldWrite = arguments.at(4) == "1";
@@ -205,6 +210,44 @@ TEST(FullDiskInTheEnd, LeavesNothingThoughOnlyTheLastBytesAreMissing)
             const TempFolder folder;
             const DiskCase c{"", name, noLimit, size - missing, true};
             EXPECT_EQ(failureOfChild("writeOntoFullDisk", argumentsOf(c, folder.path(), "file")), "")
+                << missing << " bytes of " << name;
+        }
+    }
+}
+
+/// Whatever GDAL says of a write that fails: nothing, as GDAL 3.10 does of the last bytes.
+class LostWrites : public testing::TestWithParam<DiskCase>
+{};
+
+TEST_P(LostWrites, LeaveNothingAndAreNoticed)
+{
+    const DiskCase& c = GetParam();
+    const TempFolder folder;
+    EXPECT_EQ(failureOfChild("writeOntoFullDisk", argumentsOf(c, folder.path(), "lost")), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Stages, LostWrites,
+                         testing::Values(DiskCase{"NearlyAllOfANewFile", "gray.tif", 1000, 1000, false},
+                                         DiskCase{"TheEndOfANewFile", "gray.tif", 110000, 110000, false},
+                                         DiskCase{"TheEndOfANewTile", "set.tif", 34000, 34000, false},
+                                         DiskCase{"NearlyAllInCompleting", "gray.tif", noLimit, 1000, true},
+                                         DiskCase{"TheMiddleAndTheEndInCompleting", "rgba.tif", noLimit,
+                                                  100000, true},
+                                         DiskCase{"InCompletingTiles", "set.tif", noLimit, 20000, true},
+                                         DiskCase{"InCompletingAPng", "image.png", noLimit, 100000, true},
+                                         DiskCase{"InCompletingAJpeg", "image.jpg", noLimit, 50000, true}),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST(LostWritesInTheEnd, LeaveNothingThoughOnlyTheLastBytesAreMissing)
+{
+    for (const char* name : {"gray.tif", "two bands.tif", "image.png", "image.jpg"}) {
+        const TempFolder whole;
+        ASSERT_EQ(writeTarget(whole.path(), targetNamed(name)), "");
+        const auto size = std::filesystem::file_size((whole / name).toStdString());
+        for (const unsigned missing : {1u, 100u, 1000u}) {
+            const TempFolder folder;
+            const DiskCase c{"", name, noLimit, size - missing, true};
+            EXPECT_EQ(failureOfChild("writeOntoFullDisk", argumentsOf(c, folder.path(), "lost")), "")
                 << missing << " bytes of " << name;
         }
     }
