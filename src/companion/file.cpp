@@ -1,5 +1,6 @@
 #include "companion/file.h"
 
+#include "companion/folderentries.h"
 #include "companion/nativepath.h"
 
 #include <QByteArray>
@@ -144,15 +145,11 @@ QStringList namesIn(const QString& dir, const QString& pattern, bool filesOnly)
 {
     const QVector<uint> wanted = pattern.toUcs4();
     QStringList names;
-    std::error_code error;
     QString name;
-    for (fs::directory_iterator entry(nativePath(dir), error), end; !error && entry != end;
-         entry.increment(error)) {
-        std::error_code unreachable;
-        if (decodeName(entry->path(), name) && matches(name.toUcs4(), wanted) &&
-            (!filesOnly || entry->is_regular_file(unreachable)))
+    for (FolderEntries entries(nativePath(dir)); entries.next();)
+        if (decodeName(entries.path(), name) && matches(name.toUcs4(), wanted) &&
+            (!filesOnly || entries.isRegularFile()))
             names.append(name);
-    }
     return names;
 }
 

@@ -1,18 +1,18 @@
 #include "fault/allocations.h"
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <new>
 #include <vector>
 
-#include <execinfo.h>
 #include <link.h>
+#include <unwind.h>
 
 namespace faults::allocations {
 
@@ -31,7 +31,9 @@ struct Range
 
 int addIfForeign(dl_phdr_info* object, std::size_t, void* ranges)
 {
-    if (!std::strstr(object->dlpi_name, "libgdal") && !std::strstr(object->dlpi_name, "libQt"))
+    // PROJ is called by GDAL alone. It is named too since it allocates so much.
+    const auto is = [&](const char* name) { return std::strstr(object->dlpi_name, name) != nullptr; };
+    if (!is("libgdal") && !is("libproj") && !is("libQt"))
         return 0;
     for (int i = 0; i < object->dlpi_phnum; ++i)
         if (object->dlpi_phdr[i].p_type == PT_LOAD) {
@@ -52,30 +54,40 @@ const std::vector<Range>& foreignCode()
     return ranges;
 }
 
-/// True below GDAL and Qt, which use the templates of this program where they would have the same ones.
-bool isForeign()
+bool isForeign(const void* address)
 {
-    std::array<void*, 128> frames{};
-    const int count = backtrace(frames.data(), static_cast<int>(frames.size()));
+    const auto place = reinterpret_cast<std::uintptr_t>(address);
     const std::vector<Range>& ranges = foreignCode();
-    return std::any_of(frames.begin(), frames.begin() + count, [&](const void* frame) {
-        const auto address = reinterpret_cast<std::uintptr_t>(frame);
-        return std::any_of(ranges.begin(), ranges.end(),
-                           [&](const Range& range) { return range.first <= address && address < range.end; });
-    });
+    return std::any_of(ranges.begin(), ranges.end(),
+                       [&](const Range& range) { return range.first <= place && place < range.end; });
 }
 
-bool failsNow(std::size_t size)
+_Unwind_Reason_Code lookAt(_Unwind_Context* frame, void* found)
 {
-    if (!counting || isForeign())
+    *static_cast<bool*>(found) = isForeign(reinterpret_cast<const void*>(_Unwind_GetIP(frame)));
+    return *static_cast<bool*>(found) ? _URC_NORMAL_STOP : _URC_NO_REASON;
+}
+
+/// True below GDAL and Qt, which use the templates of this program where they would have the same ones.
+bool isBelowForeign()
+{
+    bool found = false;
+    _Unwind_Backtrace(&lookAt, &found);
+    return found;
+}
+
+/// @param caller of the function that allocates: looking at it alone is quick.
+bool failsNow(std::size_t size, const void* caller)
+{
+    if (!counting || isForeign(caller) || isBelowForeign())
         return false;
     sum += size;
     return --left == 0;
 }
 
-void throwIfNow(std::size_t size)
+void throwIfNow(std::size_t size, const void* caller)
 {
-    if (failsNow(size))
+    if (failsNow(size, caller))
         throw std::bad_alloc();
 }
 
@@ -83,7 +95,7 @@ void throwIfNow(std::size_t size)
 
 void failNth(long n)
 {
-    isForeign(); // allocates when it is called first
+    foreignCode(); // allocates when it is called first
     left = n;
     counting = true;
 }
@@ -119,81 +131,67 @@ void* __real_calloc(std::size_t count, std::size_t size);
 void* __real_realloc(void* memory, std::size_t size);
 void* __real_aligned_alloc(std::size_t alignment, std::size_t size);
 int __real_posix_memalign(void** memory, std::size_t alignment, std::size_t size);
-void* __real__Znwm(std::size_t size);
-void* __real__Znam(std::size_t size);
-void* __real__ZnwmRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag);
-void* __real__ZnamRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag);
 void* __real__ZnwmSt11align_val_t(std::size_t size, std::align_val_t alignment);
 void* __real__ZnamSt11align_val_t(std::size_t size, std::align_val_t alignment);
-char* __real__ZNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEE9_M_createERmm(void* text,
-                                                                                 std::size_t* size,
-                                                                                 std::size_t oldSize);
 
 void* __wrap_malloc(std::size_t size)
 {
-    return failsNow(size) ? nullptr : __real_malloc(size);
+    return failsNow(size, __builtin_return_address(0)) ? nullptr : __real_malloc(size);
 }
 
 void* __wrap_calloc(std::size_t count, std::size_t size)
 {
-    return failsNow(count * size) ? nullptr : __real_calloc(count, size);
+    return failsNow(count * size, __builtin_return_address(0)) ? nullptr : __real_calloc(count, size);
 }
 
 void* __wrap_realloc(void* memory, std::size_t size)
 {
-    return failsNow(size) ? nullptr : __real_realloc(memory, size);
+    return failsNow(size, __builtin_return_address(0)) ? nullptr : __real_realloc(memory, size);
 }
 
 void* __wrap_aligned_alloc(std::size_t alignment, std::size_t size)
 {
-    return failsNow(size) ? nullptr : __real_aligned_alloc(alignment, size);
+    return failsNow(size, __builtin_return_address(0)) ? nullptr : __real_aligned_alloc(alignment, size);
 }
 
 int __wrap_posix_memalign(void** memory, std::size_t alignment, std::size_t size)
 {
-    return failsNow(size) ? ENOMEM : __real_posix_memalign(memory, alignment, size);
-}
-
-void* __wrap__Znwm(std::size_t size)
-{
-    throwIfNow(size);
-    return __real__Znwm(size);
-}
-
-void* __wrap__Znam(std::size_t size)
-{
-    throwIfNow(size);
-    return __real__Znam(size);
-}
-
-void* __wrap__ZnwmRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag)
-{
-    return failsNow(size) ? nullptr : __real__ZnwmRKSt9nothrow_t(size, tag);
-}
-
-void* __wrap__ZnamRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag)
-{
-    return failsNow(size) ? nullptr : __real__ZnamRKSt9nothrow_t(size, tag);
+    return failsNow(size, __builtin_return_address(0)) ? ENOMEM
+                                                       : __real_posix_memalign(memory, alignment, size);
 }
 
 void* __wrap__ZnwmSt11align_val_t(std::size_t size, std::align_val_t alignment)
 {
-    throwIfNow(size);
+    throwIfNow(size, __builtin_return_address(0));
     return __real__ZnwmSt11align_val_t(size, alignment);
 }
 
 void* __wrap__ZnamSt11align_val_t(std::size_t size, std::align_val_t alignment)
 {
-    throwIfNow(size);
+    throwIfNow(size, __builtin_return_address(0));
     return __real__ZnamSt11align_val_t(size, alignment);
 }
 
-char* __wrap__ZNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEE9_M_createERmm(void* text,
-                                                                                 std::size_t* size,
-                                                                                 std::size_t oldSize)
+} // extern "C"
+
+// Replaced for the whole process, so that what the standard library allocates on behalf of the library may fail too. The
+// forms for arrays and those that do not throw call this one.
+
+void* operator new(std::size_t size)
 {
-    throwIfNow(*size);
-    return __real__ZNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEE9_M_createERmm(text, size, oldSize);
+    throwIfNow(size, __builtin_return_address(0));
+    void* const memory = __real_malloc(std::max<std::size_t>(size, 1));
+    if (!memory)
+        throw std::bad_alloc();
+    return memory;
 }
 
-} // extern "C"
+void operator delete(void* memory) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t /*size*/) noexcept
+{
+    std::free(memory);
+}
