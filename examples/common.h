@@ -8,6 +8,7 @@
 
 #include <exception>
 #include <iostream>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -34,6 +35,15 @@ public:
 inline QString fromArgument(const std::string& argument)
 {
     return QString::fromStdString(argument);
+}
+
+/// The number that an argument is, or none. With a point, "nan" and "inf" in any case, and without separators: CLI11 2.6
+/// takes 1,5 for 15.
+inline std::optional<double> numberFromArgument(const std::string& argument)
+{
+    bool isNumber = false;
+    const double value = fromArgument(argument).toLower().toDouble(&isNumber);
+    return isNumber ? std::optional<double>(value) : std::nullopt;
 }
 
 /// Opens a raster that may be a file or a set of tile files. GDAL is silenced, which would complain that there is no

@@ -62,15 +62,13 @@ const std::map<std::string, vexel::DownsamplingStrategy>& strategies()
 
 std::string checkResolution(const std::string& text)
 {
-    double value = 0.0;
-    const bool isNumber = CLI::detail::lexical_cast(text, value);
-    return isNumber && std::isfinite(value) && value > 0.0 ? "" : "'" + text + "' is not a positive number";
+    const std::optional<double> value = example::numberFromArgument(text);
+    return value && std::isfinite(*value) && *value > 0.0 ? "" : "'" + text + "' is not a positive number";
 }
 
 std::string checkNoData(const std::string& text)
 {
-    double value = 0.0;
-    return text == "auto" || CLI::detail::lexical_cast(text, value)
+    return text == "auto" || example::numberFromArgument(text)
                ? ""
                : "'" + text + "' is neither a number nor nan nor auto";
 }
@@ -161,9 +159,7 @@ std::optional<double> noDataFromArgument(const std::string& text, vexel::GDALStr
         return std::nullopt;
     if (text == "auto")
         return declaredNoData(input);
-    double value = 0.0;
-    CLI::detail::lexical_cast(text, value);
-    return value;
+    return example::numberFromArgument(text);
 }
 
 std::string failureText(const vexel::JobRunner::Result& result)

@@ -147,9 +147,8 @@ void preview(const Arguments& arguments)
 
 std::string checkHeight(const std::string& text)
 {
-    float height = 0.0f;
-    const bool isNumber = CLI::detail::lexical_cast(text, height);
-    return isNumber && std::isfinite(height) ? "" : "'" + text + "' is not a height";
+    const std::optional<double> height = example::numberFromArgument(text);
+    return height && std::isfinite(static_cast<float>(*height)) ? "" : "'" + text + "' is not a height";
 }
 
 } // namespace
