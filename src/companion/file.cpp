@@ -132,10 +132,10 @@ bool naturallyLess(const QString& a, const QString& b)
 }
 
 // False for a name that is not valid UTF-8.
-bool decodeName(const fs::path& entry, QString& name)
+bool decodeName(const std::string& entry, QString& name)
 {
     // The slash keeps a byte order mark, which Qt drops at the start of a text, inside the name.
-    const std::string bytes = "/" + utf8Of(entry.filename());
+    const std::string bytes = "/" + entry;
     const QString text = QString::fromStdString(bytes);
     name = text.mid(1);
     return text.toStdString() == bytes;
@@ -147,7 +147,7 @@ QStringList namesIn(const QString& dir, const QString& pattern, bool filesOnly)
     QStringList names;
     QString name;
     for (FolderEntries entries(nativePath(dir)); entries.next();)
-        if (decodeName(entries.path(), name) && matches(name.toUcs4(), wanted) &&
+        if (decodeName(entries.name(), name) && matches(name.toUcs4(), wanted) &&
             (!filesOnly || entries.isRegularFile()))
             names.append(name);
     return names;

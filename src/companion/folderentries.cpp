@@ -1,5 +1,7 @@
 #include "companion/folderentries.h"
 
+#include "companion/nativepath.h"
+
 #include <cstring>
 #include <system_error>
 
@@ -20,13 +22,13 @@ fs::directory_iterator firstOf(const fs::path& folder)
 
 } // namespace
 
-FolderEntries::FolderEntries(const fs::path& folder) : m_next(firstOf(folder)) {}
+FolderEntries::FolderEntries(const fs::path& folder) : m_folder(folder), m_next(firstOf(folder)) {}
 
 bool FolderEntries::next()
 {
     if (m_next == fs::directory_iterator())
         return false;
-    m_path = m_next->path();
+    m_name = utf8Of(m_next->path().filename());
     std::error_code error;
     m_next.increment(error);
     if (error)
@@ -37,7 +39,7 @@ bool FolderEntries::next()
 bool FolderEntries::isRegularFile() const
 {
     std::error_code unreachable;
-    return fs::is_regular_file(m_path, unreachable);
+    return fs::is_regular_file(m_folder / nativePath(QString::fromStdString(m_name)), unreachable);
 }
 
 #else
@@ -72,7 +74,7 @@ bool FolderEntries::next()
     while (entry && isFolderItselfOrParent(entry->d_name));
     if (!entry)
         return false;
-    m_path = m_folder / entry->d_name;
+    m_name = entry->d_name;
     m_knownAsFile = isKnownAsFile(*entry);
     return true;
 }
@@ -80,7 +82,7 @@ bool FolderEntries::next()
 bool FolderEntries::isRegularFile() const
 {
     std::error_code unreachable;
-    return m_knownAsFile || fs::is_regular_file(m_path, unreachable);
+    return m_knownAsFile || fs::is_regular_file(m_folder / m_name, unreachable);
 }
 
 #endif

@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <string>
 
 #ifndef Q_OS_WIN
 #include <dirent.h>
@@ -25,14 +26,15 @@ public:
     /// Goes on to the next entry, the first one to begin with. False if there is none, or it cannot be read.
     bool next();
 
-    /// The path of the entry, with that of the folder.
-    const std::filesystem::path& path() const { return m_path; }
+    /// The name of the entry, in UTF-8 or whatever bytes the system has.
+    const std::string& name() const { return m_name; }
 
     /// Whether the entry is a regular file or a link to one.
     bool isRegularFile() const;
 
 private:
-    std::filesystem::path m_path;
+    std::filesystem::path m_folder;
+    std::string m_name;
 #ifdef Q_OS_WIN
     std::filesystem::directory_iterator m_next;
 #else
@@ -41,7 +43,6 @@ private:
         void operator()(DIR* stream) const { closedir(stream); }
     };
 
-    std::filesystem::path m_folder;
     std::unique_ptr<DIR, Close> m_stream;
     bool m_knownAsFile = false;
 #endif

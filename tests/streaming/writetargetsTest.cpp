@@ -128,3 +128,21 @@ TEST(RemovingARasterFile, TakesAlongWhatGdalKeepsBesideIt)
     removeWorkingFiles(folder / "a.tif");
     EXPECT_EQ(folder.listing(), "a.tfw");
 }
+
+TEST(RoomForAllPixels, IsInAWorkingFileFromItsCreationOn)
+{
+    const TempFolder folder;
+    GDALStreamer::gdal_t raster;
+    ASSERT_TRUE(raster.openWrite(folder / "a.tif", 2, DataType::Float32, Workspace(0, 0, 40, 30, 1),
+                                 QString(), QString(), QString()));
+    QString reason;
+    EXPECT_FALSE(hasRoomForAllPixels(raster, reason)) << "there is no file yet";
+    EXPECT_NE(reason, "");
+    const PixelMatrix<float> pixel = PixelMatrix<float>::Constant(1, 1, 5.0f);
+    ASSERT_TRUE(raster.write(pixel, 1, PixelBox(PixelPoint(39, 29), PixelPoint(40, 30))));
+    EXPECT_TRUE(hasRoomForAllPixels(raster, reason));
+    std::filesystem::resize_file(raster.tmppath.toStdString(), 40 * 30 * 2 * 4);
+    EXPECT_FALSE(hasRoomForAllPixels(raster, reason)) << "the header takes room too";
+    EXPECT_TRUE(reason.contains("9600 bytes")) << reason.toStdString();
+    raster.discard();
+}
