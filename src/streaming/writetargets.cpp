@@ -103,7 +103,7 @@ bool hasRoomForAllPixels(const GDALStreamer::gdal_t& raster, QString& reason)
     // As floating-point numbers, since the product need not fit into 64 bits.
     const double needed = static_cast<double>(raster.width()) * raster.height() *
                           static_cast<double>(raster.noBands) *
-                          (GDALGetDataTypeSize(gdalTypeOf(raster.dtype)) / 8);
+                          GDALGetDataTypeSizeBytes(gdalTypeOf(raster.dtype));
     if (static_cast<double>(size) > needed)
         return true;
     reason = QString("The working file has %1 bytes, too few for its pixels").arg(size);
