@@ -58,3 +58,25 @@ TEST(LaneKernels, MarkWhatAComparisonDoesNotOrder)
     for (std::size_t lane = 0; lane < lanes; ++lane)
         EXPECT_EQ(bad[lane] != 0, lane == 1 || lane == 3 || lane == 4 || lane == 6 || lane == 31) << lane;
 }
+
+TEST(LaneKernels, FoldsKeepTheFirstOfTwoThatCompareEqualAndOfANumberAndNan)
+{
+    const float nan = std::nanf("");
+    const struct
+    {
+        float first;
+        float second;
+    } pairs[] = {{-0.0f, 0.0f}, {0.0f, -0.0f}, {nan, 1.0f}, {1.0f, nan}};
+    for (const auto fold : {kernels::foldMin, kernels::foldMax})
+        for (const auto& pair : pairs) {
+            std::array<float, lanes> values{};
+            std::array<float, lanes> chosen{};
+            values.fill(pair.second);
+            chosen.fill(pair.first);
+            fold(values.data(), chosen.data());
+            for (const float value : chosen) {
+                EXPECT_EQ(std::isnan(value), std::isnan(pair.first)) << pair.first << ", " << pair.second;
+                EXPECT_EQ(std::signbit(value), std::signbit(pair.first)) << pair.first << ", " << pair.second;
+            }
+        }
+}
