@@ -5,9 +5,8 @@
 #include "streaming/pixeltypes.h"
 #include "utilities/tilenames.h"
 
-#include <QSet>
-
 #include <filesystem>
+#include <set>
 
 namespace vexel {
 
@@ -31,7 +30,10 @@ QString identity(const QString& path)
     return error ? path : QString::fromStdString(file::utf8Of(canonical));
 }
 
-void addTarget(QSet<QString>& targets, const QString& path)
+/// A set of the standard library: that of Qt 6 ends the process where memory is short.
+using Paths = std::set<QString>;
+
+void addTarget(Paths& targets, const QString& path)
 {
     targets.insert(identity(path));
     targets.insert(identity(workingPath(path)));
@@ -119,7 +121,7 @@ QString tilePath(const QString& setPath, const Workspace& grid, std::uint64_t i)
 bool writingWouldDelete(const QStringList& files, const QString& path, GdalFileType ftype,
                         const Workspace& extent, int tileWidth, int tileHeight)
 {
-    QSet<QString> targets;
+    Paths targets;
     if (ftype == GdalFileType::TileSet) {
         for (const TileFile& tile : tileFilesOf(path))
             addTarget(targets, tile.path);
@@ -131,7 +133,7 @@ bool writingWouldDelete(const QStringList& files, const QString& path, GdalFileT
         addTarget(targets, path);
     }
     for (const QString& file : files)
-        if (targets.contains(identity(file)))
+        if (targets.count(identity(file)))
             return true;
     return false;
 }
