@@ -174,16 +174,45 @@ void* __wrap__ZnamSt11align_val_t(std::size_t size, std::align_val_t alignment)
 
 } // extern "C"
 
-// Replaced for the whole process, so that what the standard library allocates on behalf of the library may fail too. The
-// forms for arrays and those that do not throw call this one.
+// Replaced for the whole process, so that what the standard library allocates on behalf of the library may fail too. All
+// forms are, since a sanitizer has its own for those that are left out, and takes a mixture for a mistake.
 
-void* operator new(std::size_t size)
+namespace {
+
+void* allocateOrThrow(std::size_t size, const void* caller)
 {
-    throwIfNow(size, __builtin_return_address(0));
+    throwIfNow(size, caller);
     void* const memory = __real_malloc(std::max<std::size_t>(size, 1));
     if (!memory)
         throw std::bad_alloc();
     return memory;
+}
+
+void* allocateOrNot(std::size_t size, const void* caller)
+{
+    return failsNow(size, caller) ? nullptr : __real_malloc(std::max<std::size_t>(size, 1));
+}
+
+} // namespace
+
+void* operator new(std::size_t size)
+{
+    return allocateOrThrow(size, __builtin_return_address(0));
+}
+
+void* operator new[](std::size_t size)
+{
+    return allocateOrThrow(size, __builtin_return_address(0));
+}
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept
+{
+    return allocateOrNot(size, __builtin_return_address(0));
+}
+
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept
+{
+    return allocateOrNot(size, __builtin_return_address(0));
 }
 
 void operator delete(void* memory) noexcept
@@ -191,7 +220,27 @@ void operator delete(void* memory) noexcept
     std::free(memory);
 }
 
+void operator delete[](void* memory) noexcept
+{
+    std::free(memory);
+}
+
 void operator delete(void* memory, std::size_t /*size*/) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete[](void* memory, std::size_t /*size*/) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete(void* memory, const std::nothrow_t&) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete[](void* memory, const std::nothrow_t&) noexcept
 {
     std::free(memory);
 }
