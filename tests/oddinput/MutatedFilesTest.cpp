@@ -324,7 +324,7 @@ TEST_P(MutatedFiles, AreReadOrRefused)
         SCOPED_TRACE("file " + std::to_string(i));
         downsampling::writeBytes(path, damaged(contents, static_cast<std::uint64_t>(i)));
         watchdog.start(i, path.toStdString());
-        const std::int64_t claimed = bytesOfBlock(path);
+        [[maybe_unused]] const std::int64_t claimed = bytesOfBlock(path);
         const PeakMemory memory;
         exercise(path, tally);
         mostMemory = std::max(mostMemory, memory.rise());
