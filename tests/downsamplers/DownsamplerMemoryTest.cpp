@@ -1,16 +1,13 @@
 #include "costfixtures.h"
 #include "downsamplers/DownsamplerFactory.h"
 #include "downsamplers/DownsamplerGauss.h"
+#include "support/PeakMemory.h"
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstdlib>
-#include <fstream>
 #include <memory>
-#include <stdexcept>
-#include <string>
 
 // How much memory a step takes, as the system counts it. Sanitizers keep what was freed.
 
@@ -24,19 +21,7 @@
 
 #if defined(__linux__) && !defined(VEXEL_TESTS_SANITIZED)
 
-#ifdef __GLIBC__
-#include <malloc.h>
-#endif
-
 namespace {
-
-/// Gives back what was freed, which would hide what is taken anew.
-void giveBackFreedMemory()
-{
-#ifdef __GLIBC__
-    malloc_trim(0);
-#endif
-}
 
 using downsampling::doStep;
 using downsampling::mebi;
@@ -46,24 +31,6 @@ using vexel::ImageAlphaType;
 
 constexpr std::int64_t cacheBytes = 32 * mebi;
 constexpr std::int64_t slackBytes = 16 * mebi;
-
-/// A number of kilobytes that the system tells of this process, in bytes.
-std::int64_t memory(const std::string& name)
-{
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);)
-        if (line.compare(0, name.size() + 1, name + ":") == 0)
-            return std::atoll(line.c_str() + name.size() + 1) * 1024;
-    throw std::runtime_error("the system does not tell " + name);
-}
-
-/// Makes the peak start anew from what is taken now.
-bool resetPeak()
-{
-    std::ofstream peak("/proc/self/clear_refs");
-    peak << "5";
-    return static_cast<bool>(peak.flush());
-}
 
 /// A Gaussian that may take 32 MiB.
 class SmallGauss : public vexel::DownsamplerGauss
@@ -88,11 +55,9 @@ protected:
         const QString in = m_folder / "in.tif";
         downsampling::makeSparse(in, width, height, bands);
         const auto job = makeJob(in, m_folder / "out.tif");
-        giveBackFreedMemory();
-        resetPeak();
-        const std::int64_t before = memory("VmRSS");
+        const PeakMemory memory;
         EXPECT_TRUE(doStep(*job));
-        const std::int64_t raised = memory("VmHWM") - before;
+        const std::int64_t raised = memory.rise();
         job->discard();
         return raised;
     }
@@ -115,7 +80,7 @@ auto averageOf(double factor)
 
 TEST_F(DownsamplerMemory, DoesNotGrowWithTheRaster)
 {
-    if (!resetPeak())
+    if (!PeakMemory().isKnown())
         GTEST_SKIP() << "the system does not reset the peak";
     // What is there once: threads, GDAL's tables.
     raisedBy(600, 600, 4, averageOf(4.0));
@@ -131,7 +96,7 @@ TEST_F(DownsamplerMemory, DoesNotGrowWithTheRaster)
 
 TEST_F(DownsamplerMemory, OfTheGaussianStaysWithinItsWorkingSet)
 {
-    if (!resetPeak())
+    if (!PeakMemory().isKnown())
         GTEST_SKIP() << "the system does not reset the peak";
     const auto gauss = [](const QString& in, const QString& out) {
         return std::make_unique<SmallGauss>(in, out, 4.0);

@@ -327,19 +327,26 @@ TEST_P(MutatedFiles, AreReadOrRefused)
         [[maybe_unused]] const std::int64_t claimed = bytesOfBlock(path);
         const PeakMemory memory;
         exercise(path, tally);
-        mostMemory = std::max(mostMemory, memory.rise());
+        if (memory.isKnown())
+            mostMemory = std::max(mostMemory, memory.rise());
 #ifndef VEXEL_TESTS_SANITIZED
-        EXPECT_LT(memory.rise(), 256 * mebi + claimed);
+        if (memory.isKnown())
+            EXPECT_LT(memory.rise(), 256 * mebi + claimed);
 #endif
         EXPECT_EQ(rasters::openDatasets(), openBefore);
     }
     std::ostringstream figures;
-    figures << files << " files: " << tally << "; GDAL and all else took " << mostMemory / mebi
-            << " MiB at most";
+    figures << files << " files: " << tally;
+    if (mostMemory > 0)
+        figures << "; GDAL and all else took " << mostMemory / mebi << " MiB at most";
     tellFigures(figures.str());
     EXPECT_GT(tally.opened, files / 20);
     EXPECT_GT(tally.failed, files / 20);
     EXPECT_GT(tally.reads, files / 20);
+#ifndef VEXEL_TESTS_SANITIZED
+    if (!PeakMemory().isKnown())
+        GTEST_SKIP() << "the system does not count peaks of memory";
+#endif
 }
 
 INSTANTIATE_TEST_SUITE_P(
