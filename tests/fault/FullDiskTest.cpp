@@ -17,8 +17,8 @@
 #include <optional>
 #include <string>
 
-// The disk is full: a limit of the file size, which the system treats alike and which can be drawn to the byte, and a
-// small disk that is filled up. Both hold for a whole process, so each case is one of its own.
+// The disk is full: a limit of the file size, which the system treats alike and which can be drawn to the byte, and,
+// where one may be mounted, a small disk that is filled up. Both hold for a whole process, so each case is one of its own.
 
 namespace {
 
@@ -158,7 +158,7 @@ void writeOntoFullDisk(const Arguments& arguments)
             requireFailure(set.lastError(), firstFile, "close");
             require(hasMessage(log, completionMessage(firstFile)), "not logged, but: " + log.text());
         }
-        if (disk && disk->isMounted() && shouldWrite && firstFile.endsWith(".tif"))
+        if (disk && shouldWrite && firstFile.endsWith(".tif"))
             requireRoom(set.lastError());
         require(!set.opened(), "still open");
     }
@@ -253,11 +253,26 @@ TEST(LostWritesInTheEnd, LeaveNothingThoughOnlyTheLastBytesAreMissing)
     }
 }
 
+void mountDisk(const Arguments& arguments)
+{
+    const SmallDisk disk(QString::fromStdString(arguments.at(0)));
+}
+
+const ChildMain mounting("mountDisk", &mountDisk);
+
+bool canMountDisks()
+{
+    const TempFolder folder;
+    return failureOfChild("mountDisk", {folder.path().toStdString()}).empty();
+}
+
 class FullSmallDisk : public testing::TestWithParam<DiskCase>
 {};
 
 TEST_P(FullSmallDisk, LeavesNothingAndTellsWhy)
 {
+    if (!canMountDisks())
+        GTEST_SKIP() << "no disk can be mounted here";
     const DiskCase& c = GetParam();
     const TempFolder folder;
     EXPECT_EQ(failureOfChild("writeOntoFullDisk", argumentsOf(c, folder.path(), "disk")), "");
@@ -282,6 +297,8 @@ INSTANTIATE_TEST_SUITE_P(Stages, FullSmallDisk,
 
 TEST(FullSmallDiskInTheEnd, LeavesNothingThoughOnlyTheLastBlockIsMissing)
 {
+    if (!canMountDisks())
+        GTEST_SKIP() << "no disk can be mounted here";
     constexpr unsigned long long block = 4096;
     for (const char* name : {"image.png", "image.jpg"}) {
         const TempFolder whole;

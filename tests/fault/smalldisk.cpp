@@ -49,15 +49,14 @@ bool mountAt(const std::string& folder)
 
 } // namespace
 
-SmallDisk::SmallDisk(const QString& folder) : m_folder(folder), m_isMounted(mountAt(folder.toStdString()))
+SmallDisk::SmallDisk(const QString& folder) : m_folder(folder)
 {
+    require(mountAt(folder.toStdString()), "no disk can be mounted");
     std::filesystem::create_directory(this->folder().toStdString());
 }
 
 void SmallDisk::leave(unsigned long long bytes) const
 {
-    if (!m_isMounted)
-        return limitFileSize(bytes);
     const std::string ballast = m_folder.toStdString() + "/ballast";
     std::filesystem::remove(ballast);
     struct statvfs disk = {};

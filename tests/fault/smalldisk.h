@@ -5,16 +5,12 @@
 
 namespace faults {
 
-/// A disk that can be filled up. It is a small file system in memory where this process may mount one; else a limit of
-/// the file size stands for it.
+/// A disk that can be filled up: a small file system in memory, which not every system lets a process mount.
 class SmallDisk
 {
 public:
-    /// @param folder where it is mounted, for this process alone and until it ends.
+    /// @param folder where it is mounted, for this process alone and until it ends. Throws where it cannot be.
     explicit SmallDisk(const QString& folder);
-
-    /// True if it is a file system, false if it is a limit.
-    bool isMounted() const { return m_isMounted; }
 
     /// An empty folder on it.
     QString folder() const { return m_folder + "/disk"; }
@@ -24,7 +20,6 @@ public:
 
 private:
     QString m_folder;
-    bool m_isMounted;
 };
 
 } // namespace faults
