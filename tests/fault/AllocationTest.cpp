@@ -43,7 +43,11 @@ public:
     /// Shows that all is right after it succeeded.
     virtual void checkSuccess() = 0;
     /// Shows what holds after it failed, and that it can be done again.
-    virtual void checkFailure() { ASSERT_TRUE(run()), checkSuccess(); }
+    virtual void checkFailure()
+    {
+        ASSERT_TRUE(run());
+        checkSuccess();
+    }
 };
 
 using Make = std::function<std::unique_ptr<Operation>(const QString& folder)>;
