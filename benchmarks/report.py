@@ -3,6 +3,7 @@
 import datetime
 import os
 import re
+import shutil
 import subprocess
 from pathlib import Path
 
@@ -192,6 +193,8 @@ def cache_section(sizes):
 
 
 def version(command):
+    if not shutil.which(command[0]):
+        return "not installed"
     text = subprocess.run(command, capture_output=True, text=True, check=False).stdout
     found = re.search(r"\d+\.\d+\.\d+", text)
     return found.group() if found else "unknown"
