@@ -5,7 +5,15 @@
 #include <exception>
 #include <optional>
 
+/// Work of at most that many nanoseconds stays on the calling thread. A build under sanitizers lowers it, so that its
+/// tests see a team in every loop.
+#ifndef VEXEL_TEAM_NANOSECONDS
+#define VEXEL_TEAM_NANOSECONDS (1 << 22)
+#endif
+
 namespace vexel {
+
+inline constexpr std::int64_t worthATeam = VEXEL_TEAM_NANOSECONDS;
 
 /// Calls `row(i, scratch)` for every i from 0 to `rows` - 1, spread over a thread team in equal runs. Each
 /// thread makes its own scratch once, by `makeScratch()`.
@@ -19,7 +27,6 @@ template <class MakeScratch, class Row>
 void parallelRows(std::int64_t rows, std::int64_t nanosecondsPerRow, const MakeScratch& makeScratch,
                   const Row& row)
 {
-    constexpr std::int64_t worthATeam = 1 << 22; // nanoseconds
     const bool useTeam = nanosecondsPerRow > 0 && rows > worthATeam / nanosecondsPerRow;
     std::exception_ptr failure;
     const auto guarded = [&failure](const auto& action) {

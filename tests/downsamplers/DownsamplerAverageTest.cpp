@@ -122,13 +122,14 @@ std::vector<double> averagedWithThreads(const TempFolder& folder, int threads)
 
 TEST(DownsamplerAverage, DoesNotDependOnTheNumberOfThreads)
 {
+    // Enough pixels for a team: those of a strip take more than 4 ms.
     const TempFolder folder;
-    rasters::make(folder / "in.tif", downsampling::mapped(600, 500, GDT_Float32, 2),
+    rasters::make(folder / "in.tif", downsampling::mapped(2300, 2000, GDT_Float32, 2),
                   [](int x, int y, int band) {
                       return band == 2 ? std::floor(rasters::noise(x, y, band) * 3.0)
                                        : rasters::noise(x, y, band) * 1000.0;
                   });
-    EXPECT_EQ(downsampling::difference(averagedWithThreads(folder, 1), averagedWithThreads(folder, 4), 260),
+    EXPECT_EQ(downsampling::difference(averagedWithThreads(folder, 1), averagedWithThreads(folder, 4), 1000),
               "");
 }
 #endif

@@ -490,9 +490,9 @@ TEST(GDALImageLoaderCopy, HasPathAndWeights)
 
 TEST(GDALImageLoaderLargeImages, AreConvertedAsSmallOnesAre)
 {
-    // Beyond 2^14 pixels the rows are spread over threads.
+    // Beyond 2^22 pixels the rows are spread over threads.
     const TempFolder folder;
-    constexpr int side = 301;
+    constexpr int side = 2051;
     make(folder / "gray.tif", side, side, 1);
     make(folder / "colour.tif", side, side, 3);
     const GDALImageLoader loader("", weights);
