@@ -6,10 +6,10 @@
 // Exit codes: 0 done, 1 something failed (standard error says what), 2 wrong usage.
 
 #include "bitmapfont.h"
+#include "commandline.h"
 #include "common.h"
 #include "pictures.h"
 
-#include <CLI/CLI.hpp>
 #include <QString>
 #include <QStringList>
 #include <vexel/vexel.h>
@@ -222,27 +222,27 @@ std::string checkEntry(const std::string& argument)
 
 int main(int argc, char** argv)
 {
-    CLI::App app("Lays pictures side by side with a caption under each.", "vexel-contactsheet");
+    example::CommandLine line("Lays pictures side by side with a caption under each.", "vexel-contactsheet");
     Arguments arguments;
-    app.add_option("OUTPUT", arguments.output, "picture to create; an earlier one is replaced")
-        ->required()
-        ->check(CLI::Validator(example::checkPng, ""))
-        ->type_name("PNG");
-    app.add_option("ENTRY", arguments.entries, "caption and file of each picture, from left to right")
-        ->required()
-        ->check(CLI::Validator(checkEntry, ""))
-        ->type_name("LABEL=PICTURE ...");
-    app.add_option("--columns", arguments.columns, "pictures side by side")
-        ->check(CLI::Range(1, 100))
-        ->capture_default_str()
-        ->type_name("N");
-    app.add_option("--cell", arguments.cell, "edge of the place for a picture, in pixels")
-        ->check(CLI::Range(8, 4096))
-        ->capture_default_str()
-        ->type_name("N");
-    app.add_option("--crop", arguments.crop,
-                   "show the middle N by N pixels of larger pictures instead of reducing them")
-        ->check(CLI::Range(1, 4096))
-        ->type_name("N");
-    return example::runProgram(app, argc, argv, [&] { makeSheet(arguments); });
+    line.add("OUTPUT", arguments.output, "picture to create; an earlier one is replaced")
+        .required()
+        .check(example::checkPng)
+        .placeholder("PNG");
+    line.add("ENTRY", arguments.entries, "caption and file of each picture, from left to right")
+        .required()
+        .check(checkEntry)
+        .placeholder("LABEL=PICTURE ...");
+    line.add("--columns", arguments.columns, "pictures side by side")
+        .range(1, 100)
+        .showDefault()
+        .placeholder("N");
+    line.add("--cell", arguments.cell, "edge of the place for a picture, in pixels")
+        .range(8, 4096)
+        .showDefault()
+        .placeholder("N");
+    line.add("--crop", arguments.crop,
+             "show the middle N by N pixels of larger pictures instead of reducing them")
+        .range(1, 4096)
+        .placeholder("N");
+    return line.run(argc, argv, [&] { makeSheet(arguments); });
 }

@@ -4,12 +4,12 @@
 // stopped by Ctrl-C or SIGTERM, and nothing is left of the output.
 // Standard output has one "name: value" a line; messages and progress go to standard error.
 
+#include "commandline.h"
 #include "common.h"
 #include "progressbar.h"
 #include "stoponsignal.h"
 #include "system.h"
 
-#include <CLI/CLI.hpp>
 #include <QString>
 #include <gdal_priv.h>
 #include <ogr_spatialref.h>
@@ -79,40 +79,39 @@ void checkTogether(const Arguments& arguments)
     if (arguments.strategy != "warp")
         return;
     if (arguments.tiles)
-        throw CLI::ValidationError("--tiles", "the strategy warp works on single files only");
+        example::CommandLine::refuse("--tiles", "the strategy warp works on single files only");
     if (!arguments.srs.empty())
-        throw CLI::ValidationError("--srs", "the strategy warp keeps the input's spatial reference");
+        example::CommandLine::refuse("--srs", "the strategy warp keeps the input's spatial reference");
 }
 
-void declareArguments(CLI::App& app, Arguments& arguments)
+void declareArguments(example::CommandLine& line, Arguments& arguments)
 {
-    app.add_option("INPUT", arguments.input, "raster file, or with --tiles the name of a set of tile files")
-        ->required();
-    app.add_option("OUTPUT", arguments.output, "raster to create; an earlier one is replaced")->required();
-    app.add_option("--resolution", arguments.resolution, "edge of an output pixel in map units")
-        ->required()
-        ->check(CLI::Validator(checkResolution, ""))
-        ->type_name("R");
-    app.add_option("--strategy", arguments.strategy, "how a block of pixels becomes one")
-        ->required()
-        ->check(CLI::IsMember(strategies()))
-        ->type_name("NAME");
-    app.add_flag("--tiles", arguments.tiles, "input and output are sets of tile files NAME_x_y.tif");
-    app.add_flag("--alpha", arguments.alpha, "the last band is alpha: 0 where a pixel is transparent");
-    app.add_option("--srs", arguments.srs,
-                   "spatial reference of the output: a file with WKT, or EPSG:n "
-                   "[default: that of the input]")
-        ->type_name("FILE|EPSG:n");
-    app.add_option(
-           "--nodata", arguments.noData,
-           "value that means no data: a number, nan, or auto for the one that the input declares for its "
-           "first band, if any [default: values below -9999.999 alone]")
-        ->check(CLI::Validator(checkNoData, ""))
-        ->type_name("auto|VALUE");
-    app.add_flag("--progress", arguments.progress, "draw the progress bar even if nobody is looking");
-    app.set_version_flag("--version", std::string("vexel-downsample ") + vexel::version());
-    app.callback([&arguments] { checkTogether(arguments); });
-    app.footer("Exit codes: 0 done, 1 failed, 2 wrong usage, 130 stopped by Ctrl-C or SIGTERM.");
+    line.add("INPUT", arguments.input, "raster file, or with --tiles the name of a set of tile files")
+        .required();
+    line.add("OUTPUT", arguments.output, "raster to create; an earlier one is replaced").required();
+    line.add("--resolution", arguments.resolution, "edge of an output pixel in map units")
+        .required()
+        .check(checkResolution)
+        .placeholder("R");
+    line.add("--strategy", arguments.strategy, "how a block of pixels becomes one")
+        .required()
+        .oneOf(example::keysOf(strategies()))
+        .placeholder("NAME");
+    line.addFlag("--tiles", arguments.tiles, "input and output are sets of tile files NAME_x_y.tif");
+    line.addFlag("--alpha", arguments.alpha, "the last band is alpha: 0 where a pixel is transparent");
+    line.add("--srs", arguments.srs,
+             "spatial reference of the output: a file with WKT, or EPSG:n "
+             "[default: that of the input]")
+        .placeholder("FILE|EPSG:n");
+    line.add("--nodata", arguments.noData,
+             "value that means no data: a number, nan, or auto for the one that the input declares for its "
+             "first band, if any [default: values below -9999.999 alone]")
+        .check(checkNoData)
+        .placeholder("auto|VALUE");
+    line.addFlag("--progress", arguments.progress, "draw the progress bar even if nobody is looking");
+    line.addVersion(std::string("vexel-downsample ") + vexel::version());
+    line.checkTogether([&arguments] { checkTogether(arguments); });
+    line.setFooter("Exit codes: 0 done, 1 failed, 2 wrong usage, 130 stopped by Ctrl-C or SIGTERM.");
 }
 
 /// The text of a file, or `text` itself if there is no such file.
@@ -277,8 +276,8 @@ void downsample(const Arguments& arguments)
 
 int main(int argc, char** argv)
 {
-    CLI::App app("Builds a coarser copy of a raster.", "vexel-downsample");
+    example::CommandLine line("Builds a coarser copy of a raster.", "vexel-downsample");
     Arguments arguments;
-    declareArguments(app, arguments);
-    return example::runProgram(app, argc, argv, [&] { downsample(arguments); });
+    declareArguments(line, arguments);
+    return line.run(argc, argv, [&] { downsample(arguments); });
 }

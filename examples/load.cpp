@@ -4,10 +4,10 @@
 // Floats are stretched from the lowest to the highest to shades of gray; those without data are black.
 // Exit codes: 0 done, 1 something failed (standard error says what), 2 wrong usage.
 
+#include "commandline.h"
 #include "common.h"
 #include "pictures.h"
 
-#include <CLI/CLI.hpp>
 #include <QString>
 #include <vexel/vexel.h>
 
@@ -130,20 +130,20 @@ void load(const Arguments& arguments)
 
 int main(int argc, char** argv)
 {
-    CLI::App app("Loads an image and writes what was loaded as a picture.", "vexel-load");
+    example::CommandLine line("Loads an image and writes what was loaded as a picture.", "vexel-load");
     Arguments arguments;
-    app.add_option("INPUT", arguments.input, "image file")->required();
-    app.add_option("OUTPUT", arguments.output, "picture to create; an earlier one is replaced")
-        ->required()
-        ->check(CLI::Validator(example::checkPng, ""))
-        ->type_name("PNG");
-    app.add_option("--as", arguments.kind, "rgb, gray or float: what the pixels are loaded as")
-        ->required()
-        ->check(CLI::IsMember(kinds()))
-        ->type_name("KIND");
-    app.add_option("--level", arguments.level, "1 is full size, 2 half of the width and height, and so on")
-        ->check(CLI::Range(1, 1 << 24))
-        ->capture_default_str()
-        ->type_name("N");
-    return example::runProgram(app, argc, argv, [&] { load(arguments); });
+    line.add("INPUT", arguments.input, "image file").required();
+    line.add("OUTPUT", arguments.output, "picture to create; an earlier one is replaced")
+        .required()
+        .check(example::checkPng)
+        .placeholder("PNG");
+    line.add("--as", arguments.kind, "rgb, gray or float: what the pixels are loaded as")
+        .required()
+        .oneOf(example::keysOf(kinds()))
+        .placeholder("KIND");
+    line.add("--level", arguments.level, "1 is full size, 2 half of the width and height, and so on")
+        .range(1, 1 << 24)
+        .showDefault()
+        .placeholder("N");
+    return line.run(argc, argv, [&] { load(arguments); });
 }

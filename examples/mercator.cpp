@@ -3,9 +3,9 @@
 // Exit codes: 0 the output is there, 1 something failed (standard error says what), 2 wrong usage.
 // Standard output has one "name: value" a line.
 
+#include "commandline.h"
 #include "common.h"
 
-#include <CLI/CLI.hpp>
 #include <QString>
 #include <vexel/vexel.h>
 
@@ -55,10 +55,10 @@ void reproject(const Arguments& arguments)
 
 int main(int argc, char** argv)
 {
-    CLI::App app("Reprojects a raster file into the Mercator projection of web maps.", "vexel-mercator");
+    example::CommandLine line("Reprojects a raster file into the Mercator projection of web maps.",
+                              "vexel-mercator");
     Arguments arguments;
-    app.add_option("INPUT", arguments.input, "raster file with a spatial reference")->required();
-    app.add_option("OUTPUT", arguments.output, "raster file to create; an earlier one is replaced")
-        ->required();
-    return example::runProgram(app, argc, argv, [&] { reproject(arguments); });
+    line.add("INPUT", arguments.input, "raster file with a spatial reference").required();
+    line.add("OUTPUT", arguments.output, "raster file to create; an earlier one is replaced").required();
+    return line.run(argc, argv, [&] { reproject(arguments); });
 }

@@ -4,10 +4,10 @@
 // transparent. Pictures of the same range of heights can be compared.
 // Exit codes: 0 done, 1 something failed (standard error says what), 2 wrong usage.
 
+#include "commandline.h"
 #include "common.h"
 #include "pictures.h"
 
-#include <CLI/CLI.hpp>
 #include <QString>
 #include <vexel/vexel.h>
 
@@ -155,21 +155,21 @@ std::string checkHeight(const std::string& text)
 
 int main(int argc, char** argv)
 {
-    CLI::App app("Writes a small PNG picture of a raster.", "vexel-preview");
+    example::CommandLine line("Writes a small PNG picture of a raster.", "vexel-preview");
     Arguments arguments;
-    app.add_option("INPUT", arguments.input, "raster file, or the name of a set of tile files")->required();
-    app.add_option("OUTPUT", arguments.output, "picture to create")
-        ->required()
-        ->check(CLI::Validator(example::checkPng, ""))
-        ->type_name("PNG");
-    app.add_option("--width", arguments.width, "width of the picture in pixels")
-        ->check(CLI::Range(1, 16384))
-        ->capture_default_str()
-        ->type_name("W");
-    app.add_option("--range", arguments.range,
-                   "heights that are darkest and lightest [default: lowest and highest]")
-        ->expected(2)
-        ->check(CLI::Validator(checkHeight, ""))
-        ->type_name("LOW HIGH");
-    return example::runProgram(app, argc, argv, [&] { preview(arguments); });
+    line.add("INPUT", arguments.input, "raster file, or the name of a set of tile files").required();
+    line.add("OUTPUT", arguments.output, "picture to create")
+        .required()
+        .check(example::checkPng)
+        .placeholder("PNG");
+    line.add("--width", arguments.width, "width of the picture in pixels")
+        .range(1, 16384)
+        .showDefault()
+        .placeholder("W");
+    line.add("--range", arguments.range,
+             "heights that are darkest and lightest [default: lowest and highest]")
+        .values(2)
+        .check(checkHeight)
+        .placeholder("LOW HIGH");
+    return line.run(argc, argv, [&] { preview(arguments); });
 }

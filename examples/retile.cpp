@@ -2,9 +2,9 @@
 //
 // Exit codes: 0 done, 1 something failed (standard error says what), 2 wrong usage.
 
+#include "commandline.h"
 #include "common.h"
 
-#include <CLI/CLI.hpp>
 #include <QString>
 #include <vexel/vexel.h>
 
@@ -119,13 +119,13 @@ void retile(const Arguments& arguments)
 
 int main(int argc, char** argv)
 {
-    CLI::App app("Copies a raster into a set of tile files or a single file.", "vexel-retile");
+    example::CommandLine line("Copies a raster into a set of tile files or a single file.", "vexel-retile");
     Arguments arguments;
-    app.add_option("INPUT", arguments.input, "raster file, or the name of a set of tile files")->required();
-    app.add_option("OUTPUT", arguments.output, "raster to create; an earlier one is replaced")->required();
-    app.add_option("--tile-size", arguments.tileSize,
-                   "write tile files NAME_x_y.tif of N by N pixels [default: a single file]")
-        ->check(CLI::Range(1, 1 << 24))
-        ->type_name("N");
-    return example::runProgram(app, argc, argv, [&] { retile(arguments); });
+    line.add("INPUT", arguments.input, "raster file, or the name of a set of tile files").required();
+    line.add("OUTPUT", arguments.output, "raster to create; an earlier one is replaced").required();
+    line.add("--tile-size", arguments.tileSize,
+             "write tile files NAME_x_y.tif of N by N pixels [default: a single file]")
+        .range(1, 1 << 24)
+        .placeholder("N");
+    return line.run(argc, argv, [&] { retile(arguments); });
 }
