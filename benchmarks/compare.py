@@ -173,7 +173,7 @@ def parse():
     parser.add_argument("--memory", action="store_true", help="peak memory on huge rasters with --quick too")
     parser.add_argument("--out", default="docs/performance.md", help="the report; its chart goes beside it")
     parser.add_argument("--keep", metavar="DIR", help="where to make the rasters, and to find them the next time")
-    parser.add_argument("--bin", default="build/bench", help="build folder of the programs")
+    parser.add_argument("--bin", default="build/release", help="build folder of the programs")
     options = parser.parse_args()
     options.size = options.size or (4000 if options.quick else 10000)
     return options

@@ -17,6 +17,16 @@ case $qt in
     ;;
 esac
 
+# With VEXEL_WARNINGS_AS_ERRORS=1 in the environment, a warning ends every build of the scripts.
+case ${VEXEL_WARNINGS_AS_ERRORS:-0} in
+  0) warnings_as_errors=OFF ;;
+  1) warnings_as_errors=ON ;;
+  *)
+    echo "$(basename "$0"): VEXEL_WARNINGS_AS_ERRORS is 0 or 1, rather than $VEXEL_WARNINGS_AS_ERRORS" >&2
+    exit 1
+    ;;
+esac
+
 build_packages=(g++ cmake ninja-build ccache pkg-config libgdal-dev "$qt_package" libeigen3-dev libboost-dev
   libcli11-dev)
 test_packages=(libgtest-dev gdal-bin libtiff-tools locales make)
@@ -27,6 +37,15 @@ step() { printf '\n==> %s\n' "$*"; }
 die() {
   printf '%s: %s\n' "$(basename "$0")" "$*" >&2
   exit 1
+}
+
+# words NAME COMMAND...: sets the array NAME to the words that the command prints. A command in the middle of another
+# one could fail unnoticed.
+words() {
+  local -n array=$1
+  local printed
+  printed=$("${@:2}") || die "${*:2}: failed"
+  read -r -d '' -a array <<<"$printed" || true
 }
 
 is_installed() {
@@ -74,11 +93,14 @@ install_packages() {
   fi
 }
 
+# configure PRESET [CMAKE-OPTION...]
+configure() {
+  cmake --preset "$1" -DVEXEL_QT="$qt" -DVEXEL_WARNINGS_AS_ERRORS="$warnings_as_errors" "${@:2}"
+}
+
 # build_preset NAME [CMAKE-OPTION...]
 build_preset() {
-  local preset=$1
-  shift
-  step "Configure and build ($preset)"
-  cmake --preset "$preset" -DVEXEL_QT="$qt" "$@"
-  cmake --build --preset "$preset"
+  step "Configure and build ($1)"
+  configure "$@"
+  cmake --build --preset "$1"
 }

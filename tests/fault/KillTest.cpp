@@ -2,6 +2,7 @@
 #include "fault/resources.h"
 #include "fault/targets.h"
 #include "support/TempFolder.h"
+#include "support/effort.h"
 #include "support/figures.h"
 #include "support/rasters.h"
 
@@ -29,7 +30,11 @@ using namespace faults;
 using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 
-constexpr int noKills = sanitized ? 20 : 200;
+int noKills()
+{
+    return isThorough() ? 200 : sanitized ? 20 : 50;
+}
+
 constexpr unsigned seed = 20260417;
 
 const std::vector<Target>& targets()
@@ -193,7 +198,7 @@ TEST(KilledWriter, LeavesNoFilesThatAreNotWhole)
 
     std::mt19937 random(seed);
     Counts counts;
-    for (int k = 0; k < noKills && !HasFailure(); ++k) {
+    for (int k = 0; k < noKills() && !HasFailure(); ++k) {
         const double share = static_cast<double>(random()) / static_cast<double>(std::mt19937::max());
         ChildProcess child("writeForEver", {folder.path().toStdString(), placePath.toStdString()});
         ASSERT_EQ(child.readLine(), "ready");

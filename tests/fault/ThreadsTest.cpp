@@ -6,6 +6,7 @@
 #include "support/LogCapture.h"
 #include "support/TempFolder.h"
 #include "support/downsampling.h"
+#include "support/effort.h"
 #include "support/figures.h"
 #include "support/rasters.h"
 #include "utilities/verify.h"
@@ -29,7 +30,11 @@ using vexel::GDALMutex;
 using vexel::GDALStreamer;
 
 constexpr int noThreads = 8;
-constexpr int noRounds = sanitized ? 125 : 1000; // of each thread
+/// Of each thread.
+int noRounds()
+{
+    return isThorough() ? 1000 : sanitized ? 125 : 250;
+}
 
 const Target sharedFile{"shared.tif", 150, 120, 3, DataType::UInt8, 0, 0, true};
 const Target sharedTiles{"tiles.tif", 150, 120, 2, DataType::Float32, 64, 64};
@@ -177,7 +182,8 @@ TEST(ManyThreads, DoNotDisturbEachOther)
         for (int thread = 0; thread < noThreads; ++thread)
             threads.emplace_back([&scene, thread] {
                 std::mt19937 random(static_cast<unsigned>(thread));
-                for (int round = 0; round < noRounds && !testing::Test::HasFatalFailure(); ++round)
+                const int end = noRounds();
+                for (int round = 0; round < end && !testing::Test::HasFatalFailure(); ++round)
                     doRound(scene, thread, round, random);
             });
         for (std::thread& thread : threads)
@@ -190,7 +196,7 @@ TEST(ManyThreads, DoNotDisturbEachOther)
     CPLSetErrorHandler(handlerBefore);
     const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
     std::ostringstream figures;
-    figures << noThreads << " threads, " << noRounds << " rounds each; " << std::round(seconds.count())
+    figures << noThreads << " threads, " << noRounds() << " rounds each; " << std::round(seconds.count())
             << " s";
     tellFigures(figures.str());
 }
