@@ -26,7 +26,7 @@ bool prepareOnce()
     GDALRegister_JPEG();
     GDALRegister_MEM();
     GDALRegister_VRT();
-    GDALSetCacheMax64(GIntBig{16} << 20);
+    GDALSetCacheMax64(cacheBytes);
     return true;
 }
 

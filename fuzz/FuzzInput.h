@@ -10,6 +10,9 @@
 
 namespace fuzz {
 
+/// What GDAL may keep of decoded blocks.
+constexpr int cacheBytes = 16 << 20;
+
 /// Takes the bytes that libFuzzer hands out apart. Beyond the end all is zero.
 class FuzzInput
 {

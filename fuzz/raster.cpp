@@ -37,17 +37,47 @@ private:
     std::vector<GByte> m_bytes;
 };
 
-/// Whether GDAL can be asked for pixels: it decodes, and clears first, as large a block as the header claims.
-bool hasSmallBlocks(const GDALStreamer& set)
+/// Whether GDAL's cache takes a block of all bands.
+bool fitsIntoCache(GDALRasterBand& band, int noBands)
 {
-    constexpr std::int64_t most = 1 << 20;
-    return std::int64_t{set.blockWidth()} * set.blockHeight() <= most && set.noBands() <= 50;
+    int width = 0;
+    int height = 0;
+    band.GetBlockSize(&width, &height);
+    const double bytes = GDALGetDataTypeSizeBytes(band.GetRasterDataType());
+    return bytes * width * height * noBands <= fuzz::cacheBytes;
 }
 
+/// Whether GDAL can be asked for pixels: it clears and decodes as large a block as the header claims, of all
+/// bands at once, and does so again for each band and box if its cache does not take the block.
+bool hasSmallBlocks(GDALDataset& file)
+{
+    const int noBands = file.GetRasterCount();
+    if (noBands < 1 || noBands > 50)
+        return false;
+    GDALRasterBand& band = *file.GetRasterBand(1);
+    std::vector<GDALRasterBand*> images{&band};
+    for (int i = 0; i < band.GetOverviewCount(); ++i)
+        if (GDALRasterBand* const overview = band.GetOverview(i))
+            images.push_back(overview);
+    return std::all_of(images.begin(), images.end(), [&](GDALRasterBand* image) {
+        GDALRasterBand* const mask = image->GetMaskBand();
+        return fitsIntoCache(*image, noBands) && (!mask || fitsIntoCache(*mask, 1));
+    });
+}
+
+bool hasSmallBlocks(const char* file)
+{
+    const GDALDatasetUniquePtr dataset(GDALDataset::Open(file, GDAL_OF_RASTER));
+    return dataset && hasSmallBlocks(*dataset);
+}
+
+/// Whether all pixels can be decoded, of all bands together. Each block takes a call of GDAL, and a VRT file
+/// of a few kilobytes claims millions. GeoTIFF headers that claim more blocks than their file lists may pass:
+/// the library does not decode them.
 bool isSmall(const GDALStreamer& set)
 {
     constexpr std::int64_t most = 1 << 20;
-    return hasSmallBlocks(set) && std::int64_t{set.width()} * set.height() <= most;
+    return std::int64_t{set.width()} * set.height() <= most / static_cast<std::int64_t>(set.noBands());
 }
 
 /// A box near each end of the raster, and one beyond it.
@@ -96,10 +126,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     {
         GDALStreamer set;
         const bool opened = set.openRead(path, vexel::GdalFileType::SingleFile);
-        const bool small = opened && isSmall(set);
+        const bool readable = opened && hasSmallBlocks(path);
         if (opened) {
             fuzz::require(set.width() > 0 && set.height() > 0 && set.noBands() > 0, "an open set has pixels");
-            if (hasSmallBlocks(set)) {
+            if (readable) {
                 const GDALStreamer::KeepFilesOpen keep(set);
                 read<unsigned char>(set);
                 read<float>(set);
@@ -108,7 +138,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
         }
         vexel::ImageInfo info;
         fuzz::require(vexel::imageInfoWithGDAL(path, info) == opened, "a set that opens is described");
-        const bool whole = vexel::gdal::verify(path, /*decode=*/small).isWhole();
+        const bool whole = vexel::gdal::verify(path, /*decode=*/readable && isSmall(set)).isWhole();
         fuzz::require(opened || !whole, "what does not open is not whole");
     }
     int openAfter = 0;

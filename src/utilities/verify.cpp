@@ -246,7 +246,8 @@ public:
         : m_path(path), m_fileSize(fileSize), m_messages(messages), m_report(report)
     {}
 
-    void run(const Image& image)
+    /// False if the file is too small for the image's table.
+    bool run(const Image& image)
     {
         const BlockGrid grid(image);
         // Every block has an entry in a table. That bounds the work that a forged header can ask for.
@@ -256,14 +257,15 @@ public:
             addTableFinding(
                 image, -1,
                 QString("%1 blocks do not go into a file of %2 bytes").arg(blocks).arg(m_fileSize));
-            return;
+            return false;
         }
         m_messages.forget();
         for (int layer = 1; layer <= grid.layers(); ++layer)
             for (int row = 0; row < grid.rows(); ++row)
                 for (int column = 0; column < grid.columns(); ++column)
                     if (!checkBlock(image, grid, layer, column, row))
-                        return;
+                        return true;
+        return true;
     }
 
 private:
@@ -397,27 +399,6 @@ std::uint64_t countBlocks(const Image& image)
            static_cast<std::uint64_t>(grid.layers());
 }
 
-void decodeFile(const QString& path, bool oneOfMany, Messages& messages, bool countsBlocks,
-                VerifyReport& report)
-{
-    // A cut JPEG image has gray pixels at its end, of which its decoder merely warns.
-    const ThreadOption strict("GDAL_ERROR_ON_LIBJPEG_WARNING", "YES");
-    // What GDAL says on threads of its own is not heard here.
-    const ThreadOption onThisThread("GDAL_NUM_THREADS", "1");
-    messages.forget();
-    const Dataset file = openToRead(path, oneOfMany);
-    if (!file) {
-        add(report, path, VerifyCode::NotOpened, messages.firstFailureOr("cannot be opened"));
-        return;
-    }
-    DecodeCheck check(path, messages, report);
-    for (const Image& image : imagesOf(*file)) {
-        check.run(image);
-        if (countsBlocks)
-            report.noBlocks += countBlocks(image);
-    }
-}
-
 /// What a file is.
 struct Description
 {
@@ -433,7 +414,31 @@ struct FileCheck
     VerifyReport report;
     std::optional<Description> description;
     bool placesKnown = false; ///< whether GDAL tells where the blocks lie
+    /// Names of the images whose tables the file is too small for. Their blocks are not decoded, because a
+    /// header of a few bytes can claim billions of them, each of which fails.
+    std::set<QString> imagesWithoutTable;
 };
+
+void decodeFile(const QString& path, bool oneOfMany, Messages& messages, FileCheck& check)
+{
+    // A cut JPEG image has gray pixels at its end, of which its decoder merely warns.
+    const ThreadOption strict("GDAL_ERROR_ON_LIBJPEG_WARNING", "YES");
+    // What GDAL says on threads of its own is not heard here.
+    const ThreadOption onThisThread("GDAL_NUM_THREADS", "1");
+    messages.forget();
+    const Dataset file = openToRead(path, oneOfMany);
+    if (!file) {
+        add(check.report, path, VerifyCode::NotOpened, messages.firstFailureOr("cannot be opened"));
+        return;
+    }
+    DecodeCheck decoding(path, messages, check.report);
+    for (const Image& image : imagesOf(*file)) {
+        if (check.imagesWithoutTable.count(image.name) == 0)
+            decoding.run(image);
+        if (!check.placesKnown)
+            check.report.noBlocks += countBlocks(image);
+    }
+}
 
 Description describe(GDALDataset& file)
 {
@@ -471,17 +476,18 @@ std::optional<std::uint64_t> sizeOf(const QString& path)
     return static_cast<std::uint64_t>(status.st_size);
 }
 
-/// Looks where the blocks of a file lie. False if GDAL does not tell.
-bool checkPlaces(GDALDataset& file, const QString& path, const std::vector<Image>& images, Messages& messages,
-                 VerifyReport& report)
+/// Looks where the blocks of a file lie, if GDAL tells.
+void checkPlaces(GDALDataset& file, const QString& path, const std::vector<Image>& images, Messages& messages,
+                 FileCheck& check)
 {
     const std::optional<std::uint64_t> size = sizeOf(path);
-    if (!isGeoTiff(file) || !size)
-        return false;
-    PlaceCheck places(path, *size, messages, report);
+    check.placesKnown = isGeoTiff(file) && size;
+    if (!check.placesKnown)
+        return;
+    PlaceCheck places(path, *size, messages, check.report);
     for (const Image& image : images)
-        places.run(image);
-    return true;
+        if (!places.run(image))
+            check.imagesWithoutTable.insert(image.name);
 }
 
 /// Checks what the headers say. False if the library does not read the file.
@@ -504,7 +510,7 @@ bool checkHeaders(const QString& path, bool oneOfMany, Messages& messages, FileC
     const std::vector<Image> images = imagesOf(*file);
     if (messages.tellOfFailure())
         add(check.report, path, VerifyCode::HeaderDamaged, messages.firstFailureOr(QString()));
-    check.placesKnown = checkPlaces(*file, path, images, messages, check.report);
+    checkPlaces(*file, path, images, messages, check);
     return true;
 }
 
@@ -516,7 +522,7 @@ FileCheck checkFile(const QString& path, bool decode, bool oneOfMany)
     if (!checkHeaders(path, oneOfMany, messages, check))
         return check;
     if (decode)
-        decodeFile(path, oneOfMany, messages, /*countsBlocks=*/!check.placesKnown, check.report);
+        decodeFile(path, oneOfMany, messages, check);
     else if (!check.placesKnown)
         check.report.noFilesNotChecked = 1;
     return check;
@@ -787,13 +793,14 @@ bool hasAllBlocks(const QString& path, QString& reason)
         reason = messages.firstFailureOr("cannot be opened");
         return false;
     }
-    VerifyReport report;
-    if (!checkPlaces(*file, path, imagesOf(*file), messages, report))
+    FileCheck check;
+    checkPlaces(*file, path, imagesOf(*file), messages, check);
+    if (!check.placesKnown)
         reason = "no GeoTIFF";
-    else if (!report.isWhole())
-        reason = report.findings.front().text;
-    else if (report.noSparseBlocks != 0)
-        reason = QString("%1 blocks are missing").arg(report.noSparseBlocks);
+    else if (!check.report.isWhole())
+        reason = check.report.findings.front().text;
+    else if (check.report.noSparseBlocks != 0)
+        reason = QString("%1 blocks are missing").arg(check.report.noSparseBlocks);
     else
         return true;
     return false;

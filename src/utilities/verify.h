@@ -75,7 +75,8 @@ struct VerifyReport
 /// @param path   a file, or the path that a set of tile files is named from.
 /// @param decode whether all pixels are read as well, in pieces of at most 16 MiB besides what GDAL caches.
 ///               Finds damage inside blocks where the compression notices it. Without it only headers are
-///               read.
+///               read. An image whose header claims more blocks than its file has room to list is reported
+///               once (`VerifyCode::BlockTable`) and not decoded.
 ///
 /// @code
 /// for (const vexel::gdal::VerifyFinding& finding : vexel::gdal::verify("ortho.tif").findings)

@@ -569,16 +569,21 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(VerifyFile, TakesNoTableOnTrustThatDoesNotGoIntoTheFile)
 {
-    // 100000 strips by the header, of which the file has room for none.
+    // Strips of one row by the header, of which the file has room for none. GDAL takes up to a million of them
+    // for sparse, and fails for each of more.
     const TempFolder folder;
-    std::string text = forged({224, 100, 5, 1, 100000});
-    const std::size_t rowsPerStrip = 24 + 7 * 20 + 12;
-    text[rowsPerStrip] = 1;
-    text[rowsPerStrip + 1] = text[rowsPerStrip + 2] = 0;
-    makeFile(folder / "a.tif", text);
-    const VerifyReport report = check(folder / "a.tif");
-    EXPECT_FALSE(report.isWhole());
-    EXPECT_LT(report.noFindings, 10u);
+    for (const std::uint64_t strips : {100000u, 1100000u}) {
+        std::string text = forged({224, 100, 5, 1, strips});
+        const std::size_t rowsPerStrip = 24 + 7 * 20 + 12;
+        text[rowsPerStrip] = 1;
+        text[rowsPerStrip + 1] = text[rowsPerStrip + 2] = 0;
+        makeFile(folder / "a.tif", text);
+        for (const bool decode : {false, true}) {
+            const VerifyReport report = check(folder / "a.tif", decode);
+            EXPECT_FALSE(report.isWhole()) << strips << " strips";
+            EXPECT_LT(report.noFindings, 10u) << strips << " strips";
+        }
+    }
 }
 
 TEST(VerifyFile, FindsTablesThatCannotBeRead)
