@@ -18,6 +18,7 @@
 #if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && defined(__gnu_linux__) &&             \
     !defined(VEXEL_SANITIZED)
 #define VEXEL_MULTIVERSION __attribute__((target_clones("avx2", "default")))
+#define VEXEL_HAS_AVX2_VERSIONS
 #else
 #define VEXEL_MULTIVERSION
 #endif

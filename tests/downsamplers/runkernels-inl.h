@@ -1,0 +1,232 @@
+// No include guard and no includes: included once by each file that runs the kernels, after the kernels it runs.
+
+namespace {
+
+using kernelresults::Bits;
+using kernelresults::Results;
+using vexel::kernels::lanes;
+
+constexpr int rounds = 100;
+
+/// Wide enough for whole vectors and a rest.
+constexpr std::ptrdiff_t mostColumns = 301;
+
+/// Draws rows of pixels, the same ones in each run.
+class Rows
+{
+public:
+    std::size_t below(std::size_t end) { return m_random() % end; }
+
+    std::vector<unsigned char> bytes(std::ptrdiff_t count)
+    {
+        std::vector<unsigned char> row(static_cast<std::size_t>(count));
+        for (unsigned char& value : row)
+            value = static_cast<unsigned char>(below(4) == 0 ? 0 : below(256));
+        return row;
+    }
+
+    std::vector<std::uint16_t> sums(std::ptrdiff_t count)
+    {
+        std::vector<std::uint16_t> row(static_cast<std::size_t>(count));
+        for (std::uint16_t& value : row)
+            value = static_cast<std::uint16_t>(below(8) == 0 ? 0 : below(4000));
+        return row;
+    }
+
+    /// Among numbers of all sizes, one in eight is of those that comparisons and sums treat in their own way.
+    std::vector<float> floats(std::ptrdiff_t count)
+    {
+        const float odd[] = {-10000.0f,
+                             -9999.9990234375f,
+                             0.0f,
+                             -0.0f,
+                             1e-40f,
+                             std::numeric_limits<float>::max(),
+                             std::numeric_limits<float>::infinity(),
+                             std::numeric_limits<float>::quiet_NaN()};
+        std::vector<float> row(static_cast<std::size_t>(count));
+        for (float& value : row)
+            value = below(8) == 0 ? odd[below(8)] : static_cast<float>(below(1u << 24)) * 1.1e-3f - 9000.0f;
+        return row;
+    }
+
+    /// An image of odd size that changes its sign when it is mirrored along either axis. On the axes the two directions of
+    /// a filter cancel up to their rounding, so that floats show differences in the last bit of a double.
+    std::vector<float> oddImage(std::ptrdiff_t height, std::ptrdiff_t width)
+    {
+        std::vector<float> image(static_cast<std::size_t>(height * width));
+        const auto pixel = [&](std::ptrdiff_t y, std::ptrdiff_t x) -> float& {
+            return image[static_cast<std::size_t>(y * width + x)];
+        };
+        for (std::ptrdiff_t y = 0; y < height / 2; ++y)
+            for (std::ptrdiff_t x = 0; x < width / 2; ++x) {
+                const auto value = static_cast<float>(below(1u << 24));
+                pixel(y, x) = pixel(height - 1 - y, width - 1 - x) = value;
+                pixel(height - 1 - y, x) = pixel(y, width - 1 - x) = -value;
+            }
+        return image;
+    }
+
+private:
+    std::mt19937 m_random{20};
+};
+
+template <class T>
+void note(Bits& bits, const std::vector<T>& values)
+{
+    const std::size_t before = bits.size();
+    bits.resize(before + values.size() * sizeof(T));
+    std::memcpy(bits.data() + before, values.data(), values.size() * sizeof(T));
+}
+
+void runLaneKernels(Rows& rows, Results& results)
+{
+    namespace kernels = vexel::kernels;
+    const auto values = rows.floats(lanes);
+    std::vector<double> counts(lanes);
+    std::vector<double> means(lanes);
+    for (std::size_t lane = 0; lane < counts.size(); ++lane) {
+        counts[lane] = static_cast<double>(rows.below(9));
+        means[lane] = static_cast<double>(rows.below(1000)) / 7.0;
+    }
+    kernels::addToMeans(values.data(), counts.data(), means.data());
+    note(results["addToMeans"], counts);
+    note(results["addToMeans"], means);
+
+    auto chosen = rows.floats(lanes);
+    kernels::foldMin(values.data(), chosen.data());
+    note(results["foldMin"], chosen);
+    chosen = rows.floats(lanes);
+    kernels::foldMax(values.data(), chosen.data());
+    note(results["foldMax"], chosen);
+
+    auto bad = rows.bytes(lanes);
+    kernels::markUnordered(values.data(), bad.data());
+    note(results["markUnordered"], bad);
+}
+
+void runGathers(Rows& rows, Results& results)
+{
+    const auto length = static_cast<std::ptrdiff_t>(1 + rows.below(9));
+    std::vector<float> floats(lanes);
+    vexel::kernels::gatherRegular(rows.floats(lanes * length).data(), length, floats.data());
+    note(results["gatherRegular of floats"], floats);
+    std::vector<unsigned char> bytes(lanes);
+    vexel::kernels::gatherRegular(rows.bytes(lanes * length).data(), length, bytes.data());
+    note(results["gatherRegular of bytes"], bytes);
+}
+
+void runRowKernels(Rows& rows, Results& results)
+{
+    namespace kernels = vexel::kernels;
+    const auto width = static_cast<std::ptrdiff_t>(1 + rows.below(mostColumns));
+    const auto row = rows.bytes(width);
+    const auto alpha = rows.bytes(width);
+    auto sums = rows.sums(width);
+    auto counts = rows.sums(width);
+    kernels::addRow(row.data(), sums.data(), width);
+    note(results["addRow"], sums);
+    kernels::addRow(row.data(), alpha.data(), sums.data(), counts.data(), width);
+    note(results["addRow with alpha"], sums);
+    note(results["addRow with alpha"], counts);
+
+    auto extreme = rows.bytes(width);
+    kernels::keepLowest(row.data(), extreme.data(), width);
+    note(results["keepLowest"], extreme);
+    extreme = rows.bytes(width);
+    kernels::keepLowest(row.data(), alpha.data(), extreme.data(), width);
+    note(results["keepLowest with alpha"], extreme);
+    extreme = rows.bytes(width);
+    kernels::keepHighest(row.data(), extreme.data(), width);
+    note(results["keepHighest"], extreme);
+    extreme = rows.bytes(width);
+    kernels::keepHighest(row.data(), alpha.data(), extreme.data(), width);
+    note(results["keepHighest with alpha"], extreme);
+    results["joinedBits"].push_back(kernels::joinedBits(alpha.data(), width));
+}
+
+void runBlockKernels(Rows& rows, Results& results)
+{
+    namespace kernels = vexel::kernels;
+    const auto length = static_cast<std::ptrdiff_t>(1 + rows.below(9));
+    const auto blocks = static_cast<std::ptrdiff_t>(1 + rows.below(70));
+    std::vector<float> means(static_cast<std::size_t>(blocks));
+    const auto sums = rows.sums(length * blocks);
+    const auto counts = rows.sums(length * blocks);
+    kernels::meansOfBlocks(sums.data(), counts.data(), length, blocks, means.data());
+    note(results["meansOfBlocks"], means);
+    std::vector<unsigned char> extremes(static_cast<std::size_t>(blocks));
+    kernels::lowestOfBlocks(rows.bytes(length * blocks).data(), length, blocks, extremes.data());
+    note(results["lowestOfBlocks"], extremes);
+    kernels::highestOfBlocks(rows.bytes(length * blocks).data(), length, blocks, extremes.data());
+    note(results["highestOfBlocks"], extremes);
+}
+
+void runNetworks(Rows& rows, Results& results)
+{
+    const std::size_t places = 2 + rows.below(63);
+    const auto network = vexel::kernels::selectionNetwork(places, rows.below(places));
+    auto floats = rows.floats(static_cast<std::ptrdiff_t>(places) * lanes);
+    vexel::kernels::runNetwork(network, floats.data());
+    note(results["runNetwork of floats"], floats);
+    auto bytes = rows.bytes(static_cast<std::ptrdiff_t>(places) * lanes);
+    vexel::kernels::runNetwork(network, bytes.data());
+    note(results["runNetwork of bytes"], bytes);
+}
+
+std::vector<std::ptrdiff_t> everyOther(std::ptrdiff_t length)
+{
+    std::vector<std::ptrdiff_t> positions;
+    for (std::ptrdiff_t k = 0; k < length; k += 2)
+        positions.push_back(k);
+    return positions;
+}
+
+void runGauss(Rows& rows, Results& results)
+{
+    // The axes are among every other row and column.
+    constexpr std::ptrdiff_t height = 4 * 10 + 1;
+    const auto width = static_cast<std::ptrdiff_t>(4 * rows.below(mostColumns / 4) + 1);
+    const float sigmas[] = {0.3f, 1.7f, 10.0f, 300.0f, 1e5f};
+    const float sigma = sigmas[rows.below(5)];
+    const vexel::GaussRecursion recursion(sigma, static_cast<int>(2 + rows.below(3)));
+    const auto bytes = rows.bytes(width * height);
+    auto floats = rows.oddImage(height, width);
+    const std::vector<std::ptrdiff_t> atRows = everyOther(height);
+    const auto noRows = static_cast<std::ptrdiff_t>(atRows.size());
+    std::vector<float> smooth(static_cast<std::size_t>(noRows * width));
+    const vexel::ImagePart<float> columnsTo{smooth.data(), noRows, width, width};
+    recursion.filterColumns(vexel::ImagePart<const unsigned char>{bytes.data(), height, width, width}, atRows,
+                            columnsTo);
+    note(results["filterColumns of bytes"], smooth);
+    recursion.filterColumns(vexel::ImagePart<const float>{floats.data(), height, width, width}, atRows,
+                            columnsTo);
+    note(results["filterColumns of floats"], smooth);
+
+    const std::vector<std::ptrdiff_t> atColumns = everyOther(width);
+    const auto noColumns = static_cast<std::ptrdiff_t>(atColumns.size());
+    smooth.resize(static_cast<std::size_t>(height * noColumns));
+    recursion.filterRows({floats.data(), height, width, width}, atColumns,
+                         {smooth.data(), height, noColumns, noColumns});
+    note(results["filterRows"], smooth);
+    recursion.filterColumns({floats.data(), height, width, width});
+    recursion.filterRows({floats.data(), height, width, width});
+    note(results["filterColumns and filterRows in place"], floats);
+}
+
+Results runKernels()
+{
+    Rows rows;
+    Results results;
+    for (int round = 0; round < rounds; ++round) {
+        runLaneKernels(rows, results);
+        runGathers(rows, results);
+        runRowKernels(rows, results);
+        runBlockKernels(rows, results);
+        runNetworks(rows, results);
+        runGauss(rows, results);
+    }
+    return results;
+}
+
+} // namespace
