@@ -8,6 +8,7 @@
 #include "workspace/arithmetic.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <new>
 
@@ -391,7 +392,8 @@ double GDALStreamer::georeferenceLoss() const
 {
     double loss = 0.0;
     for (const Handle& file : m_files)
-        loss = file->georeferenceLoss <= loss ? loss : file->georeferenceLoss; // NaN stays
+        if (!std::isnan(loss) && !(file->georeferenceLoss <= loss)) // NaN comes and stays
+            loss = file->georeferenceLoss;
     return loss;
 }
 
