@@ -3,6 +3,7 @@
 #include "costfixtures.h"
 #include "support/LogCapture.h"
 #include "support/TempFolder.h"
+#include "support/damage.h"
 #include "support/downsampling.h"
 #include "support/rasters.h"
 
@@ -115,7 +116,7 @@ TEST_F(DownsamplerDamage, CostsNoMoreThanATransfer)
         const QString damaged = m_folder / "damaged.tif";
         std::filesystem::copy_file((m_folder / "in.tif").toStdString(), damaged.toStdString(),
                                    std::filesystem::copy_options::overwrite_existing);
-        downsampling::damageBlock(damaged, 0, y, 1);
+        rasters::damageBlock(damaged, 0, y, 1);
         ASSERT_TRUE(downsample(damaged, m_folder / "out.tif"));
         for (int band = 1; band <= noBands; ++band)
             expectOnlyAround(y, band);
@@ -127,7 +128,7 @@ TEST_F(DownsamplerDamage, OfOneBandCostsTheOthersNothing)
     makeRaster(m_folder / "in.tif", "BAND");
     const int y = 1100;
     const int damagedBand = 2;
-    downsampling::damageBlock(m_folder / "in.tif", 0, y, damagedBand);
+    rasters::damageBlock(m_folder / "in.tif", 0, y, damagedBand);
     ASSERT_TRUE(downsample(m_folder / "in.tif", m_folder / "out.tif"));
     for (int band = 1; band <= noBands; ++band) {
         SCOPED_TRACE(band);

@@ -3,6 +3,7 @@
 #include "costfixtures.h"
 #include "support/LogCapture.h"
 #include "support/TempFolder.h"
+#include "support/damage.h"
 #include "support/downsampling.h"
 #include "support/rasters.h"
 
@@ -72,7 +73,7 @@ TEST(WarpThatFails, LeavesNoPartOfItsOutput)
                             {"TILED=YES", "BLOCKXSIZE=256", "BLOCKYSIZE=256", "COMPRESS=DEFLATE"});
     downsample(DownsamplingStrategy::Warp, folder);
     ASSERT_EQ(folder.listing(), "in.tif out.tif");
-    downsampling::damageBlock(folder / "in.tif", 1000, 1000, 1);
+    rasters::damageBlock(folder / "in.tif", 1000, 1000, 1);
     downsample(DownsamplingStrategy::Warp, folder);
     EXPECT_EQ(folder.listing(), "in.tif");
 }

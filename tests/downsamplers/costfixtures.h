@@ -10,8 +10,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <fstream>
-#include <ios>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -71,29 +69,6 @@ inline void makeCells(const QString& path, int width, int height, int bands,
                               nullptr, bands, GSpacing{bands} * width, 1, nullptr) != CE_None)
             throw std::runtime_error("GDAL cannot write pixels");
     }
-}
-
-/// Makes the block of a compressed GeoTIFF that holds a pixel of a band undecodable.
-inline void damageBlock(const QString& path, int x, int y, int band)
-{
-    std::streamoff offset = 0;
-    {
-        const rasters::Dataset dataset = rasters::open(path);
-        GDALRasterBand& raster = *dataset->GetRasterBand(band);
-        int blockWidth = 0;
-        int blockHeight = 0;
-        raster.GetBlockSize(&blockWidth, &blockHeight);
-        const std::string block = std::to_string(x / blockWidth) + "_" + std::to_string(y / blockHeight);
-        const char* const text = raster.GetMetadataItem(("BLOCK_OFFSET_" + block).c_str(), "TIFF");
-        if (!text)
-            throw std::runtime_error("there is no block " + block);
-        offset = std::stoll(text);
-    }
-    std::fstream file(path.toStdString(), std::ios::binary | std::ios::in | std::ios::out);
-    file.seekp(offset);
-    file << "not what the decoder looks for";
-    if (!file.flush())
-        throw std::runtime_error("cannot write " + path.toStdString());
 }
 
 /// Does one step of a job, whose class may keep that to itself.
