@@ -66,6 +66,8 @@ void noteRename(const char* from, const char* to)
 {
     FileNotes& notes = fileNotes();
     const std::lock_guard<std::mutex> lock(notes.mutex);
+    if (notes.folder.empty())
+        return; // allocates nothing, which may be made to fail
     const std::optional<std::string> former = nameIn(notes.folder, from);
     const std::optional<std::string> present = nameIn(notes.folder, to);
     if (former && present)
