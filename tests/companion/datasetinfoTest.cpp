@@ -1,5 +1,6 @@
 #include "companion/datasetinfo.h"
 
+#include "support/GdalOption.h"
 #include "support/TempFolder.h"
 #include "support/rasters.h"
 
@@ -78,7 +79,7 @@ void addPage(const QString& path, bool append, int width)
 // Adds what is stored as further images of the file, to its first page.
 void addExtra(const QString& path, Extra extra)
 {
-    CPLSetThreadLocalConfigOption("GDAL_TIFF_INTERNAL_MASK", "YES");
+    const GdalOption maskInFile("GDAL_TIFF_INTERNAL_MASK", "YES");
     const rasters::Dataset dataset = rasters::open(path, true);
     ASSERT_TRUE(dataset);
     if (extra == Extra::Mask || extra == Extra::MaskAndOverviews) {
@@ -89,7 +90,6 @@ void addExtra(const QString& path, Extra extra)
         int factors[] = {2, 4};
         ASSERT_EQ(dataset->BuildOverviews("NEAREST", 2, factors, 0, nullptr, nullptr, nullptr), CE_None);
     }
-    CPLSetThreadLocalConfigOption("GDAL_TIFF_INTERNAL_MASK", nullptr);
 }
 
 struct PageCase

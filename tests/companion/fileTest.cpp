@@ -2,16 +2,17 @@
 
 #include "companion/nativepath.h"
 
+#include "support/InFolder.h"
+#include "support/InLocale.h"
 #include "support/TempFolder.h"
+#include "support/files.h"
 
 #include <cpl_vsi.h>
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <clocale>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 
 #ifndef _WIN32
@@ -28,12 +29,6 @@ void touch(const QString& path)
     ASSERT_TRUE(std::ofstream(file::nativePath(path)).good()) << path.toStdString();
 }
 
-std::string contentOf(const QString& path)
-{
-    std::ifstream stream(file::nativePath(path), std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
-
 // The names of what was found, each behind `dir` and one slash, joined by spaces.
 std::string namesFound(const QString& dir, const QString& pattern, bool filesOnly = true)
 {
@@ -44,45 +39,6 @@ std::string namesFound(const QString& dir, const QString& pattern, bool filesOnl
     }
     return names;
 }
-
-// Works in another folder while it lives.
-class WorkIn
-{
-public:
-    explicit WorkIn(const QString& folder) : m_before(fs::current_path())
-    {
-        fs::current_path(file::nativePath(folder));
-    }
-    ~WorkIn()
-    {
-        std::error_code ignored;
-        fs::current_path(m_before, ignored);
-    }
-    WorkIn(const WorkIn&) = delete;
-    WorkIn& operator=(const WorkIn&) = delete;
-
-private:
-    fs::path m_before;
-};
-
-// Runs in another C locale while it lives.
-class InLocale
-{
-public:
-    explicit InLocale(const char* name) : m_before(std::setlocale(LC_ALL, nullptr))
-    {
-        m_known = std::setlocale(LC_ALL, name) != nullptr;
-    }
-    ~InLocale() { std::setlocale(LC_ALL, m_before.c_str()); }
-    InLocale(const InLocale&) = delete;
-    InLocale& operator=(const InLocale&) = delete;
-
-    bool known() const { return m_known; }
-
-private:
-    std::string m_before;
-    bool m_known = false;
-};
 
 const QString tooLong = QString(5000, 'x');
 
@@ -248,7 +204,7 @@ TEST(FileFind, PathsCanBeOpened)
     ASSERT_TRUE(file::writeText(folder / "d\xC3\xA9j\xC3\xA0 vu.txt", "found"));
     const QStringList paths = file::find(folder.path(), "*", true);
     ASSERT_EQ(paths.size(), 1);
-    EXPECT_EQ(contentOf(paths[0]), "found");
+    EXPECT_EQ(fileText(paths[0]), "found");
 }
 
 TEST(FileFind, SlashBehindTheFolderIsNotDoubled)
@@ -263,7 +219,7 @@ TEST(FileFind, PathsStayRelativeToARelativeFolder)
     const TempFolder folder;
     ASSERT_TRUE(file::mkdir(folder / "x"));
     touch(folder / "x/a");
-    const WorkIn inside(folder.path());
+    const InFolder inside(folder.path());
     EXPECT_EQ(file::find("x", "*", true), QStringList("x/a"));
     EXPECT_EQ(file::find("./x/.", "*", true), QStringList("./x/./a"));
 }
@@ -354,7 +310,7 @@ TEST(FileSamepath, RelativeAndAbsoluteMeet)
     const TempFolder folder;
     ASSERT_TRUE(file::mkdir(folder / "x"));
     touch(folder / "x/a");
-    const WorkIn inside(folder / "x");
+    const InFolder inside(folder / "x");
     for (const char* name : {"a", "new"}) {
         EXPECT_TRUE(file::samepath(name, folder / "x" + "/" + name)) << name;
         EXPECT_TRUE(file::samepath(folder / "x" + "/" + name, QString("../x/") + name)) << name;
@@ -433,7 +389,7 @@ TEST(FileMkdir, MakesTheFoldersAboveToo)
     EXPECT_TRUE(fs::is_directory(file::nativePath(folder / "d\xC3\xA9j\xC3\xA0 vu/x/y")));
     EXPECT_TRUE(file::mkdir(folder / "x/y/"));
     EXPECT_TRUE(fs::is_directory(file::nativePath(folder / "x/y")));
-    const WorkIn inside(folder.path());
+    const InFolder inside(folder.path());
     EXPECT_TRUE(file::mkdir("z/../w"));
     EXPECT_EQ(folder.listing(), "d\xC3\xA9j\xC3\xA0 vu w x z");
 }
@@ -513,7 +469,7 @@ TEST(FileWriteText, WritesUtf8WithLineEndsAsTheyAre)
     const TempFolder folder;
     const QString path = folder / "d\xC3\xA9j\xC3\xA0 vu.txt";
     EXPECT_TRUE(file::writeText(path, QString::fromUtf8("\xC3\xA9\n\r\n\xF0\x9F\x98\x80\r")));
-    EXPECT_EQ(contentOf(path), "\xC3\xA9\n\r\n\xF0\x9F\x98\x80\r");
+    EXPECT_EQ(fileText(path), "\xC3\xA9\n\r\n\xF0\x9F\x98\x80\r");
     EXPECT_EQ(folder.listing(), "d\xC3\xA9j\xC3\xA0 vu.txt");
 }
 
@@ -522,7 +478,7 @@ TEST(FileWriteText, ReplacesTheFile)
     const TempFolder folder;
     EXPECT_TRUE(file::writeText(folder / "a", "a long first text"));
     EXPECT_TRUE(file::writeText(folder / "a", "short"));
-    EXPECT_EQ(contentOf(folder / "a"), "short");
+    EXPECT_EQ(fileText(folder / "a"), "short");
 }
 
 TEST(FileWriteText, AnEmptyTextMakesAnEmptyFile)
@@ -531,7 +487,7 @@ TEST(FileWriteText, AnEmptyTextMakesAnEmptyFile)
     for (const QString& text : {QString(), QString("")}) {
         EXPECT_TRUE(file::writeText(folder / "a", text));
         ASSERT_TRUE(file::exists(folder / "a"));
-        EXPECT_EQ(contentOf(folder / "a"), "");
+        EXPECT_EQ(fileText(folder / "a"), "");
     }
 }
 
@@ -540,7 +496,7 @@ TEST(FileWriteText, WritesLargeTextsWhole)
     const TempFolder folder;
     const QString text = QString("0123456789").repeated(500000);
     EXPECT_TRUE(file::writeText(folder / "a", text));
-    EXPECT_EQ(contentOf(folder / "a"), text.toStdString());
+    EXPECT_EQ(fileText(folder / "a"), text.toStdString());
 }
 
 TEST(FileWriteText, ErrnoTellsWhyItFailed)
@@ -574,7 +530,7 @@ TEST(FileWriteText, SeesAFullDiskForSmallAndLargeTexts)
 // GDAL takes UTF-8 whatever the locale is: both have to mean the same file.
 TEST_P(FilesInLocale, AreThoseOfGdal)
 {
-    const InLocale locale(GetParam());
+    const InLocale locale({GetParam()});
     if (!locale.known())
         GTEST_SKIP() << "no such locale here";
     const TempFolder folder;

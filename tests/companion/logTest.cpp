@@ -1,5 +1,7 @@
 #include "companion/log.h"
 
+#include "support/CommaDecimals.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -46,29 +48,6 @@ std::string logged(const T& value)
     LogStreamer(source, level::notice, QString(), here) << value;
     return text;
 }
-
-class CommaDecimals : public std::numpunct<char>
-{
-protected:
-    char do_decimal_point() const override { return ','; }
-    char do_thousands_sep() const override { return '.'; }
-    std::string do_grouping() const override { return "\3"; }
-};
-
-// Makes a locale with comma decimals the global one while it lives.
-class GlobalCommaDecimals
-{
-public:
-    GlobalCommaDecimals()
-        : m_before(std::locale::global(std::locale(std::locale::classic(), new CommaDecimals)))
-    {}
-    ~GlobalCommaDecimals() { std::locale::global(m_before); }
-    GlobalCommaDecimals(const GlobalCommaDecimals&) = delete;
-    GlobalCommaDecimals& operator=(const GlobalCommaDecimals&) = delete;
-
-private:
-    std::locale m_before;
-};
 
 // Logs when it is destroyed.
 struct LogsLast
@@ -142,7 +121,7 @@ TEST(LogStreamer, WritesValuesAsAStreamDoes)
 
 TEST(LogStreamer, NumbersDoNotDependOnTheGlobalLocale)
 {
-    const GlobalCommaDecimals commas;
+    const CommaDecimals commas;
     EXPECT_EQ(logged(1234567.5), "1.23457e+06");
     EXPECT_EQ(logged(-0.5), "-0.5");
     EXPECT_EQ(logged(1234567), "1234567");

@@ -4,6 +4,7 @@
 #include "support/LogCapture.h"
 #include "support/TempFolder.h"
 #include "support/downsampling.h"
+#include "support/files.h"
 
 #include <gtest/gtest.h>
 #include <ogr_spatialref.h>
@@ -21,6 +22,9 @@
 
 namespace {
 
+using downsampling::doStep;
+using downsampling::isErrnoText;
+using downsampling::typeName;
 using vexel::GdalFileType;
 using vexel::ImageAlphaType;
 using Block = CustomDownsampler::Block;
@@ -105,26 +109,6 @@ std::vector<LogCapture::Message> writeFailures(const LogCapture& log)
         if (message.text.find("Unable to write tile") == 0)
             found.push_back(message);
     return found;
-}
-
-/// True if `text` is what the C library says to some error.
-bool isErrnoText(const std::string& text)
-{
-    for (int error = 0; error < 200; ++error)
-        if (text == std::strerror(error))
-            return true;
-    return false;
-}
-
-std::string wktOfUtm32()
-{
-    OGRSpatialReference system;
-    system.importFromEPSG(32632);
-    char* text = nullptr;
-    system.exportToWkt(&text);
-    const std::string wkt = text;
-    CPLFree(text);
-    return wkt;
 }
 
 // ---- Construction
@@ -292,11 +276,11 @@ TEST(DownsamplerBaseStep, ThatThereIsNotFails)
     const TempFolder folder;
     rasters::make(folder / "in.tif", downsampling::mapped(12, 8, GDT_Byte), place);
     CustomDownsampler job(folder / "in.tif", folder / "out.tif", 2.0, first);
-    EXPECT_FALSE(static_cast<vexel::Worker&>(job).do_step(1));
-    EXPECT_FALSE(static_cast<vexel::Worker&>(job).do_step(std::numeric_limits<std::size_t>::max()));
+    EXPECT_FALSE(doStep(job, 1));
+    EXPECT_FALSE(doStep(job, std::numeric_limits<std::size_t>::max()));
 
     CustomDownsampler nothing;
-    EXPECT_FALSE(static_cast<vexel::Worker&>(nothing).do_step(0));
+    EXPECT_FALSE(doStep(nothing));
 }
 
 // ---- Which pixels a block holds
@@ -465,7 +449,7 @@ TEST(DownsamplerBaseStep, StepsMayComeInAnyOrder)
     {
         CustomDownsampler job(folder / "in.tif", folder / "backward.tif", 2.3, mean, asTiles());
         for (std::size_t step = 12; step-- > 0;)
-            EXPECT_TRUE(static_cast<vexel::Worker&>(job).do_step(step));
+            EXPECT_TRUE(doStep(job, step));
     }
     EXPECT_EQ(rasters::pixels(folder / "forward_1_1.tif"), rasters::pixels(folder / "backward_1_1.tif"));
 }
@@ -577,11 +561,6 @@ TEST(DownsamplerBaseStep, BlocksBeyondTheOutputAreDropped)
     downsample(folder / "in.tif", folder / "out.tif", 1.6e-5, first);
     EXPECT_EQ(rasters::pixels(folder / "out.tif"),
               (Values{0, 1, 3, 4, 10, 11, 13, 14, 30, 31, 33, 34, 40, 41, 43, 44}));
-}
-
-std::string typeName(const testing::TestParamInfo<GDALDataType>& row)
-{
-    return GDALGetDataTypeName(row.param);
 }
 
 INSTANTIATE_TEST_SUITE_P(Types, DownsamplerBaseUncomputed,
@@ -808,7 +787,7 @@ TEST(DownsamplerBaseOutput, HasTheProjectionGivenAndTheDefaultTags)
     const TempFolder folder;
     rasters::make(folder / "in.tif", downsampling::mapped(4, 4, GDT_Byte), place);
     DownsamplerSetup setup;
-    setup.wkt = QString::fromStdString(wktOfUtm32());
+    setup.wkt = QString::fromStdString(rasters::wkt(32632));
     downsample(folder / "in.tif", folder / "out.tif", 2.0, first, setup);
 
     const rasters::Dataset output = rasters::open(folder / "out.tif");
@@ -818,14 +797,14 @@ TEST(DownsamplerBaseOutput, HasTheProjectionGivenAndTheDefaultTags)
     EXPECT_STREQ(system.GetAuthorityCode(nullptr), "32632");
     EXPECT_STREQ(output->GetMetadataItem("TIFFTAG_SOFTWARE"), "vexelstudio");
     EXPECT_EQ(output->GetMetadataItem("TIFFTAG_DATETIME"), nullptr);
-    EXPECT_EQ(downsampling::bytes(folder / "out.prj"), wktOfUtm32());
+    EXPECT_EQ(fileText(folder / "out.prj"), rasters::wkt(32632));
 }
 
 TEST(DownsamplerBaseOutput, HasNoProjectionUnlessOneIsGiven)
 {
     const TempFolder folder;
     rasters::Description description = downsampling::mapped(4, 4, GDT_Byte);
-    description.wkt = wktOfUtm32();
+    description.wkt = rasters::wkt(32632);
     rasters::make(folder / "in.tif", description, place);
     downsample(folder / "in.tif", folder / "out.tif", 2.0, first);
     EXPECT_STREQ(rasters::open(folder / "out.tif")->GetProjectionRef(), "");
@@ -836,8 +815,8 @@ TEST(DownsamplerBaseOutput, ReplacesEarlierTilesOfItsName)
 {
     const TempFolder folder;
     downsampling::makeTiles(folder / "in.tif", downsampling::mapped(8, 8, GDT_Byte), 4, 4, place);
-    downsampling::writeBytes(folder / "out_7_9.tif", "earlier");
-    downsampling::writeBytes(folder / "outer_7_9.tif", "of another raster");
+    makeFile(folder / "out_7_9.tif", "earlier");
+    makeFile(folder / "outer_7_9.tif", "of another raster");
     downsample(folder / "in.tif", folder / "out.tif", 2.0, first, asTiles());
     EXPECT_FALSE(std::filesystem::exists((folder / "out_7_9.tif").toStdString()));
     EXPECT_TRUE(std::filesystem::exists((folder / "outer_7_9.tif").toStdString()));
@@ -879,7 +858,7 @@ TEST(DownsamplerBaseOutput, WithoutAnyStepThereIsNone)
 TEST(DownsamplerBaseFailure, MissingInputIsNamed)
 {
     const TempFolder folder;
-    downsampling::writeBytes(folder / "out.tif", "earlier");
+    makeFile(folder / "out.tif", "earlier");
     const LogCapture quiet;
     EXPECT_EQ(refusal(folder / "none.tif", folder / "out.tif", 2.0),
               cannotOpen("input", folder / "none.tif"));
@@ -887,7 +866,7 @@ TEST(DownsamplerBaseFailure, MissingInputIsNamed)
               cannotOpen("input", folder / "none.tif"));
     EXPECT_EQ(refusal(QString(), folder / "out.tif", 2.0), cannotOpen("input", QString()));
     EXPECT_EQ(refusal(folder.path(), folder / "out.tif", 2.0), cannotOpen("input", folder.path()));
-    EXPECT_EQ(downsampling::bytes(folder / "out.tif"), "earlier");
+    EXPECT_EQ(fileText(folder / "out.tif"), "earlier");
 }
 
 TEST(DownsamplerBaseFailure, InputIsOpenedAsTheFileTypeSays)
@@ -929,9 +908,9 @@ TEST_P(DownsamplerBaseResolution, IsRefusedBeforeAnythingIsDeleted)
     downsampling::makeTiles(folder / "in.tif", downsampling::mapped(10, 8, GDT_Byte), 10, 8, place);
     for (const char* name :
          {"out.tif", "out.tif_tmp.tif", "out.tfw", "out.prj", "out_1_1.tif", "out_5_5.tif", "out_1_1.tfw"})
-        downsampling::writeBytes(folder / name, "earlier");
+        makeFile(folder / name, "earlier");
     const std::string listing = folder.listing();
-    const std::string input = downsampling::bytes(folder / "in.tif");
+    const std::string input = fileText(folder / "in.tif");
     const LogCapture quiet;
     for (const GdalFileType type : {GdalFileType::SingleFile, GdalFileType::TileSet})
         for (const int alignment : {0, 1}) {
@@ -942,8 +921,8 @@ TEST_P(DownsamplerBaseResolution, IsRefusedBeforeAnythingIsDeleted)
                       cannotOpen("output", folder / "out.tif"));
         }
     EXPECT_EQ(folder.listing(), listing);
-    EXPECT_EQ(downsampling::bytes(folder / "out.tif"), "earlier");
-    EXPECT_EQ(downsampling::bytes(folder / "in.tif"), input);
+    EXPECT_EQ(fileText(folder / "out.tif"), "earlier");
+    EXPECT_EQ(fileText(folder / "in.tif"), input);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -980,12 +959,12 @@ TEST(DownsamplerBaseFailure, FirstTileNarrowerThanHalfAnOutputPixelCannotBeAlign
 {
     const TempFolder folder;
     downsampling::makeTiles(folder / "in.tif", downsampling::mapped(30, 30, GDT_Byte), 10, 10, place);
-    downsampling::writeBytes(folder / "out_1_1.tif", "earlier");
+    makeFile(folder / "out_1_1.tif", "earlier");
     DownsamplerSetup aligned = asTiles();
     aligned.alignment = 1;
     EXPECT_EQ(refusal(folder / "in.tif", folder / "out.tif", 20.1, aligned),
               cannotOpen("output", folder / "out.tif"));
-    EXPECT_EQ(downsampling::bytes(folder / "out_1_1.tif"), "earlier");
+    EXPECT_EQ(fileText(folder / "out_1_1.tif"), "earlier");
     EXPECT_EQ(refusal(folder / "in.tif", folder / "other.tif", 20.1, asTiles()), "") << "unaligned";
     EXPECT_EQ(refusal(folder / "in.tif", folder / "another.tif", 20.0, aligned), "") << "just half";
 }
@@ -1008,8 +987,8 @@ protected:
                                                   (m_folder / "link").toStdString());
         rasters::make(input(), downsampling::mapped(10, 8, GDT_Byte), place);
         downsampling::makeTiles(input(), downsampling::mapped(10, 8, GDT_Byte), 5, 8, place);
-        m_single = downsampling::bytes(input());
-        m_tile = downsampling::bytes(m_folder / "data/in_2_1.tif");
+        m_single = fileText(input());
+        m_tile = fileText(m_folder / "data/in_2_1.tif");
     }
 
     QString input() const { return m_folder / "data/in.tif"; }
@@ -1028,8 +1007,8 @@ protected:
     void expectRefused(const QString& in, const QString& out, const DownsamplerSetup& setup = {}) const
     {
         EXPECT_EQ(refusal(in, out, 2.0, setup), cannotOpen("output", out));
-        EXPECT_EQ(downsampling::bytes(input()), m_single) << out.toStdString();
-        EXPECT_EQ(downsampling::bytes(m_folder / "data/in_2_1.tif"), m_tile) << out.toStdString();
+        EXPECT_EQ(fileText(input()), m_single) << out.toStdString();
+        EXPECT_EQ(fileText(m_folder / "data/in_2_1.tif"), m_tile) << out.toStdString();
     }
 
     TempFolder m_folder;
@@ -1057,10 +1036,10 @@ TEST_F(DownsamplerBaseOverwriting, TheInputFileThroughALinkIsRefused)
 TEST_F(DownsamplerBaseOverwriting, TheInputByTheWorkingFileIsRefused)
 {
     rasters::make(m_folder / "data/ortho.tif_tmp.tif", downsampling::mapped(10, 8, GDT_Byte), place);
-    const std::string before = downsampling::bytes(m_folder / "data/ortho.tif_tmp.tif");
+    const std::string before = fileText(m_folder / "data/ortho.tif_tmp.tif");
     for (const QString& spelling : spellings("ortho.tif"))
         expectRefused(m_folder / "data/ortho.tif_tmp.tif", spelling);
-    EXPECT_EQ(downsampling::bytes(m_folder / "data/ortho.tif_tmp.tif"), before);
+    EXPECT_EQ(fileText(m_folder / "data/ortho.tif_tmp.tif"), before);
 }
 
 TEST_F(DownsamplerBaseOverwriting, TheTilesOfTheInputIsRefused)
@@ -1086,8 +1065,8 @@ TEST_F(DownsamplerBaseOverwriting, AnotherRasterBesideTheInputIsFine)
     EXPECT_EQ(refusal(input(), m_folder / "data/in2.tif", 2.0, asTiles()), "");
     EXPECT_EQ(refusal(input(), m_folder / "data/sub/in.tif", 2.0), "");
     EXPECT_EQ(refusal(input(), m_folder / "data/sub/in.tif", 2.0, asTiles()), "");
-    EXPECT_EQ(downsampling::bytes(input()), m_single);
-    EXPECT_EQ(downsampling::bytes(m_folder / "data/in_2_1.tif"), m_tile);
+    EXPECT_EQ(fileText(input()), m_single);
+    EXPECT_EQ(fileText(m_folder / "data/in_2_1.tif"), m_tile);
 }
 
 // ---- Failures during a step
@@ -1101,7 +1080,7 @@ TEST(DownsamplerBaseFailure, ClosedOutputIsLogged)
     job.output.close();
     const LogCapture log;
     errno = EACCES;
-    EXPECT_FALSE(static_cast<vexel::Worker&>(job).do_step(1));
+    EXPECT_FALSE(doStep(job, 1));
 
     ASSERT_EQ(log.messages().size(), 1u);
     const LogCapture::Message& message = log.messages().front();
@@ -1122,8 +1101,8 @@ TEST(DownsamplerBaseFailure, LostOutputFolderIsLogged)
     {
         CustomDownsampler job(folder / "in.tif", output, 2.0, first);
         std::filesystem::remove_all((folder / "made").toStdString());
-        downsampling::writeBytes(folder / "made", "in the way");
-        EXPECT_FALSE(static_cast<vexel::Worker&>(job).do_step(0));
+        makeFile(folder / "made", "in the way");
+        EXPECT_FALSE(doStep(job));
     }
     const std::vector<LogCapture::Message> failures = writeFailures(log);
     ASSERT_EQ(failures.size(), 1u) << "the step ends with the first band: " << log.text();
@@ -1157,9 +1136,9 @@ TEST(DownsamplerBaseFailure, TilesWrittenBeforeStay)
                 return block(0, 0);
             },
             setup);
-        EXPECT_TRUE(static_cast<vexel::Worker&>(job).do_step(0));
+        EXPECT_TRUE(doStep(job));
         isSecond = true;
-        EXPECT_FALSE(static_cast<vexel::Worker&>(job).do_step(1));
+        EXPECT_FALSE(doStep(job, 1));
         std::filesystem::rename(aside, working);
     }
     EXPECT_EQ(writeFailures(log).size(), 1u) << log.text();
@@ -1185,7 +1164,7 @@ TEST(DownsamplerBaseFailure, LostInputCountsAsZeros)
         {
             CustomDownsampler job(folder / "in.tif", folder / "out.tif", 2.0, last, setup);
             std::filesystem::remove((folder / "in.tif").toStdString());
-            EXPECT_TRUE(static_cast<vexel::Worker&>(job).do_step(0));
+            EXPECT_TRUE(doStep(job));
         }
         std::filesystem::rename((folder / "kept.tif").toStdString(), (folder / "in.tif").toStdString());
         // Where alpha cannot be read it is 0, so all is transparent.
@@ -1217,7 +1196,7 @@ TEST(DownsamplerBaseFailure, ClosedInputLeavesNoData)
     {
         CustomDownsampler job(folder / "in.tif", folder / "out.tif", 2.0, first);
         job.input.close();
-        EXPECT_TRUE(static_cast<vexel::Worker&>(job).do_step(0));
+        EXPECT_TRUE(doStep(job));
     }
     EXPECT_EQ(rasters::pixels(folder / "out.tif"), Values(4, -10000.0));
 }
@@ -1232,7 +1211,7 @@ TEST(DownsamplerBaseFailure, ExceptionOfTheReductionReachesTheCaller)
             throw std::domain_error("bad block");
         return block(0, 0);
     });
-    const auto step = [&] { return static_cast<vexel::Worker&>(job).do_step(0); };
+    const auto step = [&] { return doStep(job); };
     try {
         step();
         ADD_FAILURE() << "nothing thrown";

@@ -1,6 +1,7 @@
 #include "costfixtures.h"
 #include "downsamplers/DownsamplerFactory.h"
 #include "downsamplers/DownsamplerGauss.h"
+#include "support/CacheSize.h"
 #include "support/CountingFiles.h"
 #include "support/CustomDownsampler.h"
 #include "support/OpenCounter.h"
@@ -348,7 +349,7 @@ TEST_P(DownsamplerCache, MayBeSmall)
     std::uint64_t bytes[2] = {};
     const char* const names[2] = {"small.tif", "large.tif"};
     for (const int k : {0, 1}) {
-        const downsampling::CacheSize cache((k == 0 ? 1 : 256) * mebi);
+        const CacheSize cache((k == 0 ? 1 : 256) * mebi);
         const auto job = makeJob(GetParam(), CountingFiles::pathOf(in), folder / names[k], 3.0);
         job->treatAsNoData(noByte);
         files.reset();

@@ -3,6 +3,7 @@
 #include "support/LogCapture.h"
 #include "support/TempFolder.h"
 #include "support/downsampling.h"
+#include "support/files.h"
 
 #include <gtest/gtest.h>
 #include <ogr_spatialref.h>
@@ -152,7 +153,7 @@ TEST_P(DownsamplerFactoryArguments, ThatCannotBeOpenedThrow)
     const TempFolder folder;
     rasters::make(folder / "in.tif", downsampling::mapped(4, 4, GDT_Float32),
                   [](int, int, int) { return 5.0; });
-    const std::string before = downsampling::bytes(folder / "in.tif");
+    const std::string before = fileText(folder / "in.tif");
     const LogCapture quiet;
     try {
         create(GetParam(), folder / "none.tif", folder / "out.tif");
@@ -169,7 +170,7 @@ TEST_P(DownsamplerFactoryArguments, ThatCannotBeOpenedThrow)
                   "Unable to open output file '" + (folder / "in.tif").toStdString() + "'");
     }
     EXPECT_EQ(folder.listing(), "in.tif");
-    EXPECT_EQ(downsampling::bytes(folder / "in.tif"), before);
+    EXPECT_EQ(fileText(folder / "in.tif"), before);
 }
 
 INSTANTIATE_TEST_SUITE_P(Strategies, DownsamplerFactoryArguments, testing::Values(2, 3, 4, 5, 6),
@@ -189,7 +190,7 @@ TEST_P(DownsamplerFactoryUndefined, StrategyThrowsAndTouchesNothing)
     const TempFolder folder;
     rasters::make(folder / "in.tif", downsampling::mapped(4, 4, GDT_Float32),
                   [](int, int, int) { return 5.0; });
-    downsampling::writeBytes(folder / "out.tif", "earlier");
+    makeFile(folder / "out.tif", "earlier");
     const LogCapture log;
     for (const char* input : {"in.tif", "none.tif"})
         try {
@@ -199,7 +200,7 @@ TEST_P(DownsamplerFactoryUndefined, StrategyThrowsAndTouchesNothing)
             EXPECT_STREQ(error.what(), "Undefined value for DownsamplingStrategy");
         }
     EXPECT_EQ(folder.listing(), "in.tif out.tif");
-    EXPECT_EQ(downsampling::bytes(folder / "out.tif"), "earlier");
+    EXPECT_EQ(fileText(folder / "out.tif"), "earlier");
     EXPECT_EQ(log.text(), "") << "nothing was opened";
 }
 

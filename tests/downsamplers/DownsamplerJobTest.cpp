@@ -1,11 +1,12 @@
 #include "companion/JobRunner.h"
 #include "downsamplers/DownsamplerFactory.h"
 
-#include "streaming/streamingsupport.h"
 #include "support/CustomDownsampler.h"
 #include "support/LogCapture.h"
 #include "support/TempFolder.h"
 #include "support/downsampling.h"
+#include "support/files.h"
+#include "support/gdalhandlers.h"
 
 #include <gtest/gtest.h>
 
@@ -17,10 +18,6 @@
 #include <string>
 #include <vector>
 
-using streamingtest::exists;
-using streamingtest::fileText;
-using streamingtest::makeFile;
-using streamingtest::QuietGdal;
 using vexel::DownsamplingStrategy;
 using vexel::GdalFileType;
 using vexel::ImageAlphaType;
@@ -430,7 +427,7 @@ TEST(CustomDownsamplerJob, StepsOfADiscardedJobFailAndLeaveNothing)
         folder / "in.tif", folder / "out.tif", 2.0, [](const CustomDownsampler::Block&) { return 1.0f; },
         setup);
     job.discard();
-    EXPECT_FALSE(static_cast<vexel::Worker&>(job).do_step(0));
+    EXPECT_FALSE(downsampling::doStep(job));
     EXPECT_EQ(folder.listing(), "in.tif");
 }
 

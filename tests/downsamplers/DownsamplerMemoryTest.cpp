@@ -1,8 +1,10 @@
 #include "costfixtures.h"
 #include "downsamplers/DownsamplerFactory.h"
 #include "downsamplers/DownsamplerGauss.h"
+#include "support/CacheSize.h"
 #include "support/PeakMemory.h"
 #include "support/TempFolder.h"
+#include "support/sanitized.h"
 
 #include <gtest/gtest.h>
 
@@ -10,14 +12,6 @@
 #include <memory>
 
 // How much memory a step takes, as the system counts it. Sanitizers keep what was freed.
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define VEXEL_TESTS_SANITIZED
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define VEXEL_TESTS_SANITIZED
-#endif
-#endif
 
 #if defined(__linux__) && !defined(VEXEL_TESTS_SANITIZED)
 
@@ -64,7 +58,7 @@ protected:
 
 private:
     TempFolder m_folder;
-    downsampling::CacheSize m_cache;
+    CacheSize m_cache;
 };
 
 auto averageOf(double factor)

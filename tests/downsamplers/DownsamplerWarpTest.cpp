@@ -5,6 +5,9 @@
 #include "support/LogCapture.h"
 #include "support/TempFolder.h"
 #include "support/downsampling.h"
+#include "support/exampledata.h"
+#include "support/files.h"
+#include "support/gdalhandlers.h"
 
 #include <gtest/gtest.h>
 
@@ -23,6 +26,7 @@
 
 namespace {
 
+using downsampling::doStep;
 using vexel::DownsamplerWarp;
 using vexel::GdalFileType;
 using vexel::ImageAlphaType;
@@ -30,26 +34,11 @@ using Values = std::vector<double>;
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 
-/// Keeps GDAL's own messages off standard error; each of its threads has handlers of its own.
-class QuietGdal
-{
-public:
-    QuietGdal() { CPLPushErrorHandler(CPLQuietErrorHandler); }
-    ~QuietGdal() { CPLPopErrorHandler(); }
-    QuietGdal(const QuietGdal&) = delete;
-    QuietGdal& operator=(const QuietGdal&) = delete;
-};
-
 std::shared_ptr<vexel::DownsamplerBase> create(const QString& in, const QString& out, double resolution,
                                                GdalFileType type = GdalFileType::SingleFile)
 {
     return vexel::DownsamplerFactory::createDownsampler(vexel::DownsamplingStrategy::Warp, in, out, QString(),
                                                         resolution, ImageAlphaType::NoAlpha, type);
-}
-
-bool doStep(vexel::Worker& job, std::size_t step = 0)
-{
-    return job.do_step(step);
 }
 
 bool warp(const QString& in, const QString& out, double resolution)
@@ -199,12 +188,12 @@ protected:
 
 TEST_P(DownsamplerWarpPeer, ColourSceneIsWhatTheUtilityMakes)
 {
-    checkAgainstUtility(VEXEL_EXAMPLE_DATA "/naip_washington_rgba.tif");
+    checkAgainstUtility(exampleData("naip_washington_rgba.tif"));
 }
 
 TEST_P(DownsamplerWarpPeer, ElevationIsWhatTheUtilityMakes)
 {
-    checkAgainstUtility(VEXEL_EXAMPLE_DATA "/jacksboro_dem_utm_f32.tif");
+    checkAgainstUtility(exampleData("jacksboro_dem_utm_f32.tif"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Resolutions, DownsamplerWarpPeer,
@@ -350,7 +339,7 @@ TEST(DownsamplerWarpFailure, MissingInputIsLoggedButNoUsageError)
 TEST(DownsamplerWarpFailure, InputThatIsNoRasterIsLoggedButNoUsageError)
 {
     const TempFolder folder;
-    downsampling::writeBytes(folder / "in.tif", "no raster");
+    makeFile(folder / "in.tif", "no raster");
     const LogCapture log;
     EXPECT_TRUE(warp(folder / "in.tif", folder / "out.tif", 2.0));
     EXPECT_EQ(log.text(), "7: Error code from GDAL: 0");
@@ -384,7 +373,7 @@ protected:
     void SetUp() override
     {
         rasters::make(m_folder / "in.tif", downsampling::mapped(40, 30, GDT_Float32), slope);
-        m_input = downsampling::bytes(m_folder / "in.tif");
+        m_input = fileText(m_folder / "in.tif");
     }
 
     void expectRefused(const QString& output, double resolution)
@@ -398,7 +387,7 @@ protected:
         job->discard();
         EXPECT_EQ(log.text(), "");
         EXPECT_EQ(m_folder.listing(), before);
-        EXPECT_EQ(downsampling::bytes(m_folder / "in.tif"), m_input);
+        EXPECT_EQ(fileText(m_folder / "in.tif"), m_input);
     }
 
     const TempFolder m_folder;
@@ -430,10 +419,10 @@ TEST_F(DownsamplerWarpImpossible, OutputIsTheInputThroughALink)
 
 TEST_F(DownsamplerWarpImpossible, ResolutionIsNoSize)
 {
-    downsampling::writeBytes(m_folder / "out.tif", "earlier");
+    makeFile(m_folder / "out.tif", "earlier");
     for (const double resolution : {0.0, -0.0, -2.0, kNan, kInfinity, -kInfinity}) {
         expectRefused(m_folder / "out.tif", resolution);
-        EXPECT_EQ(downsampling::bytes(m_folder / "out.tif"), "earlier") << resolution;
+        EXPECT_EQ(fileText(m_folder / "out.tif"), "earlier") << resolution;
     }
 }
 
@@ -534,7 +523,7 @@ TEST_F(DownsamplerWarpProgress, DiscardRemovesAFinishedOutput)
 
 TEST_F(DownsamplerWarpProgress, DiscardLeavesWhatTheJobHasNotMade)
 {
-    downsampling::writeBytes(m_folder / "out.tif", "earlier");
+    makeFile(m_folder / "out.tif", "earlier");
     m_job->discard();
     const LogCapture quiet;
     const auto withoutInput = create(m_folder / "none.tif", m_folder / "out.tif", 2.0);
@@ -543,7 +532,7 @@ TEST_F(DownsamplerWarpProgress, DiscardLeavesWhatTheJobHasNotMade)
         EXPECT_TRUE(doStep(*withoutInput));
     }
     withoutInput->discard();
-    EXPECT_EQ(downsampling::bytes(m_folder / "out.tif"), "earlier");
+    EXPECT_EQ(fileText(m_folder / "out.tif"), "earlier");
 }
 
 } // namespace

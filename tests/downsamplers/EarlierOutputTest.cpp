@@ -5,6 +5,7 @@
 #include "support/TempFolder.h"
 #include "support/damage.h"
 #include "support/downsampling.h"
+#include "support/files.h"
 #include "support/rasters.h"
 
 #include <gtest/gtest.h>
@@ -21,13 +22,13 @@ namespace {
 using vexel::DownsamplingStrategy;
 
 /// Keeps GDAL's own messages off standard error, those of its threads too.
-class QuietGdal
+class QuietProcess
 {
 public:
-    QuietGdal() : m_former(CPLSetErrorHandler(CPLQuietErrorHandler)) {}
-    ~QuietGdal() { CPLSetErrorHandler(m_former); }
-    QuietGdal(const QuietGdal&) = delete;
-    QuietGdal& operator=(const QuietGdal&) = delete;
+    QuietProcess() : m_former(CPLSetErrorHandler(CPLQuietErrorHandler)) {}
+    ~QuietProcess() { CPLSetErrorHandler(m_former); }
+    QuietProcess(const QuietProcess&) = delete;
+    QuietProcess& operator=(const QuietProcess&) = delete;
 
 private:
     CPLErrorHandler m_former;
@@ -36,7 +37,7 @@ private:
 void downsample(DownsamplingStrategy strategy, const TempFolder& folder)
 {
     const LogCapture log;
-    const QuietGdal quiet;
+    const QuietProcess quiet;
     const auto job = vexel::DownsamplerFactory::createDownsampler(
         strategy, folder / "in.tif", folder / "out.tif", QString(), 2.0, vexel::ImageAlphaType::NoAlpha,
         vexel::GdalFileType::SingleFile);
@@ -52,7 +53,7 @@ TEST_P(EarlierOutput, IsKeptWhereTheInputIsMissing)
     const auto strategy = static_cast<DownsamplingStrategy>(GetParam());
     const std::string names[] = {"out.tfw", "out.tif", "out.tif.aux.xml"};
     for (const std::string& name : names)
-        downsampling::writeBytes(folder / name.c_str(), "earlier " + name);
+        makeFile(folder / name.c_str(), "earlier " + name);
     try {
         downsample(strategy, folder);
     } catch (const std::runtime_error&) {
@@ -60,7 +61,7 @@ TEST_P(EarlierOutput, IsKeptWhereTheInputIsMissing)
     }
     EXPECT_EQ(folder.listing(), "out.tfw out.tif out.tif.aux.xml");
     for (const std::string& name : names)
-        EXPECT_EQ(downsampling::bytes(folder / name.c_str()), "earlier " + name);
+        EXPECT_EQ(fileText(folder / name.c_str()), "earlier " + name);
 }
 
 INSTANTIATE_TEST_SUITE_P(Strategies, EarlierOutput, testing::Range(0, 8),

@@ -71,12 +71,6 @@ inline void makeCells(const QString& path, int width, int height, int bands,
     }
 }
 
-/// Does one step of a job, whose class may keep that to itself.
-inline bool doStep(vexel::Worker& job, std::size_t step = 0)
-{
-    return job.do_step(step);
-}
-
 /// Counts how often a job tells its progress from now on: once for each strip, and by the Gaussian once for
 /// each band of each part.
 inline std::shared_ptr<int> countPieces(vexel::Worker& job)
@@ -88,22 +82,6 @@ inline std::shared_ptr<int> countPieces(vexel::Worker& job)
     });
     return pieces;
 }
-
-/// GDAL's block cache has that size while it lives.
-class CacheSize
-{
-public:
-    explicit CacheSize(std::uint64_t bytes) : m_former(GDALGetCacheMax64())
-    {
-        GDALSetCacheMax64(static_cast<GIntBig>(bytes));
-    }
-    ~CacheSize() { GDALSetCacheMax64(m_former); }
-    CacheSize(const CacheSize&) = delete;
-    CacheSize& operator=(const CacheSize&) = delete;
-
-private:
-    GIntBig m_former;
-};
 
 } // namespace downsampling
 

@@ -1,5 +1,7 @@
 #include "downsamplers/tilestep.h"
 
+#include "support/boxes.h"
+
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -7,37 +9,22 @@
 
 using namespace vexel;
 
-namespace {
-
-PixelBox box(int x0, int y0, int x1, int y1)
-{
-    return {PixelPoint(x0, y0), PixelPoint(x1, y1)};
-}
-
-std::string text(const PixelBox& b)
-{
-    return "(" + std::to_string(b.min_corner().x()) + ", " + std::to_string(b.min_corner().y()) + ")-(" +
-           std::to_string(b.max_corner().x()) + ", " + std::to_string(b.max_corner().y()) + ")";
-}
-
-} // namespace
-
 TEST(TileStepPlan, TileAtTheCornerReadsAMarginOnlyInside)
 {
     const TileStep step = planTileStep(box(0, 0, 1001, 500), box(0, 0, 3000, 3000), 2.0, 0);
-    EXPECT_EQ(text(step.readBox), "(0, 0)-(1002, 501)");
+    EXPECT_EQ(boxText(step.readBox), "(0, 0)-(1002, 501)");
     EXPECT_EQ(step.xOffset, 0);
     EXPECT_EQ(step.yOffset, 0);
     EXPECT_EQ(step.blockSize, 2);
     EXPECT_EQ(step.columns, 500) << "the last column of the tile falls in no block";
     EXPECT_EQ(step.rows, 250);
-    EXPECT_EQ(text(step.outBox), "(0, 0)-(500, 250)");
+    EXPECT_EQ(boxText(step.outBox), "(0, 0)-(500, 250)");
 }
 
 TEST(TileStepPlan, MarginIsHalfAFactorRoundedHalfAway)
 {
     const TileStep step = planTileStep(box(100, 200, 200, 300), box(0, 0, 1000, 1000), 3.0, 0);
-    EXPECT_EQ(text(step.readBox), "(98, 198)-(202, 302)") << "1.5 rounds to 2";
+    EXPECT_EQ(boxText(step.readBox), "(98, 198)-(202, 302)") << "1.5 rounds to 2";
     EXPECT_EQ(step.xOffset, 2);
     EXPECT_EQ(step.yOffset, 2);
 }
@@ -45,7 +32,7 @@ TEST(TileStepPlan, MarginIsHalfAFactorRoundedHalfAway)
 TEST(TileStepPlan, BorderWidensMarginAndBlock)
 {
     const TileStep step = planTileStep(box(100, 100, 200, 200), box(0, 0, 1000, 1000), 4.0, 3);
-    EXPECT_EQ(text(step.readBox), "(95, 95)-(205, 205)");
+    EXPECT_EQ(boxText(step.readBox), "(95, 95)-(205, 205)");
     EXPECT_EQ(step.blockSize, 10);
     EXPECT_EQ(step.columns, 25);
 }
@@ -54,7 +41,7 @@ TEST(TileStepPlan, OutputBoxThatIsLargerByOneGetsItsColumnAndRow)
 {
     // 300 / 7 = 42.86 and 600 / 7 = 85.71: 43 output pixels, though only 42 whole blocks fit.
     const TileStep step = planTileStep(box(300, 300, 600, 600), box(0, 0, 900, 900), 7.0, 0);
-    EXPECT_EQ(text(step.outBox), "(42, 42)-(85, 85)");
+    EXPECT_EQ(boxText(step.outBox), "(42, 42)-(85, 85)");
     EXPECT_EQ(step.columns, 43);
     EXPECT_EQ(step.rows, 43);
 }
@@ -77,7 +64,7 @@ TEST(TileStepPlan, TilesLeaveNoSeamWhateverTheFactor)
 TEST(TileStepPlan, IsDefinedForHugeFactors)
 {
     const TileStep step = planTileStep(box(0, 0, 100, 100), box(0, 0, 100, 100), 1e300, INT_MAX);
-    EXPECT_EQ(text(step.readBox), "(0, 0)-(100, 100)");
+    EXPECT_EQ(boxText(step.readBox), "(0, 0)-(100, 100)");
     EXPECT_EQ(step.rows, 0);
     EXPECT_EQ(step.blockSize, INT_MAX);
 }

@@ -8,6 +8,8 @@
 #include "support/TempFolder.h"
 #include "support/downsampling.h"
 #include "support/figures.h"
+#include "support/files.h"
+#include "support/gdalhandlers.h"
 
 #include <cpl_error.h>
 #include <gtest/gtest.h>
@@ -113,14 +115,14 @@ std::vector<std::string> zooFiles(const TempFolder& folder, Most& most)
         const QString path = folder / QString::fromStdString(specimen.file);
         specimen.make(path);
         measure(path, most);
-        contents.push_back(downsampling::bytes(path));
+        contents.push_back(fileText(path));
     }
     return contents;
 }
 
 TEST(AllocatedMemory, IsBoundByTheBoxThatIsAskedFor)
 {
-    CPLPushErrorHandler(CPLQuietErrorHandler);
+    const QuietGdal quiet;
     const LogCapture log;
     const TempFolder folder;
     const PeakMemory memory;
@@ -132,11 +134,9 @@ TEST(AllocatedMemory, IsBoundByTheBoxThatIsAskedFor)
         SCOPED_TRACE("damaged file " + std::to_string(i));
         oddinput::Dice dice(static_cast<std::uint64_t>(i));
         const std::string& original = originals[dice.below(originals.size())];
-        downsampling::writeBytes(path,
-                                 oddinput::mutated(original, originals[dice.below(originals.size())], dice));
+        makeFile(path, oddinput::mutated(original, originals[dice.below(originals.size())], dice));
         measure(path, most);
     }
-    CPLPopErrorHandler();
     std::ostringstream figures;
     figures << most.files << " files, " << most.opened << " opened: at most " << most.opening
             << " bytes to open one, " << most.reading << " bytes to read beside the box";

@@ -96,21 +96,12 @@ void expectNothingReads(const GDALImageLoader& loader, const QString& path, int 
 class GdalErrors
 {
 public:
-    GdalErrors() { CPLPushErrorHandlerEx(count, this); }
-    ~GdalErrors() { CPLPopErrorHandler(); }
-    GdalErrors(const GdalErrors&) = delete;
-    GdalErrors& operator=(const GdalErrors&) = delete;
-
     int number() const { return m_number; }
 
 private:
-    static void CPL_STDCALL count(CPLErr level, CPLErrorNum, const char*)
-    {
-        if (level >= CE_Failure)
-            ++static_cast<GdalErrors*>(CPLGetErrorHandlerUserData())->m_number;
-    }
-
     int m_number = 0;
+    GdalHandler m_handler{
+        [this](CPLErr level, const std::string&) { m_number += level >= CE_Failure ? 1 : 0; }};
 };
 
 /// A raster that opens, and whose pixels cannot be read.

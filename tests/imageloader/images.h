@@ -2,6 +2,7 @@
 #define VEXEL_TESTS_IMAGELOADER_IMAGES_H
 
 #include "streaming/streamingsupport.h"
+#include "support/exampledata.h"
 #include "support/rasters.h"
 
 #include <QString>
@@ -18,11 +19,6 @@ using Gray = vexel::PixelMatrix<unsigned char>;
 using Floats = vexel::PixelMatrix<float>;
 
 inline const std::vector<double> weights{0.299, 0.587, 0.114};
-
-inline QString exampleData(const char* name)
-{
-    return QString(VEXEL_EXAMPLE_DATA) + "/" + name;
-}
 
 inline unsigned int packed(unsigned int red, unsigned int green, unsigned int blue, unsigned int alpha = 255)
 {

@@ -2,6 +2,8 @@
 
 #include "support/LogCapture.h"
 #include "support/TempFolder.h"
+#include "support/extents.h"
+#include "support/gdalhandlers.h"
 #include "support/rasters.h"
 #include "zoo.h"
 
@@ -39,22 +41,13 @@ using vexel::PixelMatrix;
 using vexel::PixelPoint;
 using vexel::Workspace;
 
-class Quiet
-{
-public:
-    Quiet() { CPLPushErrorHandler(CPLQuietErrorHandler); }
-    ~Quiet() { CPLPopErrorHandler(); }
-    Quiet(const Quiet&) = delete;
-    Quiet& operator=(const Quiet&) = delete;
-};
-
 std::int64_t rounded(double value)
 {
     return static_cast<std::int64_t>(value < 0.0 ? value - 0.5 : value + 0.5);
 }
 
 /// Where a raster has to lie, by what GDAL says of it.
-struct Extent
+struct Extent : MapExtent
 {
     explicit Extent(GDALDataset& raster)
     {
@@ -81,22 +74,7 @@ struct Extent
     int width() const { return static_cast<int>((maxx - minx) / res); }
     int height() const { return static_cast<int>((maxy - miny) / res); }
     bool hasPixels() const { return width() > 0 && height() > 0; }
-
-    std::int64_t minx = 0;
-    std::int64_t miny = 0;
-    std::int64_t maxx = 0;
-    std::int64_t maxy = 0;
-    std::int64_t res = 1;
 };
-
-void expectExtent(const Workspace& workspace, const Extent& extent)
-{
-    EXPECT_EQ(workspace.minx(), extent.minx);
-    EXPECT_EQ(workspace.miny(), extent.miny);
-    EXPECT_EQ(workspace.maxx(), extent.maxx);
-    EXPECT_EQ(workspace.maxy(), extent.maxy);
-    EXPECT_EQ(workspace.res(), extent.res);
-}
 
 /// What is read at a scale.
 struct Request
@@ -204,7 +182,7 @@ TEST_P(FormatZoo, IsReadAsGdalReadsIt)
 
     const TempFolder folder;
     const QString path = folder / QString::fromStdString(specimen.file);
-    const Quiet quiet;
+    const QuietGdal quiet;
     const LogCapture log;
     specimen.make(path);
     const int openBefore = rasters::openDatasets();

@@ -2,7 +2,11 @@
 
 #include "support/LogCapture.h"
 #include "support/TempFolder.h"
+#include "support/boxes.h"
 #include "support/downsampling.h"
+#include "support/extents.h"
+#include "support/files.h"
+#include "support/gdalhandlers.h"
 #include "support/rasters.h"
 #include "utilities/probing.h"
 #include "utilities/verify.h"
@@ -43,20 +47,6 @@ constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr double tiny = std::numeric_limits<double>::denorm_min();
 constexpr double huge = std::numeric_limits<double>::max();
 
-class Quiet
-{
-public:
-    Quiet() { CPLPushErrorHandler(CPLQuietErrorHandler); }
-    ~Quiet() { CPLPopErrorHandler(); }
-    Quiet(const Quiet&) = delete;
-    Quiet& operator=(const Quiet&) = delete;
-};
-
-PixelBox box(int left, int top, int right, int bottom)
-{
-    return {PixelPoint(left, top), PixelPoint(right, bottom)};
-}
-
 double counted(int x, int y, int /*band*/)
 {
     return x + 10.0 * y;
@@ -68,17 +58,12 @@ double counted(int x, int y, int /*band*/)
 
 namespace {
 
-struct Extent
-{
-    std::int64_t minx, miny, maxx, maxy, res;
-};
-
 struct EdgeCase
 {
     const char* name;
     Coefficients geotransform; ///< of 10 x 20 pixels
     bool opens;
-    Extent extent; ///< if it opens
+    MapExtent extent; ///< if it opens
 };
 
 void PrintTo(const EdgeCase& edge, std::ostream* stream)
@@ -89,7 +74,7 @@ void PrintTo(const EdgeCase& edge, std::ostream* stream)
 class GeotransformEdges : public testing::TestWithParam<EdgeCase>
 {};
 
-constexpr Extent none{0, 0, 0, 0, 1};
+constexpr MapExtent none;
 
 /// All but what matters is as usual.
 Coefficients withSizes(double width, double height)
@@ -109,18 +94,13 @@ TEST_P(GeotransformEdges, AreReadOrRefused)
     const TempFolder folder;
     const QString path = folder / "edge.vrt";
     rasters::makeVirtual(path, 10, 20, {GDT_Byte}, GetParam().geotransform);
-    const Quiet quiet;
+    const QuietGdal quiet;
     const LogCapture log;
     const int openBefore = rasters::openDatasets();
 
     GDALStreamer set;
     ASSERT_EQ(set.openRead(path), GetParam().opens);
-    const Extent& extent = GetParam().extent;
-    EXPECT_EQ(set.workspace().minx(), extent.minx);
-    EXPECT_EQ(set.workspace().miny(), extent.miny);
-    EXPECT_EQ(set.workspace().maxx(), extent.maxx);
-    EXPECT_EQ(set.workspace().maxy(), extent.maxy);
-    EXPECT_EQ(set.workspace().res(), extent.res);
+    expectExtent(set.workspace(), GetParam().extent);
     if (GetParam().opens) {
         PixelMatrix<unsigned char> pixels;
         EXPECT_TRUE(set.read(pixels, 1, PixelBox(), 1.0, true, 3));
@@ -332,13 +312,12 @@ TEST(LargestRaster, IsReadAtItsFarEnd)
     const TempFolder folder;
     rasters::make(folder / "corner.tif", {4, 3}, [](int x, int y, int) { return 1.0 + x + 10.0 * y; });
     const QString path = folder / "largest.vrt";
-    downsampling::writeBytes(
-        path, "<VRTDataset rasterXSize=\"2147483647\" rasterYSize=\"2147483647\">"
-              "<VRTRasterBand dataType=\"Byte\" band=\"1\"><SimpleSource>"
-              "<SourceFilename relativeToVRT=\"1\">corner.tif</SourceFilename><SourceBand>1</SourceBand>"
-              "<SrcRect xOff=\"0\" yOff=\"0\" xSize=\"4\" ySize=\"3\"/>"
-              "<DstRect xOff=\"2147483643\" yOff=\"2147483644\" xSize=\"4\" ySize=\"3\"/>"
-              "</SimpleSource></VRTRasterBand></VRTDataset>");
+    makeFile(path, "<VRTDataset rasterXSize=\"2147483647\" rasterYSize=\"2147483647\">"
+                   "<VRTRasterBand dataType=\"Byte\" band=\"1\"><SimpleSource>"
+                   "<SourceFilename relativeToVRT=\"1\">corner.tif</SourceFilename><SourceBand>1</SourceBand>"
+                   "<SrcRect xOff=\"0\" yOff=\"0\" xSize=\"4\" ySize=\"3\"/>"
+                   "<DstRect xOff=\"2147483643\" yOff=\"2147483644\" xSize=\"4\" ySize=\"3\"/>"
+                   "</SimpleSource></VRTRasterBand></VRTDataset>");
     GDALStreamer set;
     ASSERT_TRUE(set.openRead(path));
     EXPECT_EQ(set.width(), largest);

@@ -2,13 +2,17 @@
 #include "interlacedpng.h"
 #include "mutations.h"
 #include "streaming/GDALStreamer.h"
+#include "support/CacheSize.h"
 #include "support/LogCapture.h"
 #include "support/PeakMemory.h"
 #include "support/TempFolder.h"
 #include "support/downsampling.h"
 #include "support/effort.h"
 #include "support/figures.h"
+#include "support/files.h"
+#include "support/gdalhandlers.h"
 #include "support/rasters.h"
+#include "support/sanitized.h"
 #include "utilities/probing.h"
 #include "utilities/verify.h"
 #include "zoo.h"
@@ -33,14 +37,6 @@
 
 // Damaged files: whatever is in them, the library fails or reads, without a crash, a hang, a leak, or more memory
 // than the box that is asked for.
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define VEXEL_TESTS_SANITIZED
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define VEXEL_TESTS_SANITIZED
-#endif
-#endif
 
 namespace {
 
@@ -100,27 +96,6 @@ private:
 };
 
 char Watchdog::message[512];
-
-/// No messages of GDAL, and little of its cache, so that what is taken besides shows.
-class GdalSettings
-{
-public:
-    GdalSettings() : m_cacheBefore(GDALGetCacheMax64())
-    {
-        GDALSetCacheMax64(16 * mebi);
-        CPLPushErrorHandler(CPLQuietErrorHandler);
-    }
-    ~GdalSettings()
-    {
-        CPLPopErrorHandler();
-        GDALSetCacheMax64(m_cacheBefore);
-    }
-    GdalSettings(const GdalSettings&) = delete;
-    GdalSettings& operator=(const GdalSettings&) = delete;
-
-private:
-    GIntBig m_cacheBefore;
-};
 
 struct Tally
 {
@@ -299,7 +274,7 @@ protected:
                 continue;
             const QString path = m_folder / QString::fromStdString(specimen.file);
             specimen.make(path);
-            contents.push_back(downsampling::bytes(path));
+            contents.push_back(fileText(path));
         }
         return contents;
     }
@@ -311,7 +286,8 @@ protected:
 
 TEST_P(MutatedFiles, AreReadOrRefused)
 {
-    const GdalSettings settings;
+    const QuietGdal quiet;
+    const CacheSize cache(16 * mebi); // little, so that what is taken besides shows
     const LogCapture log;
     const std::vector<std::string> contents = originals();
     ASSERT_FALSE(contents.empty());
@@ -323,7 +299,7 @@ TEST_P(MutatedFiles, AreReadOrRefused)
     const int files = GetParam().files / (isThorough() ? 1 : shareOfFiles);
     for (int i = 0; i < files && !HasFailure(); ++i) {
         SCOPED_TRACE("file " + std::to_string(i));
-        downsampling::writeBytes(path, damaged(contents, static_cast<std::uint64_t>(i)));
+        makeFile(path, damaged(contents, static_cast<std::uint64_t>(i)));
         watchdog.start(i, path.toStdString());
         [[maybe_unused]] const std::int64_t claimed = bytesOfBlock(path);
         const PeakMemory memory;

@@ -1,6 +1,7 @@
 #include "zoo.h"
 
 #include "interlacedpng.h"
+#include "support/GdalOption.h"
 #include "support/rasters.h"
 
 #include <cpl_conv.h>
@@ -221,10 +222,8 @@ void pixelIsPoint(GDALDataset& dataset)
 
 void maskInFile(GDALDataset& dataset)
 {
-    CPLSetThreadLocalConfigOption("GDAL_TIFF_INTERNAL_MASK", "YES");
-    const bool made = dataset.CreateMaskBand(GMF_PER_DATASET) == CE_None;
-    CPLSetThreadLocalConfigOption("GDAL_TIFF_INTERNAL_MASK", nullptr);
-    expect(made, "a mask");
+    const GdalOption inFile("GDAL_TIFF_INTERNAL_MASK", "YES");
+    expect(dataset.CreateMaskBand(GMF_PER_DATASET) == CE_None, "a mask");
     std::vector<unsigned char> mask(static_cast<std::size_t>(dataset.GetRasterXSize()));
     for (std::size_t x = 0; x < mask.size(); x += 2)
         mask[x] = 255;

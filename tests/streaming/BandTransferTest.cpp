@@ -24,11 +24,6 @@ using ElementTypes =
     testing::Types<signed char, unsigned char, short, unsigned short, int, unsigned int, float, double>;
 TYPED_TEST_SUITE(BandTransfer, ElementTypes, );
 
-PixelBox box(int x0, int y0, int x1, int y1)
-{
-    return {PixelPoint(x0, y0), PixelPoint(x1, y1)};
-}
-
 constexpr int noBands = 3;
 
 double byteAt(int x, int y, int band)

@@ -36,7 +36,7 @@ public:
     {
         const int x = between(-12, shape.width + 4);
         const int y = between(-12, shape.height + 4);
-        return streamingtest::box(x, y, x + between(1, 40), y + between(1, 40));
+        return ::box(x, y, x + between(1, 40), y + between(1, 40));
     }
 
 private:

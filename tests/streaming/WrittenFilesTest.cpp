@@ -1,6 +1,7 @@
 #include "streaming/GDALStreamer.h"
 
 #include "streamingsupport.h"
+#include "support/InLocale.h"
 #include "support/TempFolder.h"
 #include "support/rasters.h"
 
@@ -11,7 +12,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
-#include <clocale>
 #include <cstdint>
 #include <ostream>
 #include <string>
@@ -210,13 +210,13 @@ TEST(WrittenFile, IsGeoreferencedWithinAndBeside)
 
 TEST(WrittenFile, HoldsDecimalPointsUnderALocaleWithCommas)
 {
-    const std::string before = std::setlocale(LC_ALL, nullptr);
-    if (!std::setlocale(LC_ALL, "de_DE.UTF-8") && !std::setlocale(LC_ALL, "fr_FR.UTF-8")) {
-        GTEST_SKIP() << "no locale with a decimal comma is installed";
-    }
     const TempFolder folder;
-    writeRaster(folder / "a.tif", {});
-    std::setlocale(LC_ALL, before.c_str());
+    {
+        const InLocale commas({"de_DE.UTF-8", "fr_FR.UTF-8"});
+        if (!commas.known())
+            GTEST_SKIP() << "no locale with a decimal comma is installed";
+        writeRaster(folder / "a.tif", {});
+    }
     EXPECT_EQ(fileText(folder / "a.tfw"), "2.500000000000\n0\n0\n-2.500000000000\n300000.500000000000\n"
                                           "5000000.250000000000\n");
     EXPECT_DOUBLE_EQ(gdalinfo(folder / "a.tif")["geoTransform"].toArray()[0].toDouble(), 300000.5);

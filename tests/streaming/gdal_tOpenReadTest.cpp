@@ -1,7 +1,9 @@
 #include "streaming/GDALStreamer.h"
 
 #include "streamingsupport.h"
+#include "support/CommaDecimals.h"
 #include "support/TempFolder.h"
+#include "support/extents.h"
 #include "support/rasters.h"
 
 #include <gtest/gtest.h>
@@ -24,20 +26,6 @@ namespace {
 
 using Coefficients = std::array<double, 6>;
 
-struct Extent
-{
-    std::int64_t minx, miny, maxx, maxy, res;
-};
-
-void expectExtent(const vexel::Workspace& workspace, const Extent& extent)
-{
-    EXPECT_EQ(workspace.minx(), extent.minx);
-    EXPECT_EQ(workspace.miny(), extent.miny);
-    EXPECT_EQ(workspace.maxx(), extent.maxx);
-    EXPECT_EQ(workspace.maxy(), extent.maxy);
-    EXPECT_EQ(workspace.res(), extent.res);
-}
-
 /// Reads a file before anybody has registered GDAL's drivers.
 bool readsWithoutDrivers()
 {
@@ -58,7 +46,7 @@ struct GeoreferenceCase
 {
     const char* name;
     Coefficients geotransform;
-    Extent extent; ///< of 10 x 20 pixels
+    MapExtent extent; ///< of 10 x 20 pixels
     const char* message;
 };
 
@@ -133,17 +121,14 @@ INSTANTIATE_TEST_SUITE_P(Coefficients, RasterFileGeoreference, testing::ValuesIn
 
 TEST(RasterFileOpenRead, WarnsWithDecimalPointsUnderALocaleWithCommas)
 {
-    struct Commas : std::numpunct<char>
-    {
-        char do_decimal_point() const override { return ','; }
-    };
     const TempFolder folder;
     rasters::makeVirtual(folder / "a.vrt", 10, 20, {GDT_Byte}, Coefficients{0, 0.5, 0, 0, 0, 0.25});
     const OwnMessages log;
     File file;
-    const std::locale before = std::locale::global(std::locale(std::locale::classic(), new Commas));
-    EXPECT_TRUE(file.openRead(folder / "a.vrt", /*readOnly=*/true));
-    std::locale::global(before);
+    {
+        const CommaDecimals commas;
+        EXPECT_TRUE(file.openRead(folder / "a.vrt", /*readOnly=*/true));
+    }
     EXPECT_EQ(log.text(), "6: Read image with non-square pixels: dx = 0.5, dy = 0.25");
 }
 

@@ -2,6 +2,9 @@
 #define VEXEL_TESTS_STREAMING_STREAMINGSUPPORT_H
 
 #include "support/LogCapture.h"
+#include "support/boxes.h"
+#include "support/files.h"
+#include "support/gdalhandlers.h"
 #include "support/rasters.h"
 
 #include "companion/DataType.h"
@@ -11,11 +14,6 @@
 
 #include <QString>
 
-#include <cpl_error.h>
-
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <limits>
 #include <stdexcept>
 #include <string>
@@ -25,47 +23,11 @@
 /// What the tests of raster files and raster sets share.
 namespace streamingtest {
 
-inline vexel::PixelBox box(int x0, int y0, int x1, int y1)
-{
-    return {vexel::PixelPoint(x0, y0), vexel::PixelPoint(x1, y1)};
-}
-
 /// An extent in pixel units.
 inline vexel::Workspace pixelFrame(int width, int height)
 {
     return {0, 0, width, height, 1};
 }
-
-inline bool exists(const QString& path)
-{
-    return std::filesystem::exists(path.toStdString());
-}
-
-inline std::string fileText(const QString& path)
-{
-    std::ifstream file(path.toStdString(), std::ios::binary);
-    if (!file)
-        throw std::runtime_error("cannot read " + path.toStdString());
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-inline void makeFile(const QString& path, const std::string& text = "stale")
-{
-    std::ofstream file(path.toStdString(), std::ios::binary);
-    file << text;
-    if (!file.flush())
-        throw std::runtime_error("cannot write " + path.toStdString());
-}
-
-/// Keeps GDAL's own messages of this thread away while it lives.
-class QuietGdal
-{
-public:
-    QuietGdal() { CPLPushErrorHandler(CPLQuietErrorHandler); }
-    ~QuietGdal() { CPLPopErrorHandler(); }
-    QuietGdal(const QuietGdal&) = delete;
-    QuietGdal& operator=(const QuietGdal&) = delete;
-};
 
 /// Collects what the library itself logs, without what GDAL says.
 class OwnMessages

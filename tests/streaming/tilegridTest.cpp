@@ -1,5 +1,7 @@
 #include "streaming/tilegrid.h"
 
+#include "support/boxes.h"
+
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -9,22 +11,12 @@ using namespace vexel;
 
 namespace {
 
-PixelBox box(int x0, int y0, int x1, int y1)
-{
-    return {PixelPoint(x0, y0), PixelPoint(x1, y1)};
-}
-
-std::string text(const PixelBox& b)
-{
-    return "(" + std::to_string(b.min_corner().x()) + ", " + std::to_string(b.min_corner().y()) + ")-(" +
-           std::to_string(b.max_corner().x()) + ", " + std::to_string(b.max_corner().y()) + ")";
-}
-
 std::string text(const std::vector<tilegrid::Piece>& pieces)
 {
     std::string lines;
     for (const tilegrid::Piece& piece : pieces)
-        lines += std::to_string(piece.tile) + " " + text(piece.inTile) + " " + text(piece.inRequest) + "\n";
+        lines +=
+            std::to_string(piece.tile) + " " + boxText(piece.inTile) + " " + boxText(piece.inRequest) + "\n";
     return lines;
 }
 
@@ -54,8 +46,8 @@ std::string piecesByFullWalk(const Workspace& grid, const PixelBox& r)
         const auto normal = [](long long a, long long b, long long c, long long d) {
             return box(int(std::min(a, c)), int(std::min(b, d)), int(std::max(a, c)), int(std::max(b, d)));
         };
-        lines += std::to_string(i) + " " + text(normal(ix0 - x0, iy0 - y0, ix1 - x0, iy1 - y0)) + " " +
-                 text(normal(ix0 - rx0, iy0 - ry0, ix1 - rx0, iy1 - ry0)) + "\n";
+        lines += std::to_string(i) + " " + boxText(normal(ix0 - x0, iy0 - y0, ix1 - x0, iy1 - y0)) + " " +
+                 boxText(normal(ix0 - rx0, iy0 - ry0, ix1 - rx0, iy1 - ry0)) + "\n";
     }
     return lines;
 }
@@ -106,7 +98,7 @@ TEST(TilegridPieces, PositionsBeyond32BitsSaturate)
     const Workspace grid = gridOf(10, 10, 10, 10);
     const auto pieces = tilegrid::piecesOf(grid, box(INT_MIN, 0, 10, 10), 1.0);
     ASSERT_EQ(pieces.size(), 1u);
-    EXPECT_EQ(text(pieces[0].inRequest), "(2147483647, 0)-(2147483647, 10)");
+    EXPECT_EQ(boxText(pieces[0].inRequest), "(2147483647, 0)-(2147483647, 10)");
 }
 
 TEST(TilegridPieces, RandomBoxesEqualAWalkOverAllTiles)
@@ -120,7 +112,7 @@ TEST(TilegridPieces, RandomBoxesEqualAWalkOverAllTiles)
         // Corners in any order: a box turned over on both axes overlaps a tile that holds both its corners.
         const PixelBox request = box(number(-10, 70), number(-10, 70), number(-10, 70), number(-10, 70));
         ASSERT_EQ(text(tilegrid::piecesOf(grid, request, 1.0)), piecesByFullWalk(grid, request))
-            << text(request);
+            << boxText(request);
     }
 }
 
@@ -165,8 +157,8 @@ TEST(TilegridClip, CutsBothBoxesByTheMatrix)
     PixelBox inFile = box(40, 50, 60, 70);
     PixelBox inMatrix = box(5, 6, 25, 26);
     ASSERT_TRUE(tilegrid::clipToMatrix(inFile, inMatrix, {16, 20}));
-    EXPECT_EQ(text(inMatrix), "(5, 6)-(20, 16)");
-    EXPECT_EQ(text(inFile), "(40, 50)-(55, 60)");
+    EXPECT_EQ(boxText(inMatrix), "(5, 6)-(20, 16)");
+    EXPECT_EQ(boxText(inFile), "(40, 50)-(55, 60)");
 }
 
 TEST(TilegridClip, LeavesAPieceInsideAlone)
@@ -174,8 +166,8 @@ TEST(TilegridClip, LeavesAPieceInsideAlone)
     PixelBox inFile = box(40, 50, 60, 70);
     PixelBox inMatrix = box(0, 0, 20, 20);
     ASSERT_TRUE(tilegrid::clipToMatrix(inFile, inMatrix, {20, 20}));
-    EXPECT_EQ(text(inMatrix), "(0, 0)-(20, 20)");
-    EXPECT_EQ(text(inFile), "(40, 50)-(60, 70)");
+    EXPECT_EQ(boxText(inMatrix), "(0, 0)-(20, 20)");
+    EXPECT_EQ(boxText(inFile), "(40, 50)-(60, 70)");
 }
 
 TEST(TilegridClip, DropsAPieceOutside)
@@ -183,7 +175,7 @@ TEST(TilegridClip, DropsAPieceOutside)
     for (const PixelBox& outside : {box(20, 0, 30, 10), box(0, 20, 10, 30), box(-5, -5, 0, 0)}) {
         PixelBox inFile = box(0, 0, 10, 10);
         PixelBox inMatrix = outside;
-        EXPECT_FALSE(tilegrid::clipToMatrix(inFile, inMatrix, {20, 20})) << text(outside);
+        EXPECT_FALSE(tilegrid::clipToMatrix(inFile, inMatrix, {20, 20})) << boxText(outside);
     }
 }
 

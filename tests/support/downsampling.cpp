@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 #include <stdexcept>
 
@@ -28,6 +26,11 @@ bool run(vexel::Worker& job)
     for (std::size_t step = 0; step < steps; ++step)
         done = job.do_step(step) && done;
     return done;
+}
+
+bool doStep(vexel::Worker& job, std::size_t step)
+{
+    return job.do_step(step);
 }
 
 rasters::Description mapped(int width, int height, GDALDataType type, int bands, std::int64_t res)
@@ -100,20 +103,17 @@ std::string difference(const std::vector<double>& expected, const std::vector<do
     return text.str();
 }
 
-std::string bytes(const QString& path)
+bool isErrnoText(const std::string& text)
 {
-    std::ifstream stream(path.toStdString(), std::ios::binary);
-    if (!stream)
-        throw std::runtime_error("cannot read " + path.toStdString());
-    return std::string(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
+    for (int error = 0; error < 200; ++error)
+        if (text == std::strerror(error))
+            return true;
+    return false;
 }
 
-void writeBytes(const QString& path, const std::string& content)
+std::string typeName(const testing::TestParamInfo<GDALDataType>& row)
 {
-    std::ofstream stream(path.toStdString(), std::ios::binary);
-    stream << content;
-    if (!stream.flush())
-        throw std::runtime_error("cannot write " + path.toStdString());
+    return GDALGetDataTypeName(row.param);
 }
 
 } // namespace downsampling

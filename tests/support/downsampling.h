@@ -6,6 +6,9 @@
 
 #include <QString>
 
+#include <gtest/gtest.h>
+
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -15,6 +18,9 @@ namespace downsampling {
 
 /// `do_init`, then every step in order. False if the job cannot run or a step failed.
 bool run(vexel::Worker& job);
+
+/// Does one step of a job, whose class may keep that to itself.
+bool doStep(vexel::Worker& job, std::size_t step = 0);
 
 /// A raster of `width` by `height` pixels in a map frame of metres, with pixels of `res` units of 1e-5 m.
 rasters::Description mapped(int width, int height, GDALDataType type, int bands = 1,
@@ -36,11 +42,11 @@ std::vector<double> stored(const std::vector<float>& values, GDALDataType type);
 /// NaN being the same as any other.
 std::string difference(const std::vector<double>& expected, const std::vector<double>& actual, int width);
 
-/// The bytes of a file; throws if it cannot be read.
-std::string bytes(const QString& path);
+/// True if `text` is what the C library says to some error.
+bool isErrnoText(const std::string& text);
 
-/// Makes a file of these bytes.
-void writeBytes(const QString& path, const std::string& content);
+/// The name of a row of pixel types.
+std::string typeName(const testing::TestParamInfo<GDALDataType>& row);
 
 } // namespace downsampling
 

@@ -1,6 +1,8 @@
 #include "utilities/definitionfile.h"
 
+#include "support/InFolder.h"
 #include "support/TempFolder.h"
+#include "support/files.h"
 #include "support/rasters.h"
 
 #include <gtest/gtest.h>
@@ -45,13 +47,11 @@ TEST(DefinitionForGdal, LetsGdalFindTheReferenceWhereverTheFileLies)
     const std::string wkt = rasters::wkt(32633);
     OGRSpatialReference reference;
     ASSERT_EQ(reference.importFromEPSG(32633), OGRERR_NONE);
-    const std::filesystem::path before = std::filesystem::current_path();
-    std::filesystem::current_path(folder.path().toStdString());
+    const InFolder inside(folder.path());
     for (const char* name : {"a.prj", "c++projects.prj", "x+init=epsg:4326.prj", "EPSG:4326.prj",
                              "epsg:4326.prj", "PROJCS.prj", "GEOGCRS.prj", "COMPD_CS.prj", "BOUNDCRS.prj",
                              "{a}.prj", "WGS84.prj", "IGNF:x.prj", "urn:x.prj", "AUTO:x.prj", "OGC:x.prj"}) {
-        std::ofstream(name) << wkt;
+        makeFile(name, wkt);
         EXPECT_TRUE(gdalFinds(definitionForGdal(name, QString::fromStdString(wkt)), reference)) << name;
     }
-    std::filesystem::current_path(before);
 }

@@ -3,6 +3,7 @@
 #include "streaming/GDALMutex.h"
 #include "streaming/streamingsupport.h"
 #include "support/TempFolder.h"
+#include "support/gdalhandlers.h"
 #include "support/rasters.h"
 #include "utilities/tilenames.h"
 
@@ -77,17 +78,16 @@ template <class Exception>
 class ThrowingErrors
 {
 public:
-    ThrowingErrors() { CPLPushErrorHandler(raise); }
-    ~ThrowingErrors() { CPLPopErrorHandler(); }
-    ThrowingErrors(const ThrowingErrors&) = delete;
-    ThrowingErrors& operator=(const ThrowingErrors&) = delete;
+    ThrowingErrors() : m_handler(raise) {}
 
 private:
-    static void CPL_STDCALL raise(CPLErr level, CPLErrorNum, const char*)
+    static void raise(CPLErr level, const std::string&)
     {
         if (level == CE_Failure)
             throw Exception("raised by the error handler");
     }
+
+    GdalHandler m_handler;
 };
 
 /// An exception of no standard type.

@@ -1,6 +1,8 @@
 #include "utilities/sidefiles.h"
+#include "support/CommaDecimals.h"
 #include "support/LogCapture.h"
 #include "support/TempFolder.h"
+#include "support/files.h"
 #include "workspace/Workspace.h"
 
 #include <QLocale>
@@ -10,10 +12,7 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
 #include <limits>
-#include <locale>
 #include <string>
 
 using namespace vexel;
@@ -22,19 +21,12 @@ using vexel::gdal::saveTFW;
 
 namespace {
 
-std::string bytesOf(const QString& path)
-{
-    std::ifstream file(path.toStdString(), std::ios::binary);
-    EXPECT_TRUE(file) << path.toStdString();
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
 std::string worldFileOf(const Workspace& workspace)
 {
     const TempFolder folder;
     const QString path = folder / "ortho.tfw";
     EXPECT_TRUE(saveTFW(workspace, path));
-    return bytesOf(path);
+    return fileText(path);
 }
 
 std::string fixed12(double value)
@@ -44,32 +36,17 @@ std::string fixed12(double value)
     return text.data();
 }
 
-/// Makes the whole process write numbers the way much of Europe does, while it lives.
-class CommaDecimals
+/// Makes Qt, too, write numbers the way much of Europe does, while it lives.
+class GermanQt
 {
 public:
-    CommaDecimals() : m_cpp(std::locale::global(std::locale(std::locale::classic(), new Comma)))
-    {
-        QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
-    }
-    ~CommaDecimals()
-    {
-        QLocale::setDefault(m_qt);
-        std::locale::global(m_cpp);
-    }
-    CommaDecimals(const CommaDecimals&) = delete;
-    CommaDecimals& operator=(const CommaDecimals&) = delete;
+    GermanQt() { QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany)); }
+    ~GermanQt() { QLocale::setDefault(m_before); }
+    GermanQt(const GermanQt&) = delete;
+    GermanQt& operator=(const GermanQt&) = delete;
 
 private:
-    struct Comma : std::numpunct<char>
-    {
-        char do_decimal_point() const override { return ','; }
-        char do_thousands_sep() const override { return '.'; }
-        std::string do_grouping() const override { return "\3"; }
-    };
-
-    QLocale m_qt;
-    std::locale m_cpp;
+    QLocale m_before;
 };
 
 } // namespace
@@ -119,6 +96,7 @@ TEST(SaveTFW, WritesTheEndsOf64Bits)
 TEST(SaveTFW, IgnoresTheLocale)
 {
     const CommaDecimals commas;
+    const GermanQt german;
     ASSERT_EQ(QString("%L1").arg(0.5), "0,5");
     EXPECT_EQ(worldFileOf(Workspace(250000000, -520000000, 250500000, -519500000, 5000)),
               "0.050000000000\n0\n0\n-0.050000000000\n2500.000000000000\n5200.000000000000\n");
@@ -128,9 +106,9 @@ TEST(SaveTFW, ReplacesAnEarlierFile)
 {
     const TempFolder folder;
     const QString path = folder / "ortho.tfw";
-    std::ofstream(path.toStdString()) << std::string(1000, 'x');
+    makeFile(path, std::string(1000, 'x'));
     ASSERT_TRUE(saveTFW(Workspace(100000, 0, 200000, 100000, 100000), path));
-    EXPECT_EQ(bytesOf(path), "1.000000000000\n0\n0\n-1.000000000000\n1.000000000000\n0.000000000000\n");
+    EXPECT_EQ(fileText(path), "1.000000000000\n0\n0\n-1.000000000000\n1.000000000000\n0.000000000000\n");
     EXPECT_EQ(folder.listing(), "ortho.tfw");
 }
 
@@ -140,7 +118,7 @@ TEST(SavePRJ, WritesTheTextAsItIs)
     const QString path = folder / "ortho.prj";
     const std::string text = "LOCAL_CS[\"\xC3\x9C\x62ung \xE5\x9C\xB0\", 100%1]\r\n\nno line end";
     ASSERT_TRUE(savePRJ(QString::fromStdString(text), path));
-    EXPECT_EQ(bytesOf(path), text);
+    EXPECT_EQ(fileText(path), text);
     EXPECT_EQ(folder.listing(), "ortho.prj");
 }
 
@@ -150,15 +128,15 @@ TEST(SavePRJ, WritesAnEmptyTextAsAnEmptyFile)
     const QString path = folder / "ortho.prj";
     ASSERT_TRUE(savePRJ("earlier", path));
     ASSERT_TRUE(savePRJ("", path));
-    EXPECT_EQ(bytesOf(path), "");
+    EXPECT_EQ(fileText(path), "");
     ASSERT_TRUE(savePRJ(QString(), folder / "null.prj"));
-    EXPECT_EQ(bytesOf(folder / "null.prj"), "");
+    EXPECT_EQ(fileText(folder / "null.prj"), "");
 }
 
 TEST(SideFiles, ThatCannotBeWrittenGiveFalseWithoutAMessage)
 {
     const TempFolder folder;
-    std::ofstream((folder / "file").toStdString()) << "content";
+    makeFile(folder / "file", "content");
     const LogCapture log;
     for (const QString& path :
          {folder.path(), folder / "no such folder/ortho.tfw", folder / "file/ortho.tfw"}) {
@@ -167,5 +145,5 @@ TEST(SideFiles, ThatCannotBeWrittenGiveFalseWithoutAMessage)
     }
     EXPECT_EQ(log.text(), "");
     EXPECT_EQ(folder.listing(), "file");
-    EXPECT_EQ(bytesOf(folder / "file"), "content");
+    EXPECT_EQ(fileText(folder / "file"), "content");
 }

@@ -3,7 +3,9 @@
 #include "streaming/GDALMutex.h"
 #include "streaming/GDALStreamer.h"
 #include "streaming/streamingsupport.h"
+#include "support/GdalOption.h"
 #include "support/TempFolder.h"
+#include "support/gdalhandlers.h"
 #include "support/rasters.h"
 #include "utilities/tilenames.h"
 
@@ -44,24 +46,11 @@ void PrintTo(VerifyCode code, std::ostream* stream)
 
 namespace {
 
-/// Fails the test if GDAL says anything to the application while it lives.
-class NothingSaid
-{
-public:
-    NothingSaid() { CPLPushErrorHandler(fail); }
-    ~NothingSaid() { CPLPopErrorHandler(); }
-    NothingSaid(const NothingSaid&) = delete;
-    NothingSaid& operator=(const NothingSaid&) = delete;
-
-private:
-    static void CPL_STDCALL fail(CPLErr, CPLErrorNum, const char* text) { ADD_FAILURE() << text; }
-};
-
 /// A report under the conditions that hold for each.
 VerifyReport check(const QString& path, bool decode = false)
 {
     const int before = rasters::openDatasets();
-    const NothingSaid silence;
+    const GdalHandler silence([](CPLErr, const std::string& text) { ADD_FAILURE() << text; });
     const VerifyReport report = verify(path, decode);
     EXPECT_EQ(rasters::openDatasets(), before);
     EXPECT_EQ(report.isWhole(), report.noFindings == 0);
@@ -192,13 +181,10 @@ void addOverviews(const QString& path)
 
 void addMask(const QString& path)
 {
-    CPLSetThreadLocalConfigOption("GDAL_TIFF_INTERNAL_MASK", "YES");
-    {
-        const rasters::Dataset file = rasters::open(path, /*update=*/true);
-        EXPECT_EQ(file->CreateMaskBand(GMF_PER_DATASET), CE_None);
-        EXPECT_EQ(file->GetRasterBand(1)->GetMaskBand()->Fill(255), CE_None);
-    }
-    CPLSetThreadLocalConfigOption("GDAL_TIFF_INTERNAL_MASK", nullptr);
+    const GdalOption maskInFile("GDAL_TIFF_INTERNAL_MASK", "YES");
+    const rasters::Dataset file = rasters::open(path, /*update=*/true);
+    EXPECT_EQ(file->CreateMaskBand(GMF_PER_DATASET), CE_None);
+    EXPECT_EQ(file->GetRasterBand(1)->GetMaskBand()->Fill(255), CE_None);
 }
 
 void makeLayout(const QString& path, const LayoutCase& layout)

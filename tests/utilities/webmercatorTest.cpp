@@ -2,7 +2,10 @@
 
 #include "streaming/GDALMutex.h"
 #include "streaming/streamingsupport.h"
+#include "support/GdalOption.h"
 #include "support/TempFolder.h"
+#include "support/exampledata.h"
+#include "support/gdalhandlers.h"
 #include "support/rasters.h"
 
 #include <QDir>
@@ -41,11 +44,6 @@ constexpr double radius = 6378137.0;
 constexpr double pi = 3.14159265358979323846;
 
 const std::string utm16 = "+proj=utm +zone=16 +datum=WGS84 +units=m +no_defs";
-
-QString exampleData(const char* name)
-{
-    return QString(VEXEL_EXAMPLE_DATA) + "/" + name;
-}
 
 /// A piece of the northern Alps in degrees, longitude first: 60 by 40 pixels of a hundredth degree.
 void makeGeographic(const QString& path)
@@ -156,35 +154,17 @@ void expectExtentToAPixel(const QString& path, const Extent& expected)
 }
 
 /// Calls a function with each of GDAL's messages of this thread, those meant for developers included.
-class MessageHook
+struct MessageHook
 {
-public:
-    using Function = std::function<void(CPLErr level, const std::string& text)>;
-
-    explicit MessageHook(Function function) : m_function(std::move(function))
-    {
-        CPLSetThreadLocalConfigOption("CPL_DEBUG", "ON");
-        CPLPushErrorHandlerEx(call, this);
-    }
-    ~MessageHook()
-    {
-        CPLPopErrorHandler();
-        CPLSetThreadLocalConfigOption("CPL_DEBUG", nullptr);
-    }
-    MessageHook(const MessageHook&) = delete;
-    MessageHook& operator=(const MessageHook&) = delete;
+    explicit MessageHook(GdalHandler::Function function) : m_handler(std::move(function)) {}
 
 private:
-    static void CPL_STDCALL call(CPLErr level, CPLErrorNum, const char* text)
-    {
-        static_cast<MessageHook*>(CPLGetErrorHandlerUserData())->m_function(level, text);
-    }
-
-    Function m_function;
+    GdalOption m_debug{"CPL_DEBUG", "ON"};
+    GdalHandler m_handler;
 };
 
 /// Does something when GDAL closes a dataset of that name, which for an output is after it has been written.
-MessageHook::Function whenClosed(const char* name, std::function<void()> action)
+GdalHandler::Function whenClosed(const char* name, std::function<void()> action)
 {
     return [=](CPLErr level, const std::string& text) {
         if (level == CE_Debug && text.find("GDALClose") != std::string::npos &&

@@ -1,5 +1,7 @@
 #include "workspace/Workspace.h"
 
+#include "support/CommaDecimals.h"
+
 #include <gtest/gtest.h>
 
 #include <array>
@@ -747,13 +749,8 @@ TEST(WorkspaceText, LeavesThePrecisionAtTwelve)
 
 TEST(WorkspaceText, IsIndependentOfFormatAndLocaleOfTheStream)
 {
-    struct Grouping : std::numpunct<char>
-    {
-        char do_thousands_sep() const override { return '.'; }
-        std::string do_grouping() const override { return "\3"; }
-    };
     std::ostringstream stream;
-    stream.imbue(std::locale(std::locale::classic(), new Grouping));
+    stream.imbue(commaLocale());
     stream << std::hex << std::showbase << std::showpos << std::setfill('*') << std::setw(200)
            << Workspace(0, -5000000, 1000000, 0, 1000);
     EXPECT_EQ(stream.str(), "{x = [0, 1000000], y = [-5000000, 0], res = 1000, pixels = 1000 x 5000}");
