@@ -21,7 +21,9 @@ void registerDrivers()
         GDALAllRegister();
 }
 
-GDALDriver& driverNamed(const std::string& name)
+} // namespace
+
+GDALDriver& driver(const std::string& name)
 {
     registerDrivers();
     GDALDriver* driver = GetGDALDriverManager()->GetDriverByName(name.c_str());
@@ -30,11 +32,14 @@ GDALDriver& driverNamed(const std::string& name)
     return *driver;
 }
 
-Dataset create(const char* path, const Description& d, const std::string& driver,
+namespace {
+
+Dataset create(const char* path, const Description& d, const std::string& driverName,
                const CPLStringList& options)
 {
-    Dataset dataset(driverNamed(driver).Create(path, d.width, d.height, d.bands, d.type,
-                                               const_cast<CPLStringList&>(options).List()));
+    Dataset dataset(
+        driver(driverName)
+            .Create(path, d.width, d.height, d.bands, d.type, const_cast<CPLStringList&>(options).List()));
     if (!dataset)
         throw std::runtime_error(std::string("GDAL cannot create ") + path);
     if (d.geotransform) {
@@ -75,8 +80,8 @@ void make(const QString& path, const Description& d, const PixelValue& value)
     }
     const Dataset memory = create("", d, "MEM", CPLStringList());
     fill(*memory, d, value);
-    const Dataset copy(driverNamed(d.driver).CreateCopy(name.constData(), memory.get(), FALSE, options.List(),
-                                                        nullptr, nullptr));
+    const Dataset copy(
+        driver(d.driver).CreateCopy(name.constData(), memory.get(), FALSE, options.List(), nullptr, nullptr));
     if (!copy)
         throw std::runtime_error("GDAL cannot write " + path.toStdString());
 }

@@ -36,6 +36,9 @@ struct Description
 /// Value of a pixel; `band` counts from 1.
 using PixelValue = std::function<double(int x, int y, int band)>;
 
+/// GDAL's driver of that name. Throws if there is none.
+GDALDriver& driver(const std::string& name);
+
 /// Writes a file with the given pixels. PNG and JPEG go through a copy. Throws if GDAL refuses.
 void make(const QString& path, const Description& description, const PixelValue& value);
 
