@@ -1,10 +1,10 @@
 #include "imageloader/GDALImageLoader.h"
 
 #include "images.h"
+#include "readfixtures.h"
 #include "support/TempFolder.h"
 #include "utilities/tilenames.h"
 
-#include <cpl_error.h>
 #include <gtest/gtest.h>
 
 #include <future>
@@ -18,9 +18,6 @@ using vexel::GDALImageLoader;
 
 namespace {
 
-constexpr int width = 41;
-constexpr int height = 30;
-
 /// Width and height after a reduction by 1 to 4: 20.5 is rounded up, 13.7 too, 10.25 and 7.5 down and up.
 struct Size
 {
@@ -29,60 +26,6 @@ struct Size
 };
 constexpr Size sizeAtLevel[] = {{0, 0}, {41, 30}, {21, 15}, {14, 10}, {10, 8}};
 
-/// The stated formula, spelt out.
-unsigned char grayOf(unsigned int colour, const std::vector<double>& w)
-{
-    const double red = colour >> 16 & 0xFFu;
-    const double green = colour >> 8 & 0xFFu;
-    const double blue = colour & 0xFFu;
-    double sum = green * w[1] + red * w[0];
-    sum += blue * w[2];
-    sum += 0.5;
-    return static_cast<unsigned char>(sum);
-}
-
-std::vector<double> dividedBySum(std::vector<double> w)
-{
-    const double sum = w[0] + w[1] + w[2];
-    for (double& weight : w)
-        weight /= sum;
-    return w;
-}
-
-Gray grayOf(const Colour& colour, const std::vector<double>& givenWeights = weights)
-{
-    const std::vector<double> w = dividedBySum(givenWeights);
-    Gray gray(colour.rows(), colour.cols());
-    for (Eigen::Index i = 0; i < colour.size(); ++i)
-        gray.data()[i] = grayOf(colour.data()[i], w);
-    return gray;
-}
-
-/// The gray value that a loader of such weights reads for one colour.
-int grayRead(const std::vector<double>& givenWeights, unsigned int red, unsigned int green, unsigned int blue)
-{
-    const TempFolder folder;
-    make(folder / "a.tif", 1, 1, 3, bandsOf(Colour::Constant(1, 1, packed(red, green, blue))));
-    Gray gray;
-    EXPECT_TRUE(GDALImageLoader(folder / "a.tif", givenWeights).readGray(gray, 1));
-    return gray.size() == 1 ? gray(0, 0) : -1;
-}
-
-/// Matrices that are told from all results.
-struct Untouched
-{
-    Colour colour = Colour::Constant(2, 3, 0x12345678u);
-    Gray gray = Gray::Constant(2, 3, 123);
-    Floats floats = Floats::Constant(2, 3, -7.5f);
-
-    void expect() const
-    {
-        EXPECT_EQ(colour, Untouched().colour);
-        EXPECT_EQ(gray, Untouched().gray);
-        EXPECT_EQ(floats, Untouched().floats);
-    }
-};
-
 void expectNothingReads(const GDALImageLoader& loader, const QString& path, int level)
 {
     Untouched out;
@@ -90,33 +33,6 @@ void expectNothingReads(const GDALImageLoader& loader, const QString& path, int 
     EXPECT_FALSE(loader.readGray(path, out.gray, level));
     EXPECT_FALSE(loader.readFloat(path, out.floats, level));
     out.expect();
-}
-
-/// Counts GDAL's errors of this thread, which do not show elsewhere.
-class GdalErrors
-{
-public:
-    int number() const { return m_number; }
-
-private:
-    int m_number = 0;
-    GdalHandler m_handler{
-        [this](CPLErr level, const std::string&) { m_number += level >= CE_Failure ? 1 : 0; }};
-};
-
-/// A raster that opens, and whose pixels cannot be read.
-void makeUnreadable(const QString& path, int bands, const char* type)
-{
-    std::string text = "<VRTDataset rasterXSize=\"4\" rasterYSize=\"3\">\n";
-    for (int band = 1; band <= bands; ++band)
-        text +=
-            "<VRTRasterBand dataType=\"" + std::string(type) + "\" band=\"" + std::to_string(band) +
-            "\"><SimpleSource><SourceFilename relativeToVRT=\"1\">gone.tif</SourceFilename>"
-            "<SourceBand>1</SourceBand><SourceProperties RasterXSize=\"4\" RasterYSize=\"3\" DataType=\"" +
-            type +
-            "\" BlockXSize=\"4\" BlockYSize=\"3\"/><SrcRect xOff=\"0\" yOff=\"0\" xSize=\"4\" ySize=\"3\"/>"
-            "<DstRect xOff=\"0\" yOff=\"0\" xSize=\"4\" ySize=\"3\"/></SimpleSource></VRTRasterBand>\n";
-    makeFile(path, text + "</VRTDataset>\n");
 }
 
 } // namespace
@@ -377,107 +293,6 @@ INSTANTIATE_TEST_SUITE_P(Files, GDALImageLoaderTypes,
                                          RefusalCase{"FloatColour", "Float32", 3, false, false, false},
                                          RefusalCase{"Double", "Float64", 1, false, false, false}),
                          [](const auto& row) { return std::string(row.param.name); });
-
-TEST(GDALImageLoaderWeights, MustBeThreeForColour)
-{
-    const TempFolder folder;
-    makeUnreadable(folder / "colour.vrt", 3, "Byte");
-    make(folder / "gray.tif", width, height, 1);
-    const std::vector<std::vector<double>> unusable = {{},  {0, 0, 0}, {1, -1, 0},  {0.5, -0.25, -0.25},
-                                                       {1}, {1, 1},    {1, 1, 1, 1}};
-    for (const std::vector<double>& w : unusable) {
-        Untouched out;
-        const GDALImageLoader loader(folder / "colour.vrt", w);
-        const GdalErrors errors;
-        EXPECT_FALSE(loader.readGray(out.gray, 1));
-        EXPECT_EQ(errors.number(), 0) << "refused before pixels are read";
-        out.expect();
-        EXPECT_TRUE(loader.readGray(folder / "gray.tif", out.gray, 1)) << "gray needs no weights";
-        EXPECT_EQ(out.gray, noiseMatrix<unsigned char>(width, height));
-    }
-}
-
-struct GrayCase
-{
-    const char* name;
-    std::vector<double> weights;
-    unsigned int red, green, blue;
-    int gray;
-};
-
-class GDALImageLoaderGray : public testing::TestWithParam<GrayCase>
-{};
-
-TEST_P(GDALImageLoaderGray, IsTheWeightedSum)
-{
-    const GrayCase& row = GetParam();
-    EXPECT_EQ(grayRead(row.weights, row.red, row.green, row.blue), row.gray);
-}
-
-constexpr double infinite = std::numeric_limits<double>::infinity();
-constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
-
-INSTANTIATE_TEST_SUITE_P(
-    Weights, GDALImageLoaderGray,
-    testing::Values(GrayCase{"RedIsFirst", {1, 0, 0}, 10, 20, 30, 10},
-                    GrayCase{"GreenIsSecond", {0, 1, 0}, 10, 20, 30, 20},
-                    GrayCase{"BlueIsThird", {0, 0, 1}, 10, 20, 30, 30},
-                    GrayCase{"Luma", {0.299, 0.587, 0.114}, 200, 100, 50, 124}, // 124.2
-                    GrayCase{"WhiteStaysWhite", {0.299, 0.587, 0.114}, 255, 255, 255, 255},
-                    GrayCase{"ThirdsRoundDown", {1, 1, 1}, 10, 20, 40, 23},          // 23.3
-                    GrayCase{"ThirdsRoundUp", {1, 1, 1}, 10, 20, 41, 24},            // 23.7
-                    GrayCase{"OnlyProportionsCount", {20, 10, 10}, 100, 50, 20, 68}, // 67.5
-                    GrayCase{"HalfRoundsUp", {0.5, 0.5, 0}, 1, 0, 0, 1},             // 0.5
-                    GrayCase{"JustBelowHalf", {0.25, 0.5, 0.25}, 1, 0, 0, 0},        // 0.25
-                    GrayCase{"NegativeSum", {-2, -1, -1}, 100, 50, 20, 68},          // divided by -4
-                    // Rows that come out otherwise if the sum is taken in another order.
-                    GrayCase{"GreenAndRedFirst", {0.1, 0.7, 0.2}, 1, 92, 80, 80},
-                    GrayCase{"BlueNotBeforeRed", {0.1, 0.7, 0.2}, 1, 112, 250, 129},
-                    GrayCase{"HalfNotWithBlue", {5, 7, 2}, 159, 74, 110, 109},
-                    GrayCase{"HalfLast", {9, 3, 6}, 35, 86, 23, 40},
-                    // Beyond a byte: truncated toward zero, low 8 bits.
-                    GrayCase{"Above", {-1, 3, -1}, 0, 255, 0, 253},              // 765.5
-                    GrayCase{"Below", {-1, 3, -1}, 200, 0, 0, 57},               // -199.5
-                    GrayCase{"BetweenMinusOneAndZero", {-1, 3, -1}, 1, 0, 0, 0}, // -0.5
-                    GrayCase{"BeyondMinusOne", {-1, 3, -1}, 2, 0, 0, 255},       // -1.5
-                    // 3e10 + 5, of which 255 bits 0 to 7 are left.
-                    GrayCase{"BeyondThirtyTwoBits", {1e10, 1, -1e10}, 3, 5, 0, (30000000005 & 0xFF)},
-                    GrayCase{"BeyondSixtyFourBits", {0x1p80, -0x1p80, 0x1p10}, 255, 0, 0, 255},
-                    GrayCase{"BelowSixtyFourBits", {0x1p80, -0x1p80, 0x1p10}, 0, 255, 0, 0},
-                    GrayCase{"Infinite", {infinite, 1, 1}, 1, 2, 3, 0},
-                    GrayCase{"NotANumber", {notANumber, 1, 1}, 1, 2, 3, 0}),
-    [](const auto& row) { return std::string(row.param.name); });
-
-TEST(GDALImageLoaderWeights, AreCopied)
-{
-    const TempFolder folder;
-    make(folder / "a.tif", 1, 1, 3, bandsOf(Colour::Constant(1, 1, packed(10, 20, 30))));
-    std::vector<double> own{1, 0, 0};
-    const GDALImageLoader loader(folder / "a.tif", own);
-    own = {0, 1, 0};
-    Gray gray;
-    EXPECT_TRUE(loader.readGray(gray, 1));
-    EXPECT_EQ(gray(0, 0), 10);
-}
-
-TEST(GDALImageLoaderCopy, HasPathAndWeights)
-{
-    const TempFolder folder;
-    make(folder / "a.tif", width, height, 3);
-    const Gray expected = grayOf(reducedColour(folder / "a.tif", 3, width, height));
-    GDALImageLoader assigned("none.tif", {});
-    {
-        const GDALImageLoader original(folder / "a.tif", weights);
-        const GDALImageLoader copy(original);
-        Gray gray;
-        EXPECT_TRUE(copy.readGray(gray, 1));
-        EXPECT_EQ(gray, expected);
-        assigned = original;
-    }
-    Gray gray;
-    EXPECT_TRUE(assigned.readGray(gray, 1));
-    EXPECT_EQ(gray, expected);
-}
 
 TEST(GDALImageLoaderLargeImages, AreConvertedAsSmallOnesAre)
 {
