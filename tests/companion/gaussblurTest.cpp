@@ -1,6 +1,7 @@
 #include "companion/gaussblur.h"
 
 #include "support/rasters.h"
+#include "support/sampledgaussian.h"
 
 #include <gtest/gtest.h>
 
@@ -57,20 +58,6 @@ int reachOf(float sigma)
     return std::max(8, static_cast<int>(std::ceil(20.0f * sigma)));
 }
 
-/// The Gaussian sampled at whole pixels from -reach to reach, scaled to sum 1.
-std::vector<double> gaussian(float sigma, int reach)
-{
-    std::vector<double> weights;
-    double sum = 0.0;
-    for (int i = -reach; i <= reach; ++i) {
-        weights.push_back(std::exp(-0.5 * i * i / (static_cast<double>(sigma) * sigma)));
-        sum += weights.back();
-    }
-    for (double& weight : weights)
-        weight /= sum;
-    return weights;
-}
-
 enum class Axis
 {
     Row,
@@ -92,7 +79,7 @@ std::vector<double> impulseResponse(float sigma, int order, Axis axis)
 double deviation(float sigma, int order, Axis axis)
 {
     const std::vector<double> response = impulseResponse(sigma, order, axis);
-    const std::vector<double> exact = gaussian(sigma, reachOf(sigma));
+    const std::vector<double> exact = sampledGaussian(sigma, reachOf(sigma));
     double largest = 0.0;
     for (std::size_t i = 0; i < exact.size(); ++i)
         largest = std::max(largest, std::fabs(response[i] - exact[i]));
@@ -176,7 +163,7 @@ TEST_P(GaussBlurImpulse, InTwoDimensionsIsTheProductOfBoth)
         image(reach, reach) = 1.0f;
         image = blurred(image, sigma, GetParam().order);
         const std::vector<double> line = impulseResponse(sigma, GetParam().order, Axis::Row);
-        const std::vector<double> exact = gaussian(sigma, reach);
+        const std::vector<double> exact = sampledGaussian(sigma, reach);
         const double peak = exact[static_cast<std::size_t>(reach)] * exact[static_cast<std::size_t>(reach)];
         for (int y = 0; y < size; ++y)
             for (int x = 0; x < size; ++x) {
@@ -263,7 +250,7 @@ TEST_P(GaussBlurBorder, IsAsIfTheEdgePixelsWentOnForEver)
 Image convolved(const Image& image, float sigma)
 {
     const int reach = static_cast<int>(std::ceil(6.0f * sigma));
-    const std::vector<double> weights = gaussian(sigma, reach);
+    const std::vector<double> weights = sampledGaussian(sigma, reach);
     const auto along = [&](const auto& pixels) {
         Eigen::MatrixXd sums = Eigen::MatrixXd::Zero(pixels.rows(), pixels.cols());
         for (int i = -reach; i <= reach; ++i)
@@ -320,7 +307,7 @@ TEST_P(GaussBlurImpulse, StepDoesNotRing)
         step = blurred(step, sigma, GetParam().order);
 
         // The exact step, and how far the response can sum up to be off.
-        const std::vector<double> exact = gaussian(sigma, half);
+        const std::vector<double> exact = sampledGaussian(sigma, half);
         const std::vector<double> response = impulseResponse(sigma, GetParam().order, Axis::Row);
         double reached = 0.0;
         double off = FLT_EPSILON;

@@ -1,6 +1,8 @@
 #include "downsamplers/DownsamplerFactory.h"
 #include "support/TempFolder.h"
 #include "support/downsampling.h"
+#include "support/exampledata.h"
+#include "support/sampledgaussian.h"
 
 #include <gtest/gtest.h>
 
@@ -31,21 +33,6 @@ struct Band
     }
 };
 
-/// The Gaussian sampled at whole pixels out to six sigma, scaled to sum 1.
-Values kernel(double sigma)
-{
-    const int reach = static_cast<int>(std::ceil(6.0 * sigma));
-    Values weights;
-    double sum = 0.0;
-    for (int i = -reach; i <= reach; ++i) {
-        weights.push_back(std::exp(-0.5 * i * i / (sigma * sigma)));
-        sum += weights.back();
-    }
-    for (double& weight : weights)
-        weight /= sum;
-    return weights;
-}
-
 int centre(int index, double factor)
 {
     return static_cast<int>(std::floor((index + 0.5) * factor));
@@ -71,7 +58,7 @@ void convolveLine(const double* line, int length, std::ptrdiff_t step, const Val
 /// The band convolved, at the centre of each block of `factor` by `factor` pixels.
 Values convolved(const Band& band, double sigma, double factor, int columns, int rows)
 {
-    const Values weights = kernel(sigma);
+    const Values weights = sampledGaussian(sigma, static_cast<int>(std::ceil(6.0 * sigma)));
     Values narrow(static_cast<std::size_t>(columns) * static_cast<std::size_t>(band.height));
     for (int y = 0; y < band.height; ++y)
         convolveLine(band.pixels.data() + std::ptrdiff_t{y} * band.width, band.width, 1, weights, factor,
@@ -144,7 +131,7 @@ protected:
 
 TEST_P(DownsamplerGaussReference, ColourSceneIsConvolved)
 {
-    const QString scene = VEXEL_EXAMPLE_DATA "/naip_washington_rgba.tif";
+    const QString scene = exampleData("naip_washington_rgba.tif");
     std::vector<Band> bands;
     for (int band = 1; band <= 3; ++band)
         bands.push_back({640, 640, rasters::pixels(scene, band)});

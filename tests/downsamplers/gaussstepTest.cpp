@@ -1,11 +1,11 @@
 #include "downsamplers/gaussstep.h"
 
 #include "companion/gaussrecursion.h"
+#include "support/boxes.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-
 #include <climits>
 #include <cmath>
 #include <limits>
@@ -16,11 +16,6 @@
 namespace {
 
 using namespace vexel;
-
-PixelBox box(int x0, int y0, int x1, int y1)
-{
-    return {PixelPoint(x0, y0), PixelPoint(x1, y1)};
-}
 
 // ---- Width of the blur and margin
 
