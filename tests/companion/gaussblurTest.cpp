@@ -1,13 +1,11 @@
 #include "companion/gaussblur.h"
 
+#include "support/Threads.h"
 #include "support/rasters.h"
 #include "support/sampledgaussian.h"
 
 #include <gtest/gtest.h>
 
-#ifdef _OPENMP
-#include <omp.h>
-#endif
 #ifdef __SSE2__
 #include <xmmintrin.h>
 #endif
@@ -434,23 +432,20 @@ INSTANTIATE_TEST_SUITE_P(Orders, GaussBlurOtherOrder,
 #ifdef _OPENMP
 TEST(GaussBlur, DoesNotDependOnTheNumberOfThreads)
 {
-    const int before = omp_get_max_threads();
     const Image image = noise(1500, 1421); // more than 4 ms at 2 ns a pixel, from which on a team pays
     for (const int order : {2, 3, 4}) {
-        omp_set_num_threads(1);
+        const Threads one(1);
         const Image alone = blurred(image, 3.6715f, order);
         for (const int threads : {2, 3, 7}) {
-            omp_set_num_threads(threads);
+            const Threads team(threads);
             EXPECT_TRUE(sameBits(blurred(image, 3.6715f, order), alone)) << threads << " threads";
         }
     }
-    omp_set_num_threads(before);
 }
 
 TEST(GaussBlur, LeavesTinyNumbersToItsThreads)
 {
-    const int before = omp_get_max_threads();
-    omp_set_num_threads(3);
+    const Threads team(3);
     blurred(noise(1500, 1421), 2.0f, 4);
     int lost = 0;
 #pragma omp parallel reduction(+ : lost)
@@ -458,7 +453,6 @@ TEST(GaussBlur, LeavesTinyNumbersToItsThreads)
         const volatile float smallest = FLT_MIN;
         lost += smallest / 2 > 0.0f ? 0 : 1;
     }
-    omp_set_num_threads(before);
     EXPECT_EQ(lost, 0);
 }
 #endif

@@ -1,5 +1,7 @@
 #include "companion/parallelrows.h"
 
+#include "support/Threads.h"
+
 #include <gtest/gtest.h>
 #include <omp.h>
 
@@ -18,19 +20,11 @@ namespace {
 class ParallelRows : public testing::Test
 {
 protected:
-    ParallelRows() : m_threads(omp_get_max_threads()), m_dynamic(omp_get_dynamic())
-    {
-        omp_set_dynamic(0);
-        omp_set_num_threads(4);
-    }
-    ~ParallelRows() override
-    {
-        omp_set_num_threads(m_threads);
-        omp_set_dynamic(m_dynamic);
-    }
+    ParallelRows() : m_dynamic(omp_get_dynamic()) { omp_set_dynamic(0); }
+    ~ParallelRows() override { omp_set_dynamic(m_dynamic); }
 
 private:
-    int m_threads;
+    const Threads m_team{4};
     int m_dynamic;
 };
 

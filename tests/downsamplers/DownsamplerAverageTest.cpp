@@ -1,6 +1,7 @@
 #include "downsamplers/DownsamplerAverage.h"
 
 #include "support/TempFolder.h"
+#include "support/Threads.h"
 #include "support/downsampling.h"
 #include "support/reducers.h"
 
@@ -10,10 +11,6 @@
 #include <limits>
 #include <type_traits>
 #include <vector>
-
-#ifdef _OPENMP
-#include <omp.h>
-#endif
 
 namespace {
 
@@ -108,15 +105,13 @@ TEST(DownsamplerAverage, StaysInsideTheBlockOfAWiderMatrix)
 #ifdef _OPENMP
 std::vector<double> averagedWithThreads(const TempFolder& folder, int threads)
 {
-    const int before = omp_get_max_threads();
-    omp_set_num_threads(threads);
+    const Threads team(threads);
     const QString output = folder / QString("out%1.tif").arg(threads);
     {
         vexel::DownsamplerAverage job(folder / "in.tif", output, QString(), 2.3,
                                       vexel::ImageAlphaType::LastBand, vexel::GdalFileType::SingleFile);
         EXPECT_TRUE(downsampling::run(job));
     }
-    omp_set_num_threads(before);
     return rasters::pixels(output, 1);
 }
 
