@@ -135,7 +135,8 @@ DownsamplerBase::DownsamplerBase(const QString& inputPath, const QString& output
 
     const std::int64_t outputRes = arithmetic::roundHalfAway(static_cast<double>(input.res()) * factor);
     const Workspace extent(input.workspace().mbounds(), outputRes);
-    if (writingWouldDelete(filesOf(input), outputPath, fileType, extent, outputTileSize, outputTileSize) ||
+    const QStringList replaced = pathsOfTarget(outputPath, fileType, extent, outputTileSize, outputTileSize);
+    if (anyIsReadFor(replaced, filesOf(input)) ||
         !output.openWrite(outputPath, input.noBands(), input.dtype(), extent, wkt, QString(), QString(),
                           fileType, outputTileSize, outputTileSize))
         throwUnableToOpen("output", outputPath);

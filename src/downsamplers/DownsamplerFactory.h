@@ -36,8 +36,9 @@ namespace vexel::DownsamplerFactory {
 /// @throws std::logic_error   "Undefined value for DownsamplingStrategy" for a value that is none; nothing
 ///                            has been opened.
 /// @throws std::runtime_error "Unable to open input file '…'" or "Unable to open output file '…'"; the latter
-///                            also, before anything is deleted, if the output would overwrite the input, has
-///                            no pixels, or would be finer than half the input's resolution.
+///                            also, before anything is deleted, if the output would overwrite a file that GDAL
+///                            reads for the input (side files and sources of virtual rasters included), has no
+///                            pixels, or would be finer than half the input's resolution.
 ///
 /// The warp strategy opens nothing here and takes any `fileType`; it reads and writes single files, and
 /// ignores `wkt`.

@@ -5,6 +5,7 @@
 #include "companion/gdaldrivers.h"
 #include "companion/log.h"
 #include "streaming/gdaldataset.h"
+#include "streaming/writetargets.h"
 #include "utilities/WarpOutput.h"
 
 #include <gdal_priv.h>
@@ -129,7 +130,8 @@ bool DownsamplerWarp::do_init(std::size_t& steps)
 
 bool DownsamplerWarp::isPossible() const
 {
-    return std::isfinite(m_resolution) && m_resolution > 0.0 && !file::samepath(m_inputPath, m_outputPath);
+    return std::isfinite(m_resolution) && m_resolution > 0.0 && !file::samepath(m_inputPath, m_outputPath) &&
+           !anyIsReadFor(pathsOfTarget(m_outputPath), {m_inputPath});
 }
 
 bool DownsamplerWarp::do_step(std::size_t)

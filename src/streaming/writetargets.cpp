@@ -2,11 +2,14 @@
 
 #include "companion/file.h"
 #include "companion/nativepath.h"
+#include "companion/sidepaths.h"
 #include "streaming/pixeltypes.h"
+#include "utilities/sourcefiles.h"
 #include "utilities/tilenames.h"
 
 #include <filesystem>
 #include <set>
+#include <system_error>
 
 namespace vexel {
 
@@ -14,6 +17,9 @@ namespace {
 
 constexpr const char* workingEnding = "_tmp.tif";
 constexpr const char* unfinishedEnding = "_new_tmp.tif";
+
+/// A raster file and what GDAL keeps beside it: overviews, statistics, mask.
+constexpr const char* rasterEndings[] = {"", ".ovr", ".aux.xml", ".msk"};
 
 bool isTileOf(const QString& path, const QString& setPath, TileFile& tile)
 {
@@ -30,13 +36,23 @@ QString identity(const QString& path)
     return error ? path : QString::fromStdString(file::utf8Of(canonical));
 }
 
-/// A set of the standard library: that of Qt 6 ends the process where memory is short.
-using Paths = std::set<QString>;
-
-void addTarget(Paths& targets, const QString& path)
+void addIfThere(QStringList& paths, const QString& path)
 {
-    targets.insert(identity(path));
-    targets.insert(identity(workingPath(path)));
+    std::error_code error;
+    const auto status = std::filesystem::symlink_status(file::nativePath(path), error);
+    if (error ? error != std::errc::no_such_file_or_directory : std::filesystem::exists(status))
+        paths << path;
+}
+
+/// What may be deleted or replaced in the course of writing one raster file.
+void addTarget(QStringList& paths, const QString& target)
+{
+    for (const QString& raster : {target, workingPath(target), unfinishedPath(target)}) {
+        for (const char* ending : rasterEndings)
+            addIfThere(paths, raster + ending);
+        addIfThere(paths, gdal::path2tfw(raster));
+        addIfThere(paths, gdal::path2prj(raster));
+    }
 }
 
 } // namespace
@@ -84,7 +100,7 @@ QString unfinishedPath(const QString& path)
 
 void removeRasterFile(const QString& path)
 {
-    for (const char* ending : {"", ".ovr", ".aux.xml", ".msk"})
+    for (const char* ending : rasterEndings)
         file::remove(path + ending);
 }
 
@@ -118,22 +134,40 @@ QString tilePath(const QString& setPath, const Workspace& grid, std::uint64_t i)
     return gdal::tile2path(setPath, cell.x() + 1, cell.y() + 1);
 }
 
-bool writingWouldDelete(const QStringList& files, const QString& path, GdalFileType ftype,
-                        const Workspace& extent, int tileWidth, int tileHeight)
+QStringList pathsOfTarget(const QString& path)
 {
-    Paths targets;
-    if (ftype == GdalFileType::TileSet) {
-        for (const TileFile& tile : tileFilesOf(path))
-            addTarget(targets, tile.path);
-        Workspace grid = extent;
-        grid.createTiles(tileWidth, tileHeight);
-        for (std::uint64_t i = 0; i < grid.noTiles(); ++i)
-            addTarget(targets, tilePath(path, grid, i));
-    } else {
-        addTarget(targets, path);
-    }
-    for (const QString& file : files)
-        if (targets.count(identity(file)))
+    QStringList paths;
+    addTarget(paths, path);
+    return paths;
+}
+
+QStringList pathsOfTarget(const QString& path, GdalFileType ftype, const Workspace& extent, int tileWidth,
+                          int tileHeight)
+{
+    if (ftype != GdalFileType::TileSet)
+        return pathsOfTarget(path);
+    QStringList paths;
+    for (const TileFile& tile : tileFilesOf(path))
+        addTarget(paths, tile.path);
+    for (const QString& tile : cutOffTilesOf(path))
+        addTarget(paths, tile);
+    Workspace grid = extent;
+    grid.createTiles(tileWidth, tileHeight);
+    for (std::uint64_t i = 0; i < grid.noTiles(); ++i)
+        addTarget(paths, tilePath(path, grid, i));
+    return paths;
+}
+
+bool anyIsReadFor(const QStringList& paths, const QStringList& rasters)
+{
+    if (paths.isEmpty())
+        return false;
+    // A set of the standard library: that of Qt 6 ends the process where memory is short.
+    std::set<QString> identities;
+    for (const QString& path : paths)
+        identities.insert(identity(path));
+    for (const QString& file : gdal::filesBehind(rasters))
+        if (identities.count(identity(file)) > 0)
             return true;
     return false;
 }

@@ -47,10 +47,18 @@ bool hasRoomForAllPixels(const GDALStreamer::gdal_t& raster, QString& reason);
 /// The path of tile `i` of a set with the given grid.
 QString tilePath(const QString& setPath, const Workspace& grid, std::uint64_t i);
 
-/// True when writing a raster would delete one of `files`: an earlier raster or tile of that name, or its
-/// working file. Looks at the names of the folder only, and sees through links and spellings.
-bool writingWouldDelete(const QStringList& files, const QString& path, GdalFileType ftype,
-                        const Workspace& extent, int tileWidth, int tileHeight);
+/// Every path that is there and that opening, completing, failing or discarding a raster file of that name may delete or
+/// replace: the file, its working and its unfinished one, and what lies beside each of them.
+QStringList pathsOfTarget(const QString& path);
+
+/// The same for a whole raster. For a tile set these are the paths of its tiles and of those of any earlier set of that
+/// name, outside the grid or cut off too.
+QStringList pathsOfTarget(const QString& path, GdalFileType ftype, const Workspace& extent, int tileWidth,
+                          int tileHeight);
+
+/// True if GDAL reads one of the paths for one of the raster files: as the file itself, beside it, or as a source of a
+/// virtual one. Sees through links and spellings. Opens the rasters unless there are no paths.
+bool anyIsReadFor(const QStringList& paths, const QStringList& rasters);
 
 } // namespace vexel
 

@@ -3,6 +3,7 @@
 #include "companion/CommandOptions.h"
 #include "companion/file.h"
 #include "streaming/GDALMutex.h"
+#include "streaming/writetargets.h"
 #include "utilities/WarpOutput.h"
 #include "utilities/definitionfile.h"
 #include "utilities/webmercatorarguments.h"
@@ -58,6 +59,12 @@ bool warpToGoogle(const QString& input, const QString& output, const QString& so
     const GDALMutex lock;
     const QString sourceSrsFile = file::basepath(output) + "_src.prj";
     const QString targetSrsFile = file::basepath(output) + "_dst.prj";
+    QStringList replaced = pathsOfTarget(output);
+    for (const QString& srsFile : {sourceSrsFile, targetSrsFile})
+        if (file::exists(srsFile))
+            replaced << srsFile;
+    if (anyIsReadFor(replaced, {input}))
+        return false;
     // Not looked at: GDAL refuses a reference file that is missing or makes no sense.
     file::writeText(sourceSrsFile, sourceSrs);
     file::writeText(targetSrsFile, webMercator);

@@ -6,11 +6,10 @@
 #include "support/damage.h"
 #include "support/downsampling.h"
 #include "support/files.h"
+#include "support/gdalhandlers.h"
 #include "support/rasters.h"
 
 #include <gtest/gtest.h>
-
-#include <cpl_error.h>
 
 #include <stdexcept>
 #include <string>
@@ -20,19 +19,6 @@
 namespace {
 
 using vexel::DownsamplingStrategy;
-
-/// Keeps GDAL's own messages off standard error, those of its threads too.
-class QuietProcess
-{
-public:
-    QuietProcess() : m_former(CPLSetErrorHandler(CPLQuietErrorHandler)) {}
-    ~QuietProcess() { CPLSetErrorHandler(m_former); }
-    QuietProcess(const QuietProcess&) = delete;
-    QuietProcess& operator=(const QuietProcess&) = delete;
-
-private:
-    CPLErrorHandler m_former;
-};
 
 void downsample(DownsamplingStrategy strategy, const TempFolder& folder)
 {

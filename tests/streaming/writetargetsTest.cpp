@@ -24,7 +24,7 @@ constexpr int tileSize = 100;
 
 bool deletes(const QString& file, const QString& path, GdalFileType ftype)
 {
-    return writingWouldDelete({file}, path, ftype, Workspace(0, 0, 250, 150, 1), tileSize, tileSize);
+    return anyIsReadFor(pathsOfTarget(path, ftype, Workspace(0, 0, 250, 150, 1), tileSize, tileSize), {file});
 }
 
 } // namespace

@@ -17,6 +17,19 @@ public:
     QuietGdal& operator=(const QuietGdal&) = delete;
 };
 
+/// Keeps GDAL's own messages of all threads away while it lives.
+class QuietProcess
+{
+public:
+    QuietProcess() : m_former(CPLSetErrorHandler(CPLQuietErrorHandler)) {}
+    ~QuietProcess() { CPLSetErrorHandler(m_former); }
+    QuietProcess(const QuietProcess&) = delete;
+    QuietProcess& operator=(const QuietProcess&) = delete;
+
+private:
+    CPLErrorHandler m_former;
+};
+
 /// Calls a function with each of GDAL's messages of this thread while it lives. The function may throw, as an
 /// application's handler may.
 class GdalHandler

@@ -3,11 +3,10 @@
 #include "streaming/streamingsupport.h"
 #include "support/TempFolder.h"
 #include "support/damage.h"
+#include "support/gdalhandlers.h"
 #include "support/rasters.h"
 
 #include <gtest/gtest.h>
-
-#include <cpl_error.h>
 
 #include <array>
 #include <string>
@@ -19,19 +18,6 @@ using vexel::gdal::warpToGoogle;
 
 namespace {
 
-/// Keeps GDAL's own messages off standard error, those of its threads too.
-class QuietThreads
-{
-public:
-    QuietThreads() : m_former(CPLSetErrorHandler(CPLQuietErrorHandler)) {}
-    ~QuietThreads() { CPLSetErrorHandler(m_former); }
-    QuietThreads(const QuietThreads&) = delete;
-    QuietThreads& operator=(const QuietThreads&) = delete;
-
-private:
-    CPLErrorHandler m_former;
-};
-
 QString zone33()
 {
     return QString::fromStdString(rasters::wkt(32633));
@@ -42,7 +28,7 @@ QString zone33()
 TEST(WarpToGoogleThatFails, KeepsAnEarlierOutputWhereTheInputIsMissing)
 {
     const TempFolder folder;
-    const QuietThreads quiet;
+    const QuietProcess quiet;
     makeFile(folder / "web.tif", "earlier");
     EXPECT_TRUE(warpToGoogle(folder / "none.tif", folder / "web.tif", zone33()));
     EXPECT_EQ(folder.listing(), "web.tif");
@@ -52,7 +38,7 @@ TEST(WarpToGoogleThatFails, KeepsAnEarlierOutputWhereTheInputIsMissing)
 TEST(WarpToGoogleThatFails, LeavesNoPartOfItsOutput)
 {
     const TempFolder folder;
-    const QuietThreads quiet;
+    const QuietProcess quiet;
     rasters::Description d{512, 512};
     d.geotransform = std::array<double, 6>{500000, 10, 0, 5000000, 0, -10};
     d.options = {"TILED=YES", "BLOCKXSIZE=64", "BLOCKYSIZE=64", "COMPRESS=DEFLATE"};
@@ -62,4 +48,19 @@ TEST(WarpToGoogleThatFails, LeavesNoPartOfItsOutput)
     rasters::damageBlock(folder / "in.tif", 500, 500, 1);
     EXPECT_TRUE(warpToGoogle(folder / "in.tif", folder / "web.tif", zone33())) << "no usage error";
     EXPECT_EQ(folder.listing(), "in.tif");
+}
+
+TEST(WarpToGoogleThatFails, KeepsWhatTheInputIsMadeOf)
+{
+    const TempFolder folder;
+    rasters::Description d{20, 20};
+    d.geotransform = std::array<double, 6>{500000, 10, 0, 5000000, 0, -10};
+    rasters::make(folder / "web.tif.ovr", d, storedNoise<unsigned char>());
+    rasters::make(folder / "web_src.prj", d, storedNoise<unsigned char>());
+    const std::string overviews = fileText(folder / "web.tif.ovr");
+    for (const char* input : {"web.tif.ovr", "web_src.prj"}) {
+        EXPECT_FALSE(warpToGoogle(folder / input, folder / "web.tif", zone33())) << input;
+        EXPECT_EQ(folder.listing(), "web.tif.ovr web_src.prj");
+    }
+    EXPECT_EQ(fileText(folder / "web.tif.ovr"), overviews);
 }
