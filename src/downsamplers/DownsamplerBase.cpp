@@ -107,6 +107,16 @@ PixelBox stripBox(const PixelBox& outBox, const BlockRun& columns, const BlockRu
             PixelPoint(at(first.x(), columns.endBlock, end.x()), at(first.y(), rows.endBlock, end.y()))};
 }
 
+/// Always false, for the step that ends with it.
+bool tellUnwritten(const GDALStreamer& output)
+{
+    const QString reason = errnoText();
+    log::LogStreamer(log::defaultLogSource(), log::level::error, QString(),
+                     log::FileAndLine("DownsamplerBase", 199))
+        << "Unable to write tile to '" << output.path() << "': " << reason;
+    return false;
+}
+
 } // namespace
 
 DownsamplerBase::DownsamplerBase() : Worker(1)
@@ -288,11 +298,24 @@ void DownsamplerBase::reduceRow(const PixelRows<float>& pixels, const PixelRows<
 
 bool DownsamplerBase::writeNoData(const TileStep& plan)
 {
-    const auto noBands = static_cast<Eigen::Index>(input.noBands());
-    PixelMatrix<float> result = PixelMatrix<float>::Constant(noBands * plan.rows, plan.columns, noData);
-    if (alpha)
-        result.bottomRows(plan.rows).setZero();
-    return writeStrip(plan, {0, plan.columns, 0, 0, 0}, {0, plan.rows, 0, 0, 0}, result);
+    if (!output.opened())
+        return tellUnwritten(output);
+    constexpr std::int64_t valuesAtATime = 1 << 20;
+    const auto noBands = static_cast<std::int64_t>(input.noBands());
+    const std::int64_t rowsAtATime =
+        std::max<std::int64_t>(valuesAtATime / std::max<std::int64_t>(noBands * plan.columns, 1), 1);
+    PixelMatrix<float> strip;
+    for (std::int64_t first = 0; first < plan.rows; first += rowsAtATime) {
+        const std::int64_t rows = std::min(rowsAtATime, plan.rows - first);
+        if (strip.rows() != noBands * rows) {
+            strip = PixelMatrix<float>::Constant(noBands * rows, plan.columns, noData);
+            if (alpha)
+                strip.bottomRows(rows).setZero();
+        }
+        if (!writeStrip(plan, {0, plan.columns, 0, 0, 0}, {first, first + rows, 0, 0, 0}, strip))
+            return false;
+    }
+    return true;
 }
 
 template <class Out>
@@ -304,13 +327,7 @@ bool DownsamplerBase::writeStrip(const TileStep& plan, const BlockRun& columns, 
     const PixelBox box = stripBox(plan.outBox, columns, rows);
     const bool isEmpty =
         box.min_corner().x() >= box.max_corner().x() || box.min_corner().y() >= box.max_corner().y();
-    if (output.opened() && (isEmpty || output.writeBands(result, bands, box)))
-        return true;
-    const QString reason = errnoText();
-    log::LogStreamer(log::defaultLogSource(), log::level::error, QString(),
-                     log::FileAndLine("DownsamplerBase", 199))
-        << "Unable to write tile to '" << output.path() << "': " << reason;
-    return false;
+    return (output.opened() && (isEmpty || output.writeBands(result, bands, box))) || tellUnwritten(output);
 }
 
 } // namespace vexel

@@ -221,6 +221,9 @@ bool GDALStreamer::openToWrite(const QString& path, std::uint64_t noBands, DataT
     if (path.isEmpty() || extent.pixelWidth() < 1 || extent.pixelHeight() < 1 ||
         (tiled && (tileWidth < 1 || tileHeight < 1)))
         return fail(Code::BadArgument);
+    const QString refusal = unwritablePath(path);
+    if (!refusal.isEmpty())
+        return fail(Code::BadArgument, refusal);
 
     m_noBands = noBands;
     m_dtype = dtype;

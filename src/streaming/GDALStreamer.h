@@ -119,8 +119,8 @@ public:
     /// @param software   text for the TIFF software tag; empty for a default.
     /// @param ftype      one file, or a set of tile files.
     /// @param tileWidth,tileHeight size of the tiles in pixels, for a set of tile files only.
-    /// @return false for an empty path, an extent without pixels, or a tile size below 1, before anything is
-    ///         deleted.
+    /// @return false for an empty path, one of GDAL's virtual files ("/vsi…"), an extent without pixels, or a tile size
+    ///         below 1, before anything is deleted.
     bool openWrite(const QString& path, std::uint64_t noBands, DataType dtype, const Workspace& ws,
                    const QString& projWKT, const QString& projTime, const QString& software,
                    GdalFileType ftype, int tileWidth, int tileHeight);
@@ -409,7 +409,7 @@ struct VEXEL_EXPORT GDALStreamer::gdal_t
     /// Prepares a file to be written: makes its folder and deletes an earlier file and working file. Creates
     /// nothing yet. The arguments are those of `GDALStreamer::openWrite`.
     ///
-    /// @return false for an empty path.
+    /// @return false for an empty path and for one of GDAL's virtual files ("/vsi…").
     bool openWrite(const QString& path, std::size_t noBands, DataType dtype, const Workspace& ws,
                    const QString& projWKT, const QString& projTime, const QString& software);
 

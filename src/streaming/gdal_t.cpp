@@ -185,6 +185,11 @@ bool GDALStreamer::gdal_t::openWrite(const QString& file, std::size_t bands, Dat
     close();
     if (target.isEmpty())
         return failFile(*this, Code::BadArgument);
+    const QString refusal = unwritablePath(target);
+    if (!refusal.isEmpty()) {
+        error = {Code::BadArgument, target, refusal};
+        return false;
+    }
     setPaths(target, workingPath(target));
     projWKT = wkt;
     projTime = time;

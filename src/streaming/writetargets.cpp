@@ -98,6 +98,11 @@ QString unfinishedPath(const QString& path)
     return path + unfinishedEnding;
 }
 
+QString unwritablePath(const QString& path)
+{
+    return path.startsWith("/vsi") ? QString("Virtual files can be read, not written") : QString();
+}
+
 void removeRasterFile(const QString& path)
 {
     for (const char* ending : rasterEndings)

@@ -30,6 +30,10 @@ QString workingPath(const QString& path);
 /// The name of a finished raster file before it takes its place.
 QString unfinishedPath(const QString& path);
 
+/// Why a raster cannot be written at that path; empty if it can, as far as the path tells. Rasters grow in files of the
+/// system's, which GDAL's virtual ones are not.
+QString unwritablePath(const QString& path);
+
 /// Deletes a raster file and what GDAL keeps beside it: overviews, statistics, mask.
 void removeRasterFile(const QString& path);
 

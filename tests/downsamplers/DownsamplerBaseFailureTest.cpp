@@ -165,6 +165,22 @@ TEST(DownsamplerBaseFailure, ClosedInputLeavesNoData)
     EXPECT_EQ(rasters::pixels(folder / "out.tif"), Values(4, -10000.0));
 }
 
+TEST(DownsamplerBaseFailure, ClosedInputLeavesNoDataInAllOfALargeTile)
+{
+    constexpr int edge = 1500; // written in several strips
+    const TempFolder folder;
+    rasters::make(folder / "in.tif", downsampling::mapped(edge, edge, GDT_Float32, 2), place);
+    {
+        DownsamplerSetup setup;
+        setup.alpha = vexel::ImageAlphaType::LastBand;
+        CustomDownsampler job(folder / "in.tif", folder / "out.tif", 1.0, first, setup);
+        job.input.close();
+        EXPECT_TRUE(doStep(job));
+    }
+    EXPECT_EQ(rasters::pixels(folder / "out.tif", 1), Values(edge * edge, -10000.0));
+    EXPECT_EQ(rasters::pixels(folder / "out.tif", 2), Values(edge * edge, 0.0));
+}
+
 TEST(DownsamplerBaseFailure, ExceptionOfTheReductionReachesTheCaller)
 {
     const TempFolder folder;

@@ -2,6 +2,8 @@
 #include "downsamplers/DownsamplerFactory.h"
 #include "downsamplers/DownsamplerGauss.h"
 #include "support/CacheSize.h"
+#include "support/CustomDownsampler.h"
+#include "support/LogCapture.h"
 #include "support/PeakMemory.h"
 #include "support/TempFolder.h"
 #include "support/sanitized.h"
@@ -102,6 +104,25 @@ TEST_F(DownsamplerMemory, OfTheGaussianStaysWithinItsWorkingSet)
     EXPECT_LT(small, bound);
     EXPECT_LT(large, bound);
     EXPECT_LT(large - small, slackBytes / 2) << "of 69 MiB more";
+}
+
+TEST_F(DownsamplerMemory, OfAStepWithoutInputIsThatOfAFewRows)
+{
+    if (!PeakMemory().isKnown())
+        GTEST_SKIP() << "the system does not reset the peak";
+    const TempFolder folder;
+    downsampling::makeSparse(folder / "in.tif", 8000, 6000, 1);
+    CustomDownsampler job(folder / "in.tif", folder / "out.tif", 1.0,
+                          [](const CustomDownsampler::Block&) { return 0.0f; });
+    job.input.close();
+    const PeakMemory ofWriting;
+    EXPECT_TRUE(doStep(job));
+    EXPECT_LT(ofWriting.rise(), cacheBytes + slackBytes) << "the results alone have 183 MiB";
+    job.output.discard();
+    const LogCapture log;
+    const PeakMemory ofNothing;
+    EXPECT_FALSE(doStep(job));
+    EXPECT_LT(ofNothing.rise(), slackBytes / 4);
 }
 
 #endif

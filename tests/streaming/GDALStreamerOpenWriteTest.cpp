@@ -7,13 +7,66 @@
 
 #include <gtest/gtest.h>
 
+#include <cpl_vsi.h>
+
 #include <limits>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
 using namespace streamingtest;
 using vexel::PixelMatrix;
 using vexel::Workspace;
+
+namespace {
+
+/// A file in GDAL's own memory while the object lives.
+class MemoryFile
+{
+public:
+    explicit MemoryFile(const char* path) : m_path(path)
+    {
+        VSILFILE* file = VSIFOpenL(path, "wb");
+        if (!file || VSIFWriteL("x", 1, 1, file) != 1 || VSIFCloseL(file) != 0)
+            throw std::runtime_error("GDAL has no files in memory");
+    }
+    ~MemoryFile() { VSIUnlink(m_path); }
+    MemoryFile(const MemoryFile&) = delete;
+    MemoryFile& operator=(const MemoryFile&) = delete;
+
+    bool isThere() const
+    {
+        VSIStatBufL status;
+        return VSIStatL(m_path, &status) == 0;
+    }
+
+private:
+    const char* m_path;
+};
+
+} // namespace
+
+TEST(RasterSetOpenWrite, RefusesVirtualFiles)
+{
+    const char* names[] = {"/vsimem/vexel set.tif", "/vsimem/vexel set_1_1.tif",
+                           "/vsimem/vexel set.tif_tmp.tif"};
+    const MemoryFile single(names[0]);
+    const MemoryFile tile(names[1]);
+    const MemoryFile working(names[2]);
+    for (const auto type : {GdalFileType::SingleFile, GdalFileType::TileSet}) {
+        GDALStreamer set;
+        EXPECT_FALSE(set.openWrite(names[0], 1, DataType::UInt8, pixelFrame(5, 4), "", "", "", type, 4, 4));
+        EXPECT_EQ(set.lastError().code, vexel::StreamError::Code::BadArgument);
+        EXPECT_EQ(set.lastError().path, names[0]);
+        EXPECT_EQ(set.lastError().text, "Virtual files can be read, not written");
+        expectEmpty(set, names[0], type);
+    }
+    GDALStreamer::gdal_t file;
+    EXPECT_FALSE(file.openWrite(names[0], 1, DataType::UInt8, pixelFrame(5, 4), "", "", ""));
+    EXPECT_EQ(file.error.text, "Virtual files can be read, not written");
+    EXPECT_EQ(file.mode, GDALStreamer::gdal_t::Closed);
+    EXPECT_TRUE(single.isThere() && tile.isThere() && working.isThere());
+}
 
 TEST(RasterSetOpenWrite, RefusesBeforeAnythingIsDeletedOrCreated)
 {
