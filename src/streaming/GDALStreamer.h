@@ -114,7 +114,8 @@ public:
     /// @param noBands    number of bands; 3 and 4 bands are marked as colour, the fourth as alpha.
     /// @param dtype      pixel type; `RGB` and `RGBA` give the files 3 and 4 bands of bytes.
     /// @param ws         extent and resolution, in the integer map frame; its tiles do not matter.
-    /// @param projWKT    spatial reference as WKT; empty for none.
+    /// @param projWKT    spatial reference as WKT; empty for none. Without one, a projection file that lies there stays,
+    ///                   since a shapefile or an image of that name may own it.
     /// @param projTime   text for the TIFF date-time tag; empty for none.
     /// @param software   text for the TIFF software tag; empty for a default.
     /// @param ftype      one file, or a set of tile files.
@@ -522,6 +523,8 @@ private:
     bool createWorkingDataset();
     void finaliseImage();
     void finaliseGeoTiff();
+    /// Writes the projection file and gives what GDAL takes the reference from; empty for a raster without one.
+    QString saveReference();
     void removeSideFiles();
     void releaseDataset();
 };

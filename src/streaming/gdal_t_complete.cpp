@@ -67,11 +67,12 @@ QString withRoomLeft(const QString& reason, const QString& target, std::uintmax_
     return reason + QString(" (up to %1 bytes needed, %2 free)").arg(needed).arg(available);
 }
 
+/// @param reference the definition of the spatial reference, or the file that has it; empty for none.
 void appendTranslateArguments(gdal::CommandOptions& arguments, const GDALStreamer::gdal_t& file,
-                              bool standardWkt)
+                              const QString& reference)
 {
-    if (standardWkt)
-        arguments << "-a_srs" << gdal::definitionForGdal(file.prjpath, file.projWKT);
+    if (!reference.isEmpty())
+        arguments << "-a_srs" << reference;
     if (!file.projTime.isEmpty())
         arguments << "-mo"
                   << "TIFFTAG_DATETIME=" + file.projTime;
@@ -189,7 +190,7 @@ bool translateFile(const QString& source, const QString& target, const gdal::Com
                    int& usageError, QString& reason)
 {
     RemoveUnfinished unfinished(target);
-    GdalMessages messages;
+    GdalMessages messages(GdalMessages::HandlerException::IsDropped);
     const TranslateOptions options(GDALTranslateOptionsNew(arguments.options(), nullptr));
     // Without options GDAL would copy the raster as it is, and report no error.
     usageError = options ? 0 : 1;
@@ -266,7 +267,7 @@ void GDALStreamer::gdal_t::finaliseImage()
     bool completed = false;
     {
         RemoveUnfinished unfinished(path);
-        GdalMessages messages;
+        GdalMessages messages(GdalMessages::HandlerException::IsDropped);
         Dataset copy(driver && dataset
                          ? driver->CreateCopy(unfinished.path().toUtf8().constData(), dataset,
                                               /*strict=*/FALSE, options.options(), nullptr, nullptr)
@@ -279,15 +280,24 @@ void GDALStreamer::gdal_t::finaliseImage()
     }
 }
 
+QString GDALStreamer::gdal_t::saveReference()
+{
+    if (!geo::isStandardWkt(projWKT))
+        return QString();
+    if (gdal::savePRJ(projWKT, prjpath))
+        return gdal::definitionForGdal(prjpath, projWKT);
+    // Whatever lies there now is not this raster's.
+    failFile(*this, Code::CannotComplete, "The projection file '" + prjpath + "' cannot be written");
+    return projWKT;
+}
+
 void GDALStreamer::gdal_t::finaliseGeoTiff()
 {
     releaseDataset();
     bool completed = false;
     QString reason;
     try {
-        const bool standardWkt = geo::isStandardWkt(projWKT);
-        if (standardWkt)
-            gdal::savePRJ(projWKT, prjpath);
+        const QString reference = saveReference();
         if (!gdal::saveTFW(workspace, tfwpath)) {
             file::remove(tfwpath); // rather none than half of one
             failFile(*this, Code::CannotComplete, "The world file '" + tfwpath + "' cannot be written");
@@ -295,7 +305,7 @@ void GDALStreamer::gdal_t::finaliseGeoTiff()
         removeRasterFile(path);
 
         gdal::CommandOptions arguments;
-        appendTranslateArguments(arguments, *this, standardWkt);
+        appendTranslateArguments(arguments, *this, reference);
         int usageError = 0;
         // A working file that is gone is for GDAL to report.
         completed = (!file::exists(tmppath) || hasRoomForAllPixels(*this, reason)) &&

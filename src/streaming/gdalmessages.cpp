@@ -7,7 +7,8 @@
 
 namespace vexel {
 
-GdalMessages::GdalMessages() : m_exceptionsBefore(std::uncaught_exceptions())
+GdalMessages::GdalMessages(HandlerException exception)
+    : m_exception(exception), m_exceptionsBefore(std::uncaught_exceptions())
 {
     CPLPushErrorHandlerEx(&GdalMessages::note, this);
     CPLSetCurrentErrorHandlerCatchDebug(FALSE);
@@ -26,7 +27,8 @@ GdalMessages::~GdalMessages() noexcept(false)
                 thrown = std::current_exception();
         }
     errno = error;
-    if (thrown && std::uncaught_exceptions() == m_exceptionsBefore)
+    if (thrown && m_exception == HandlerException::ComesOut &&
+        std::uncaught_exceptions() == m_exceptionsBefore)
         std::rethrow_exception(thrown);
 }
 

@@ -18,9 +18,15 @@ namespace vexel {
 class GdalMessages
 {
 public:
-    GdalMessages();
-    /// Hands the messages on, in order. Leaves `errno` as it is. What the application's handler throws comes out
-    /// once all have been handed on.
+    /// What becomes of an exception that the application's handler throws.
+    enum class HandlerException
+    {
+        ComesOut, ///< once all messages have been handed on
+        IsDropped ///< where what was done cannot be taken back, a file that has taken its place for one
+    };
+
+    explicit GdalMessages(HandlerException exception = HandlerException::ComesOut);
+    /// Hands the messages on, in order. Leaves `errno` as it is.
     ~GdalMessages() noexcept(false);
 
     GdalMessages(const GdalMessages&) = delete;
@@ -46,6 +52,7 @@ private:
     static void CPL_STDCALL note(CPLErr severity, CPLErrorNum number, const char* text);
     const Message* firstFailureMessage() const;
 
+    HandlerException m_exception;
     int m_exceptionsBefore;
     std::vector<Message> m_messages;
     std::size_t m_firstThatCounts = 0;

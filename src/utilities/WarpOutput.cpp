@@ -23,7 +23,7 @@ bool WarpOutput::finish(Dataset result) const
 {
     bool isWhole = result != nullptr;
     {
-        const GdalMessages messages;
+        const GdalMessages messages(GdalMessages::HandlerException::IsDropped);
         result.reset();
         isWhole = isWhole && !messages.tellOfFailure();
     }

@@ -96,6 +96,18 @@ TEST_F(GdalMessagesTest, LetExceptionsOfTheHandlerOutOnceAllAreHandedOn)
     EXPECT_EQ(m_heard.size(), 2u);
 }
 
+TEST_F(GdalMessagesTest, DropExceptionsOfTheHandlerWhereTheyAreAskedTo)
+{
+    CPLPushErrorHandler(raise);
+    EXPECT_NO_THROW({
+        const GdalMessages messages(GdalMessages::HandlerException::IsDropped);
+        CPLError(CE_Failure, 1, "one");
+        CPLError(CE_Failure, 1, "two");
+    });
+    CPLPopErrorHandler();
+    EXPECT_EQ(m_heard.size(), 2u);
+}
+
 TEST_F(GdalMessagesTest, DoNotThrowWhileAnotherExceptionFlies)
 {
     CPLPushErrorHandler(raise);
