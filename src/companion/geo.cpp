@@ -1,24 +1,15 @@
 #include "companion/geo.h"
 
+#include "companion/quietthread.h"
+
 #include <QByteArray>
 
-#include <cpl_error.h>
 #include <gdal_version.h>
 #include <ogr_spatialref.h>
 
 namespace vexel::geo {
 
 namespace {
-
-// Drops GDAL's messages on this thread while it lives.
-class QuietThread
-{
-public:
-    QuietThread() { CPLPushErrorHandler(CPLQuietErrorHandler); }
-    ~QuietThread() { CPLPopErrorHandler(); }
-    QuietThread(const QuietThread&) = delete;
-    QuietThread& operator=(const QuietThread&) = delete;
-};
 
 bool importWkt(OGRSpatialReference& system, QByteArray wkt)
 {

@@ -36,11 +36,21 @@ QString identity(const QString& path)
     return error ? path : QString::fromStdString(file::utf8Of(canonical));
 }
 
+/// A file that cannot be looked at counts as there, and so does one in a folder "made/.." that is still to be made.
+bool isThere(const QString& path)
+{
+    namespace fs = std::filesystem;
+    const fs::path native = file::nativePath(path);
+    std::error_code error;
+    for (const fs::path& spelling : {native, native.lexically_normal()})
+        if (fs::symlink_status(spelling, error).type() != fs::file_type::not_found)
+            return true;
+    return false;
+}
+
 void addIfThere(QStringList& paths, const QString& path)
 {
-    std::error_code error;
-    const auto status = std::filesystem::symlink_status(file::nativePath(path), error);
-    if (error ? error != std::errc::no_such_file_or_directory : std::filesystem::exists(status))
+    if (isThere(path))
         paths << path;
 }
 

@@ -1,7 +1,7 @@
 #include "utilities/sourcefiles.h"
 
+#include "companion/quietthread.h"
 #include "streaming/GDALMutex.h"
-#include "streaming/RAIIErrorSilencer.h"
 #include "streaming/gdaldataset.h"
 
 #include <memory>
@@ -28,7 +28,7 @@ bool isVirtual(GDALDataset& dataset)
 QStringList filesBehind(const QStringList& rasters)
 {
     const GDALMutex lock;
-    const RAIIErrorSilencer silence;
+    const QuietThread quiet; // what does not open is told when its pixels are wanted
     QStringList files = rasters;
     // A virtual raster names its sources, but not what belongs to these.
     QStringList toOpen = rasters;
