@@ -286,7 +286,7 @@ QString GDALStreamer::gdal_t::saveReference()
         return QString();
     if (gdal::savePRJ(projWKT, prjpath))
         return gdal::definitionForGdal(prjpath, projWKT);
-    // Whatever lies there now is not this raster's.
+    file::remove(prjpath); // rather none than half of one, or that of an earlier raster
     failFile(*this, Code::CannotComplete, "The projection file '" + prjpath + "' cannot be written");
     return projWKT;
 }

@@ -413,11 +413,13 @@ TEST(FullDiskSideFile, OfTheWorldLeavesTheRasterWithoutIt)
               "");
 }
 
-TEST(FullDiskSideFile, OfTheProjectionLeavesNothing)
+TEST(FullDiskSideFile, OfTheProjectionLeavesTheRasterWithoutIt)
 {
     ASSERT_TRUE(std::filesystem::exists("/dev/full"));
     const TempFolder folder;
-    EXPECT_EQ(failureOfChild("writeSideFileOntoFullDisk", {folder.path().toStdString(), "out.prj"}), "");
+    EXPECT_EQ(failureOfChild("writeSideFileOntoFullDisk",
+                             {folder.path().toStdString(), "out.prj", "out.tif", "out.tfw"}),
+              "");
 }
 
 } // namespace

@@ -231,19 +231,19 @@ TEST_P(FolderInstead, OfAFileIsLeftAsItIs)
 
 INSTANTIATE_TEST_SUITE_P(
     Obstacles, FolderInstead,
-    testing::Values(ObstacleCase{"Target", 0, "gray.tif", true, Code::CannotComplete, "gray.tif"},
-                    ObstacleCase{"TargetWithReference", 1, "rgb.tif", true, Code::CannotComplete, "rgb.tif"},
-                    ObstacleCase{"WorkingFile", 0, "gray.tif_tmp.tif", false, Code::CannotCreate,
-                                 "gray.tif_tmp.tif"},
-                    ObstacleCase{"UnfinishedFile", 0, "gray.tif_new_tmp.tif", true, Code::CannotComplete,
-                                 "gray.tif_new_tmp.tif"},
-                    ObstacleCase{"WorldFile", 0, "gray.tfw", true, Code::CannotComplete, "gray.tfw gray.tif"},
-                    ObstacleCase{"ProjectionFile", 1, "rgb.prj", true, Code::CannotComplete, "rgb.prj"},
-                    ObstacleCase{"OneTile", 2, "set_1_1.tif", true, Code::CannotComplete,
-                                 "set_1_1.tif set_2_1.tfw set_2_1.tif"},
-                    ObstacleCase{"Image", 3, "image.png", true, Code::CannotComplete, "image.png"},
-                    ObstacleCase{"UnfinishedImage", 3, "image.png_new_tmp.tif", true, Code::CannotComplete,
-                                 "image.png_new_tmp.tif"}),
+    testing::Values(
+        ObstacleCase{"Target", 0, "gray.tif", true, Code::CannotComplete, "gray.tif"},
+        ObstacleCase{"TargetWithReference", 1, "rgb.tif", true, Code::CannotComplete, "rgb.tif"},
+        ObstacleCase{"WorkingFile", 0, "gray.tif_tmp.tif", false, Code::CannotCreate, "gray.tif_tmp.tif"},
+        ObstacleCase{"UnfinishedFile", 0, "gray.tif_new_tmp.tif", true, Code::CannotComplete,
+                     "gray.tif_new_tmp.tif"},
+        ObstacleCase{"WorldFile", 0, "gray.tfw", true, Code::CannotComplete, "gray.tfw gray.tif"},
+        ObstacleCase{"ProjectionFile", 1, "rgb.prj", true, Code::CannotComplete, "rgb.prj rgb.tfw rgb.tif"},
+        ObstacleCase{"OneTile", 2, "set_1_1.tif", true, Code::CannotComplete,
+                     "set_1_1.tif set_2_1.tfw set_2_1.tif"},
+        ObstacleCase{"Image", 3, "image.png", true, Code::CannotComplete, "image.png"},
+        ObstacleCase{"UnfinishedImage", 3, "image.png_new_tmp.tif", true, Code::CannotComplete,
+                     "image.png_new_tmp.tif"}),
     [](const auto& row) { return std::string(row.param.name); });
 
 TEST(FolderInsteadOfARaster, IsNotOpened)
