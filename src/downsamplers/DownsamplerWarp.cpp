@@ -16,6 +16,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <utility>
 
 namespace vexel {
@@ -70,9 +71,9 @@ private:
 
 /// Runs GDAL's warp utility. False if GDAL does not accept the arguments or was asked to stop.
 ///
-/// @param outputTouched set when GDAL gets as far as to replace the output.
+/// @param firstOutput set, unless it has been, when GDAL gets as far as to replace the output.
 bool warp(const QString& inputPath, const QString& outputPath, const QStringList& arguments,
-          WarpProgress& progress, bool& outputTouched)
+          WarpProgress& progress, std::optional<gdal::WarpOutput>& firstOutput)
 {
     gdal::registerDrivers();
     gdal::CommandOptions list;
@@ -86,7 +87,8 @@ bool warp(const QString& inputPath, const QString& outputPath, const QStringList
     const gdal::WarpOutput output(outputPath);
     Dataset result;
     if (options) {
-        outputTouched = outputTouched || source;
+        if (source && !firstOutput)
+            firstOutput = output;
         GDALWarpAppOptionsSetProgress(options.get(), &WarpProgress::callback, &progress);
         GDALDatasetH sourceHandle = handleOf(source);
         result = takeDataset(
@@ -108,8 +110,9 @@ DownsamplerWarp::DownsamplerWarp(const QString& inputPath, const QString& output
     : m_inputPath(inputPath), m_outputPath(outputPath), m_resolution(resolution)
 {
     onDiscard([this] {
-        if (std::exchange(m_outputTouched, false))
-            file::remove(m_outputPath);
+        if (m_output)
+            m_output->discard();
+        m_output.reset();
     });
 }
 
@@ -141,7 +144,7 @@ bool DownsamplerWarp::do_step(std::size_t)
     WarpProgress progress([this](double share) { return reportProgress(share); });
     const double sourceNoData = missingValues().empty() ? noData : missingValues().back();
     const bool accepted =
-        warp(m_inputPath, m_outputPath, arguments(m_resolution, sourceNoData), progress, m_outputTouched);
+        warp(m_inputPath, m_outputPath, arguments(m_resolution, sourceNoData), progress, m_output);
     progress.rethrow();
     return accepted;
 }

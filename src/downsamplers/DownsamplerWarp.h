@@ -3,7 +3,11 @@
 
 #include "downsamplers/DownsamplerBase.h"
 
+#include "utilities/WarpOutput.h"
+
 #include <QStringList>
+
+#include <optional>
 
 namespace vexel {
 
@@ -36,7 +40,7 @@ private:
     QString m_inputPath;
     QString m_outputPath;
     double m_resolution;
-    bool m_outputTouched = false;
+    std::optional<gdal::WarpOutput> m_output; ///< as it was before the first warp, once there was one
 };
 
 } // namespace vexel

@@ -27,9 +27,15 @@ bool WarpOutput::finish(Dataset result) const
         result.reset();
         isWhole = isWhole && !messages.tellOfFailure();
     }
-    if (!isWhole && timeOfFile() != m_before)
-        removeRasterFile(m_path);
+    if (!isWhole)
+        discard();
     return isWhole;
+}
+
+void WarpOutput::discard() const
+{
+    if (timeOfFile() != m_before)
+        removeRasterFile(m_path);
 }
 
 } // namespace vexel::gdal

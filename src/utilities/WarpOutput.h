@@ -22,6 +22,9 @@ public:
     /// or it is not whole. A file that the warp has not touched stays.
     bool finish(Dataset result) const;
 
+    /// Removes what the warp has made, with its overviews, statistics and mask. A file that it has not touched stays.
+    void discard() const;
+
 private:
     using Time = std::filesystem::file_time_type;
 

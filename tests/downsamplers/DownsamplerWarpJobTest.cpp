@@ -158,6 +158,8 @@ TEST_F(WarpJob, FinishedAndThenDiscardedLeavesNothing)
     Job job = create();
     EXPECT_EQ(run(*job).outcome, Outcome::Finished);
     ASSERT_TRUE(exists(folder / "out.tif"));
+    for (const char* beside : {"out.tif.aux.xml", "out.tif.ovr"})
+        makeFile(folder / beside);
     job->discard();
     expectOnlyTheInput();
     makeFile(folder / "out.tif", "of somebody else");
