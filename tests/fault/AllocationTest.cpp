@@ -28,7 +28,7 @@ using vexel::DataType;
 using vexel::GDALStreamer;
 
 const Target single{"single.tif", 50, 40, 3, DataType::UInt8, 0, 0, true};
-const Target tiled{"tiled.tif", 50, 40, 2, DataType::Float32, 32, 32, true};
+const Target tiled{"tiled.tif", 50, 40, 2, DataType::Float32, 32, 40, true};
 const Target floats{"floats.tif", 50, 40, 2, DataType::Float32};
 const Target image{"image.png", 50, 40, 3, DataType::UInt8};
 
