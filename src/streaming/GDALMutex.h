@@ -9,8 +9,9 @@ namespace vexel {
 
 /// Holds the one process-wide lock round GDAL for as long as it lives.
 ///
-/// The library takes it for everything that opens, creates, reads, writes or closes a dataset; an application
-/// that uses GDAL from several threads takes it too. It is recursive: a thread that holds it may take it
+/// The library takes it for everything that opens, creates, reads, writes or closes a dataset, but for the step of the
+/// warp strategy, in which GDAL opens both files for itself; an application that uses GDAL from several threads takes it
+/// too. It is recursive: a thread that holds it may take it
 /// again. Do not wait, while holding it, for a thread that may need it.
 ///
 /// @code

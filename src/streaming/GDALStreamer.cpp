@@ -2,15 +2,17 @@
 
 #include "companion/color.h"
 #include "companion/file.h"
-#include "companion/imageformat.h"
+#include "streaming/failures.h"
+#include "streaming/tilefiles.h"
 #include "streaming/tilegrid.h"
 #include "streaming/writetargets.h"
-#include "workspace/arithmetic.h"
+#include "utilities/tilenames.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 #include <new>
+#include <utility>
 
 namespace vexel {
 
@@ -19,66 +21,21 @@ namespace {
 using Handle = std::shared_ptr<GDALStreamer::gdal_t>;
 using Code = StreamError::Code;
 
-/// Product and sum in 32 bits that wrap around.
-int cellStart(int cell, int cellSize)
+QString noTileFiles(const QString& setPath)
 {
-    return arithmetic::narrow(std::int64_t{cell} * cellSize);
-}
-
-int wrapAdd32(int a, int b)
-{
-    return arithmetic::narrow(std::int64_t{a} + b);
-}
-
-/// Where a JPEG tile, which has no georeference of its own, lies in a set in pixel units.
-Workspace pixelExtentOf(const TileFile& tile, const GDALStreamer::gdal_t& file, int cellWidth, int cellHeight)
-{
-    const int x = cellStart(tile.column, cellWidth);
-    const int y = cellStart(tile.row, cellHeight);
-    return Workspace(x, y, wrapAdd32(x, file.width()), wrapAdd32(y, file.height()), 1);
-}
-
-/// The tile files of a set that could be opened, in the order listed.
-struct OpenedTiles
-{
-    std::vector<Handle> files;
-    std::vector<tilegrid::Candidate> places;
-    Workspace extent;
-    int maxWidth = 0;
-    int maxHeight = 0;
-};
-
-OpenedTiles openTiles(const QString& setPath, bool readOnly)
-{
-    OpenedTiles opened;
-    for (const TileFile& tile : tileFilesOf(setPath)) {
-        auto file = std::make_shared<GDALStreamer::gdal_t>();
-        file->oneOfMany = true;
-        if (!file->openRead(tile.path, readOnly))
-            continue;
-        opened.maxWidth = std::max(opened.maxWidth, file->width());
-        opened.maxHeight = std::max(opened.maxHeight, file->height());
-        // The maxima are those of the files so far: where a JPEG tile comes to lie depends on the order of
-        // the files.
-        if (isJpeg(tile.path))
-            file->workspace = pixelExtentOf(tile, *file, opened.maxWidth, opened.maxHeight);
-        opened.extent.merge(file->workspace);
-        opened.places.push_back({tile.column, tile.row, file->width(), file->height()});
-        opened.files.push_back(std::move(file));
-    }
-    return opened;
+    return "There are no tile files, named as " + gdal::tile2path(setPath, 1, 1);
 }
 
 } // namespace
 
 GDALStreamer::GDALStreamer() = default;
 
-GDALStreamer::GDALStreamer(GDALStreamer&& other)
+// The files of `other` leave nothing to its destructor.
+GDALStreamer::GDALStreamer(GDALStreamer&& other) noexcept
     : m_path(other.m_path), m_noBands(other.m_noBands), m_noPages(other.m_noPages), m_dtype(other.m_dtype),
-      m_ftype(other.m_ftype), m_workspace(other.m_workspace), m_files(std::move(other.m_files))
-{
-    other.m_files.clear();
-}
+      m_ftype(other.m_ftype), m_workspace(std::move(other.m_workspace)), m_files(std::move(other.m_files)),
+      m_lastError(std::exchange(other.m_lastError, StreamError())), m_keptFiles(std::move(other.m_keptFiles))
+{}
 
 GDALStreamer::~GDALStreamer()
 {
@@ -89,6 +46,24 @@ bool GDALStreamer::fail(Code code, const QString& text) const
 {
     m_lastError = {code, m_path, text};
     return false;
+}
+
+bool GDALStreamer::failNotOpen() const
+{
+    return fail(Code::NotOpen, "No raster is open in the set");
+}
+
+bool GDALStreamer::failSize(Eigen::Index rows, Eigen::Index columns, Eigen::Index rightRows,
+                            Eigen::Index rightColumns) const
+{
+    return fail(Code::BadArgument, "Pixels have " + sizeText(columns, rows) + " rather than " +
+                                       sizeText(rightColumns, rightRows));
+}
+
+bool GDALStreamer::failRows(Eigen::Index rows, std::size_t noBands) const
+{
+    return fail(Code::BadArgument,
+                QString("%1 rows cannot be shared out among %2 bands").arg(rows).arg(noBands));
 }
 
 bool GDALStreamer::failIn(const gdal_t& file) const
@@ -105,7 +80,7 @@ bool GDALStreamer::openEither(const QString& path, bool readOnly)
     if (openRead(path, GdalFileType::TileSet, readOnly))
         return true;
     // That there are no tile files does not tell why the file cannot be opened.
-    if (m_lastError.code == Code::CannotOpen)
+    if (m_lastError.code == Code::CannotOpen && m_lastError.text == noTileFiles(path))
         m_lastError = asFile;
     return false;
 }
@@ -166,17 +141,19 @@ bool GDALStreamer::openTileSet(const QString& path, bool readOnly)
 {
     const OpenedTiles opened = openTiles(path, readOnly);
     if (opened.maxWidth < 1 || opened.maxHeight < 1)
-        return fail(Code::CannotOpen, "There are no tile files");
+        return fail(Code::CannotOpen, opened.unopened.isEmpty() ? noTileFiles(path) : opened.unopened);
     m_workspace.merge(opened.extent);
     // Counted before it is cut: files that lie far apart would make a grid of any size.
     const std::uint64_t cells = tilegrid::tileCount(m_workspace, opened.maxWidth, opened.maxHeight);
     if (cells != opened.files.size() || !m_workspace.createTiles(opened.maxWidth, opened.maxHeight))
         return fail(Code::IncompleteSet,
-                    QString("%1 tile files for a grid of %2 tiles").arg(opened.files.size()).arg(cells));
+                    QString("%1 tile files for a grid of %2 tiles: ").arg(opened.files.size()).arg(cells) +
+                        whatIsMissing(path, opened, m_workspace));
     for (const std::size_t i : tilegrid::orderByGrid(m_workspace, opened.places))
         m_files.push_back(opened.files[i]);
     return m_files.size() == m_workspace.noTiles() ||
-           fail(Code::IncompleteSet, "Tile files have other places or sizes than the grid has");
+           fail(Code::IncompleteSet, "Tile files have other places or sizes than the grid has: " +
+                                         whatIsMissing(path, opened, m_workspace));
 }
 
 bool GDALStreamer::takeDescriptionFromFiles()
@@ -187,8 +164,14 @@ bool GDALStreamer::takeDescriptionFromFiles()
     m_dtype = first.dtype;
     for (const Handle& file : m_files)
         if (file->noBands != m_noBands || file->dtype != m_dtype) {
-            m_lastError = {Code::IncompleteSet, file->path,
-                           "Bands or pixel type differ from the first tile's"};
+            m_lastError = {
+                Code::IncompleteSet, file->path,
+                QString("Bands or pixel type differ from the first tile's: %1 of type %2 rather than %3 "
+                        "of type %4")
+                    .arg(file->noBands)
+                    .arg(static_cast<std::int32_t>(file->dtype))
+                    .arg(m_noBands)
+                    .arg(static_cast<std::int32_t>(m_dtype))};
             return false;
         }
     return true;
@@ -218,9 +201,11 @@ bool GDALStreamer::openToWrite(const QString& path, std::uint64_t noBands, DataT
     m_path = path;
     m_ftype = ftype;
     const bool tiled = ftype == GdalFileType::TileSet;
-    if (path.isEmpty() || extent.pixelWidth() < 1 || extent.pixelHeight() < 1 ||
-        (tiled && (tileWidth < 1 || tileHeight < 1)))
-        return fail(Code::BadArgument);
+    if (extent.pixelWidth() < 1 || extent.pixelHeight() < 1)
+        return fail(Code::BadArgument,
+                    "The extent has " + sizeText(extent.pixelWidth(), extent.pixelHeight()) + " pixels");
+    if (tiled && (tileWidth < 1 || tileHeight < 1))
+        return fail(Code::BadArgument, "Tiles have " + sizeText(tileWidth, tileHeight) + " pixels");
     const QString refusal = unwritablePath(path);
     if (!refusal.isEmpty())
         return fail(Code::BadArgument, refusal);
@@ -307,10 +292,15 @@ bool GDALStreamer::close(std::uint64_t i)
     return _close(i);
 }
 
+bool GDALStreamer::failNoFile(std::uint64_t i) const
+{
+    return fail(Code::NotOpen, QString("There is no file %1 among %2 files").arg(i).arg(m_files.size()));
+}
+
 bool GDALStreamer::_close(std::uint64_t i)
 {
     if (i >= m_files.size())
-        return fail(Code::NotOpen);
+        return failNoFile(i);
     m_files[i]->close();
     m_lastError = m_files[i]->error;
     return true;
@@ -321,7 +311,7 @@ bool GDALStreamer::open(std::uint64_t i)
     const GDALMutex lock;
     m_lastError = StreamError();
     if (i >= m_files.size())
-        return fail(Code::NotOpen);
+        return failNoFile(i);
     return m_files[i]->reopen() || failIn(*m_files[i]);
 }
 
@@ -458,13 +448,13 @@ std::optional<GDALStreamer::Request> GDALStreamer::beginRead(const PixelBox& box
 {
     m_lastError = StreamError();
     if (!opened()) {
-        fail(StreamError::Code::NotOpen);
+        failNotOpen();
         return std::nullopt;
     }
     const PixelBox request = tilegrid::hasNoArea(box) ? wholeSet() : box;
     const auto size = tilegrid::scaledSize(request, scale);
     if (!size) {
-        fail(StreamError::Code::BadArgument);
+        fail(Code::BadArgument, QString("The scale is %1").arg(scale));
         return std::nullopt;
     }
     // Places in the matrix are told as pixel boxes, whose corners have 32 bits.
@@ -472,6 +462,14 @@ std::optional<GDALStreamer::Request> GDALStreamer::beginRead(const PixelBox& box
     if (size->rows > largest || size->columns > largest)
         throw std::bad_alloc();
     return Request{request, size->rows, size->columns};
+}
+
+bool GDALStreamer::beginWrite(const PixelBox& box, Eigen::Index rows, Eigen::Index columns,
+                              std::vector<std::size_t>& tiles, std::vector<PixelBox>& inFiles,
+                              std::vector<PixelBox>& inMatrix) const
+{
+    m_lastError = StreamError();
+    return opened() ? map(orOverlap(box, rows, columns), tiles, inFiles, inMatrix, 1.0) : failNotOpen();
 }
 
 PixelBox GDALStreamer::wholeSet() const
@@ -512,20 +510,24 @@ bool GDALStreamer::readRGBA(PixelMatrix<unsigned int>& out, const PixelBox& box,
     return read(out, rgba_band(), box, scale, fill, fillValue);
 }
 
-bool GDALStreamer::writeRGB(const PixelMatrix<unsigned int>& in, const PixelBox& box) const
+bool GDALStreamer::canWriteColours(std::uint64_t bands) const
 {
     m_lastError = StreamError();
-    if (m_noBands != 3)
-        return fail(Code::NoSuchBand);
-    return write(in, rgb_band(), box);
+    if (!opened())
+        return failNotOpen();
+    return m_noBands == bands ||
+           fail(Code::NoSuchBand,
+                QString("Packed colours of %1 bands do not go into %2 bands").arg(bands).arg(m_noBands));
+}
+
+bool GDALStreamer::writeRGB(const PixelMatrix<unsigned int>& in, const PixelBox& box) const
+{
+    return canWriteColours(3) && write(in, rgb_band(), box);
 }
 
 bool GDALStreamer::writeRGBA(const PixelMatrix<unsigned int>& in, const PixelBox& box) const
 {
-    m_lastError = StreamError();
-    if (m_noBands != 4)
-        return fail(Code::NoSuchBand);
-    return write(in, rgba_band(), box);
+    return canWriteColours(4) && write(in, rgba_band(), box);
 }
 
 } // namespace vexel

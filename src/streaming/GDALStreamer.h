@@ -12,6 +12,7 @@
 
 #include <QString>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -22,6 +23,8 @@
 class GDALDataset;
 
 namespace vexel {
+
+struct CloseDataset;
 
 /// A georeferenced raster that lies on disk as one file or as a grid of tile files, read and written by pixel
 /// boxes without regard to where the file seams lie.
@@ -75,8 +78,10 @@ public:
     /// An empty set, not open.
     GDALStreamer();
 
-    /// Takes over the files of `other`, which keeps its description but is not open any more.
-    GDALStreamer(GDALStreamer&& other);
+    /// Takes over the files of `other`, the last error, and what was kept open of them: it is closed by `close()` at
+    /// the latest, since a `KeepFilesOpen` of `other` knows nothing of the new set. `other` keeps its path, counts, types,
+    /// box and resolution, but is not open any more. Takes no lock.
+    GDALStreamer(GDALStreamer&& other) noexcept;
 
     /// Closes the set.
     ~GDALStreamer();
@@ -314,8 +319,14 @@ private:
     static std::size_t rgb_band() { return 100003; }
     static std::size_t rgba_band() { return 100004; }
 
-    bool fail(StreamError::Code code, const QString& text = QString()) const;
+    bool fail(StreamError::Code code, const QString& text) const;
+    bool failNotOpen() const;
+    bool failSize(Eigen::Index rows, Eigen::Index columns, Eigen::Index rightRows,
+                  Eigen::Index rightColumns) const;
+    bool failRows(Eigen::Index rows, std::size_t noBands) const;
+    bool failNoFile(std::uint64_t i) const;
     bool failIn(const gdal_t& file) const;
+    bool canWriteColours(std::uint64_t bands) const;
     bool openRead(const QString& path, GdalFileType ftype, bool readOnly);
     bool openToWrite(const QString& path, std::uint64_t noBands, DataType dtype, const Workspace& extent,
                      const QString& projWKT, const QString& projTime, const QString& software,
@@ -351,6 +362,10 @@ private:
     };
     /// Forgets the last error; nothing if the read fails, which is a new one.
     std::optional<Request> beginRead(const PixelBox& box, double scale) const;
+    /// The same for a write: where its pieces lie in the files and in the matrix.
+    bool beginWrite(const PixelBox& box, Eigen::Index rows, Eigen::Index columns,
+                    std::vector<std::size_t>& tiles, std::vector<PixelBox>& inFiles,
+                    std::vector<PixelBox>& inMatrix) const;
     PixelBox wholeSet() const;
     PixelBox orOverlap(const PixelBox& box, Eigen::Index rows, Eigen::Index columns) const;
     static bool clipToMatrix(PixelBox& inTile, PixelBox& inMatrix, Eigen::Index rows, Eigen::Index columns);
@@ -374,7 +389,8 @@ private:
 /// turns into the final, compressed file.
 ///
 /// Takes no lock: hold a `GDALMutex` round `openRead`, `reopen`, `detach`, `close` and the transfers. Copies
-/// share the raw dataset pointer, and each closes it when it is destroyed: only copy a handle that is closed.
+/// share the raw dataset pointer, and each closes it when it is destroyed: only copy a handle that is closed. What is
+/// kept aside (`keepAside`) is not copied.
 struct VEXEL_EXPORT GDALStreamer::gdal_t
 {
     /// What the handle has its file for.
@@ -391,7 +407,7 @@ struct VEXEL_EXPORT GDALStreamer::gdal_t
     explicit gdal_t(const QString& path = QString());
     /// Shares the dataset: only copy a handle that is closed.
     gdal_t(const gdal_t&) = default;
-    /// As the copy constructor; a dataset that is open here is not closed.
+    /// As the copy constructor; a dataset that is open here is not closed, but one that is kept aside is.
     gdal_t& operator=(const gdal_t&) = default;
     /// Calls `close()`.
     ~gdal_t();
@@ -414,8 +430,11 @@ struct VEXEL_EXPORT GDALStreamer::gdal_t
     bool openWrite(const QString& path, std::size_t noBands, DataType dtype, const Workspace& ws,
                    const QString& projWKT, const QString& projTime, const QString& software);
 
-    /// Makes `dataset` valid: opens the file, or creates the working file. False if that fails or the handle
-    /// is closed.
+    /// Makes `dataset` valid: opens the file, or creates the working file, with the bands and of the type that the members
+    /// say now (`RGB` gives 3 bands and `RGBA` 4, whatever `noBands` says). Whoever asks may write into it, so that a
+    /// working file counts as written from then on, and what it has no pixels of becomes no-data first.
+    ///
+    /// @return false if that fails or the handle is closed.
     bool reopen();
 
     /// Releases the dataset where nothing is lost by it: a memory dataset is kept. Always true.
@@ -432,6 +451,9 @@ struct VEXEL_EXPORT GDALStreamer::gdal_t
     /// Releases everything without completing a written file, and removes what writing it has made, the
     /// completed file included. A file that is read or updated is only released.
     void discard();
+
+    /// Gives the file another place than its georeference does, which `georeferenceLoss` tells then.
+    void lieAt(const Workspace& extent);
 
     /// True when the box, in pixels of this file, lies inside it. A box that is turned over counts by its corners.
     bool valid(const PixelBox& box) const;
@@ -514,19 +536,46 @@ struct VEXEL_EXPORT GDALStreamer::gdal_t
     StreamError error;                  ///< why the last operation failed, or a file could not be completed
 
 private:
+    friend class Transfer;
+
+    /// A dataset that belongs to its handle alone: a copy of the handle has none.
+    class VEXEL_EXPORT Aside
+    {
+    public:
+        Aside() = default;
+        Aside(const Aside&) noexcept {}
+        /// Closes the dataset that is here.
+        Aside& operator=(const Aside& other);
+
+        bool isWanted = false;
+        GDALDataset* dataset = nullptr;
+    };
+
     bool m_finalised = false; // since it was opened for writing
-    bool m_keepAside = false;
-    GDALDataset* m_aside = nullptr;
+    bool m_isWritten = false; // pixels have been handed to GDAL, or may have been
+    std::vector<bool> m_unwrittenBlocks;
+    std::optional<bool> m_canStayOpen; // looked up once
+    std::optional<std::array<double, 6>> m_geotransform;
+    Aside m_aside;
 
     bool isImageFormat() const;
     void setPaths(const QString& file, const QString& workingFile);
+    bool openToTransfer();
     bool createWorkingDataset();
+    bool prepareWorkingFile(std::unique_ptr<GDALDataset, CloseDataset>& created);
+    bool canStayOpen() noexcept;
+    void finalise();
     void finaliseImage();
     void finaliseGeoTiff();
+    /// Gives what is not written no-data and lets the working file go; with the reason where GDAL complains of that.
+    bool finishWorkingFile(QString& reason);
+    bool translate(int& usageError, QString& reason);
     /// Writes the projection file and gives what GDAL takes the reference from; empty for a raster without one.
     QString saveReference();
     void removeSideFiles();
     void releaseDataset();
+    /// The same, and false with the reason if GDAL tells of a failure then.
+    bool release(QString& reason);
 };
 
 namespace detail {
@@ -611,7 +660,7 @@ bool GDALStreamer::readBands(const BandPixels<T>& out, const std::vector<int>& b
     if (!request)
         return false;
     if (request->rows != out.rows || request->columns != out.columns)
-        return fail(StreamError::Code::BadArgument);
+        return failSize(out.rows, out.columns, request->rows, request->columns);
     return readPieces(out, bands, request->box, 1.0);
 }
 
@@ -642,11 +691,8 @@ bool GDALStreamer::write(const PixelMatrix<T>& in, std::size_t band, const Pixel
     std::vector<std::size_t> tiles;
     std::vector<PixelBox> inFiles;
     std::vector<PixelBox> inMatrix;
-    m_lastError = StreamError();
-    if (!opened())
-        return fail(StreamError::Code::NotOpen);
-    if (!map(orOverlap(box, in.rows(), in.cols()), tiles, inFiles, inMatrix, 1.0))
-        return fail(StreamError::Code::BadArgument);
+    if (!beginWrite(box, in.rows(), in.cols(), tiles, inFiles, inMatrix))
+        return false;
 
     const GDALMutex lock;
     PixelMatrix<T> scratch;
@@ -673,7 +719,7 @@ bool GDALStreamer::writeBands(const PixelMatrix<T>& in, const std::vector<int>& 
 {
     const auto noBands = static_cast<Eigen::Index>(bands.size());
     if (noBands == 0 || in.rows() % noBands != 0)
-        return fail(StreamError::Code::BadArgument);
+        return failRows(in.rows(), bands.size());
     return writeBands(detail::stacked(in.data(), in.rows() / noBands, in.cols()), bands, box);
 }
 
@@ -684,11 +730,10 @@ bool GDALStreamer::writeBands(const BandPixels<const T>& in, const std::vector<i
     std::vector<std::size_t> tiles;
     std::vector<PixelBox> inFiles;
     std::vector<PixelBox> inMatrix;
-    m_lastError = StreamError();
-    if (!opened())
-        return fail(StreamError::Code::NotOpen);
-    if (bands.empty() || !map(orOverlap(box, in.rows, in.columns), tiles, inFiles, inMatrix, 1.0))
-        return fail(StreamError::Code::BadArgument);
+    if (!beginWrite(box, in.rows, in.columns, tiles, inFiles, inMatrix))
+        return false;
+    if (bands.empty())
+        return failRows(in.rows, 0);
 
     const GDALMutex lock;
     for (std::size_t k = 0; k < tiles.size(); ++k)

@@ -1,9 +1,12 @@
 #ifndef VEXEL_STREAMING_STREAMERROR_H
 #define VEXEL_STREAMING_STREAMERROR_H
 
+#include "../export.h"
+
 #include <QString>
 
 #include <cstdint>
+#include <iosfwd>
 
 namespace vexel {
 
@@ -11,9 +14,9 @@ namespace vexel {
 ///
 /// @code
 /// if (!set.openRead(path))
-///     std::cerr << set.lastError().path.toStdString() << ": " << set.lastError().text.toStdString() << "\n";
+///     std::cerr << set.lastError() << std::endl; // "ortho.tif: cannot be opened: ortho.tif: No such file or directory"
 /// @endcode
-struct StreamError
+struct VEXEL_EXPORT StreamError
 {
     /// What kind of failure it was.
     enum class Code : std::int32_t
@@ -34,11 +37,17 @@ struct StreamError
 
     Code code = Code::None; ///< what kind of failure
     QString path;           ///< of the file, or of the set
-    QString text;           ///< what GDAL or the system said, empty if nothing
+    QString text; ///< what was wrong, in the words of GDAL or the system where they have some; never empty
 
     /// True if there was a failure.
     explicit operator bool() const { return code != Code::None; }
+
+    /// Path, what failed, and why, in one line; empty if there was no failure.
+    QString message() const;
 };
+
+/// Writes `message()` as UTF-8, whatever the stream's format is.
+VEXEL_EXPORT std::ostream& operator<<(std::ostream& stream, const StreamError& error);
 
 } // namespace vexel
 

@@ -5,13 +5,24 @@
 
 #include <QString>
 
+#include <cstdint>
+
 namespace vexel {
 
-/// Notes why an operation of a file failed. Always false, to be returned.
-inline bool failFile(GDALStreamer::gdal_t& file, StreamError::Code code, const QString& text = QString())
+/// Notes why an operation of a file failed; GDAL fails without a word now and then. Always false, to be returned.
+bool failFile(GDALStreamer::gdal_t& file, StreamError::Code code, const QString& text);
+
+/// "8 x 6", columns first.
+QString sizeText(std::int64_t columns, std::int64_t rows);
+
+/// "(0, 0) to (8, 6)".
+QString boxText(const PixelBox& box);
+
+/// "There is no band 5 of 3".
+template <class Number>
+QString noBandText(Number band, std::uint64_t noBands)
 {
-    file.error = {code, file.path, text};
-    return false;
+    return QString("There is no band %1 of %2").arg(band).arg(noBands);
 }
 
 } // namespace vexel

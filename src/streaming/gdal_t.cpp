@@ -8,20 +8,20 @@
 #include "streaming/gdalmessages.h"
 #include "streaming/georeference.h"
 #include "streaming/pixeltypes.h"
+#include "streaming/unwrittenblocks.h"
 #include "streaming/writetargets.h"
+#include "utilities/sourcefiles.h"
 
 #include <gdal_priv.h>
 
-#include <algorithm>
 #include <limits>
+#include <optional>
 #include <utility>
 #include <vector>
 
 namespace vexel {
 
 namespace {
-
-constexpr double noData = -10000.0;
 
 /// While it lives, GDAL looks for the side files of what it opens one by one, unless the application has said
 /// what it wants. Otherwise it lists the folder first for each file, which takes far longer than opening one
@@ -54,27 +54,28 @@ using Code = StreamError::Code;
 void warnAboutPixelShape(const Geotransform& geotransform)
 {
     log::LogStreamer(log::defaultLogSource(), log::level::warning, QString(),
-                     log::FileAndLine("GDALStreamer", __LINE__))
+                     log::FileAndLine("gdal_t", __LINE__))
         << "Read image with non-square pixels: dx = " << geotransform[1] << ", dy = " << geotransform[5];
 }
 
 void warnAboutEmptyExtent(const QString& path, const Geotransform& geotransform)
 {
     log::LogStreamer(log::defaultLogSource(), log::level::warning, QString(),
-                     log::FileAndLine("GDALStreamer", __LINE__))
+                     log::FileAndLine("gdal_t", __LINE__))
         << "Image has no pixels in units of 0.00001 map units: '" << path << "', dx = " << geotransform[1]
         << ", dy = " << geotransform[5];
 }
 
-Workspace extentOf(GDALDataset& dataset, const QString& path, double& loss)
+std::optional<Geotransform> geotransformOf(GDALDataset& dataset)
 {
-    const int columns = dataset.GetRasterXSize();
-    const int rows = dataset.GetRasterYSize();
     Geotransform geotransform{};
-    loss = 0.0;
     if (dataset.GetGeoTransform(geotransform.data()) != CE_None)
-        return Workspace(0, 0, columns, rows, 1);
-    loss = lossOfGeotransform(geotransform, columns, rows);
+        return std::nullopt;
+    return geotransform;
+}
+
+Workspace extentOf(const QString& path, const Geotransform& geotransform, int columns, int rows)
+{
     if (hasSuspiciousPixelShape(geotransform))
         warnAboutPixelShape(geotransform);
     Workspace extent = workspaceOfGeotransform(geotransform, columns, rows);
@@ -89,35 +90,28 @@ bool setGeoreference(GDALDataset& dataset, const Workspace& workspace)
     return dataset.SetGeoTransform(geotransform.data()) == CE_None;
 }
 
-/// Sets every pixel of every band, a row of the file's blocks at a time.
-bool fillAll(GDALDataset& dataset, double value)
+bool canHoldNoData(DataType dtype)
 {
-    const int bands = dataset.GetRasterCount();
-    int blockWidth = 0;
-    int blockHeight = 0;
-    dataset.GetRasterBand(1)->GetBlockSize(&blockWidth, &blockHeight);
-    // One pixel a band, which GDAL spreads over the window.
-    std::vector<double> pixel(static_cast<std::size_t>(bands), value);
-    for (int y = 0, rows = 0; y < dataset.GetRasterYSize(); y += rows) {
-        rows = std::min(blockHeight, dataset.GetRasterYSize() - y);
-        if (dataset.RasterIO(GF_Write, 0, y, dataset.GetRasterXSize(), rows, pixel.data(), 1, 1, GDT_Float64,
-                             bands, nullptr, 0, 0, 0, nullptr) != CE_None)
+    const std::pair<double, double> range = minMaxForPixelType(dtype);
+    return range.first <= unwritten::noData && unwritten::noData < range.second;
+}
+
+bool setNoDataValues(GDALDataset& dataset)
+{
+    for (int band = 1; band <= dataset.GetRasterCount(); ++band)
+        if (dataset.GetRasterBand(band)->SetNoDataValue(unwritten::noData) != CE_None)
             return false;
-    }
     return true;
 }
 
-/// Makes pixels that are never written no-data, if the pixel type can hold it.
-bool setNoDataValues(GDALDataset& dataset, DataType dtype)
+/// The words for a raster that has no bands or none that can be read.
+QString unsupportedBands(GDALDataset& dataset)
 {
-    const std::pair<double, double> range = minMaxForPixelType(dtype);
-    if (!(range.first <= noData && noData < range.second))
-        return true;
-    for (int band = 1; band <= dataset.GetRasterCount(); ++band)
-        if (dataset.GetRasterBand(band)->SetNoDataValue(noData) != CE_None)
-            return false;
-    // A block of interleaved bands comes to be when one of them is written, with zeros in the others.
-    return dataset.GetRasterCount() == 1 || fillAll(dataset, noData);
+    if (dataset.GetRasterCount() < 1)
+        return "There are no bands in it";
+    return QString("Pixels of type %1 in the first of %2 bands")
+        .arg(GDALGetDataTypeName(dataset.GetRasterBand(1)->GetRasterDataType()))
+        .arg(dataset.GetRasterCount());
 }
 
 } // namespace
@@ -150,29 +144,37 @@ bool GDALStreamer::gdal_t::openRead(const QString& file, bool readOnly)
     const QString source = file; // the caller may pass this handle's own path
     close();
     if (source.isEmpty())
-        return failFile(*this, Code::BadArgument);
+        return failFile(*this, Code::BadArgument, "The path is empty");
     setPaths(source, source);
     noBands = 0;
     dtype = DataType::Unknown;
     mode = readOnly ? ReadOnly : Update;
     m_finalised = false;
+    m_canStayOpen.reset();
 
     const GdalMessages messages;
     const SideFilesOneByOne oneByOne(oneOfMany);
     dataset = openDataset(path, readOnly ? GA_ReadOnly : GA_Update).release();
     if (!dataset || dataset->GetRasterCount() < 1) {
         const Code code = dataset ? Code::UnsupportedType : Code::CannotOpen;
+        const QString reason = dataset ? unsupportedBands(*dataset) : messages.firstFailure();
         close();
-        return failFile(*this, code, messages.firstFailure());
+        return failFile(*this, code, reason);
     }
     noBands = static_cast<std::uint64_t>(dataset->GetRasterCount());
     noPages = gdal::countPages(*dataset);
     dataset->GetRasterBand(1)->GetBlockSize(&blockWidth, &blockHeight);
-    workspace = extentOf(*dataset, path, georeferenceLoss);
+    const int columns = dataset->GetRasterXSize();
+    const int rows = dataset->GetRasterYSize();
+    m_geotransform = geotransformOf(*dataset);
+    workspace =
+        m_geotransform ? extentOf(path, *m_geotransform, columns, rows) : Workspace(0, 0, columns, rows, 1);
+    georeferenceLoss = m_geotransform ? lossOfGeotransform(*m_geotransform, workspace, columns, rows) : 0.0;
     dtype = gdal::getDataType(*dataset);
     if (dtype == DataType::Unknown) {
+        const QString reason = unsupportedBands(*dataset);
         close();
-        return failFile(*this, Code::UnsupportedType);
+        return failFile(*this, Code::UnsupportedType, reason);
     }
     return detach();
 }
@@ -183,8 +185,6 @@ bool GDALStreamer::gdal_t::openWrite(const QString& file, std::size_t bands, Dat
 {
     const QString target = file;
     close();
-    if (target.isEmpty())
-        return failFile(*this, Code::BadArgument);
     const QString refusal = unwritablePath(target);
     if (!refusal.isEmpty()) {
         error = {Code::BadArgument, target, refusal};
@@ -194,12 +194,14 @@ bool GDALStreamer::gdal_t::openWrite(const QString& file, std::size_t bands, Dat
     projWKT = wkt;
     projTime = time;
     software = softwareName.isEmpty() ? QString("vexelstudio") : softwareName;
-    noBands = type == DataType::RGB ? 3 : type == DataType::RGBA ? 4 : bands;
+    noBands = bandsToCreate(type, bands);
     dtype = type;
     mode = WritePending;
     blockWidth = 0;
     blockHeight = 0;
     m_finalised = false;
+    m_isWritten = false;
+    m_unwrittenBlocks.clear();
     workspace = ws;
 
     const QString folder = file::dirname(path);
@@ -212,10 +214,24 @@ bool GDALStreamer::gdal_t::openWrite(const QString& file, std::size_t bands, Dat
 
 bool GDALStreamer::gdal_t::reopen()
 {
+    if (!openToTransfer())
+        return false;
+    if (mode != Written)
+        return true;
+    m_isWritten = true;
+    const GdalMessages messages;
+    if (unwritten::fillAll(*dataset, m_unwrittenBlocks))
+        return true;
+    releaseDataset();
+    return failFile(*this, Code::CannotWrite, messages.firstFailure());
+}
+
+bool GDALStreamer::gdal_t::openToTransfer()
+{
     if (dataset)
         return true;
-    if (m_aside) {
-        dataset = std::exchange(m_aside, nullptr);
+    if (m_aside.dataset) {
+        dataset = std::exchange(m_aside.dataset, nullptr);
         return true;
     }
     error = StreamError();
@@ -232,9 +248,11 @@ bool GDALStreamer::gdal_t::reopen()
         dataset = openDataset(tmppath, GA_Update).release();
         break;
     case WritePending:
-        return createWorkingDataset() || failFile(*this, Code::CannotCreate, messages.firstFailure());
+        if (createWorkingDataset())
+            return true;
+        return error ? false : failFile(*this, Code::CannotCreate, messages.firstFailure());
     default:
-        return failFile(*this, Code::NotOpen);
+        return failFile(*this, Code::NotOpen, "The file is closed");
     }
     return dataset || failFile(*this, Code::CannotOpen, messages.firstFailure());
 }
@@ -242,18 +260,23 @@ bool GDALStreamer::gdal_t::reopen()
 bool GDALStreamer::gdal_t::createWorkingDataset()
 {
     const GDALDataType type = gdalTypeOf(dtype);
-    if (type == GDT_Unknown || noBands > static_cast<std::uint64_t>(std::numeric_limits<int>::max()))
-        return false;
+    if (type == GDT_Unknown)
+        return failFile(*this, Code::CannotCreate,
+                        QString("Files have no pixels of type %1").arg(static_cast<std::int32_t>(dtype)));
+    const std::uint64_t bands = bandsToCreate(dtype, noBands);
+    if (bands > static_cast<std::uint64_t>(std::numeric_limits<int>::max()))
+        return failFile(*this, Code::CannotCreate, QString("Files have no %1 bands").arg(bands));
     gdal::registerDrivers();
-    GDALDriver* driver = GetGDALDriverManager()->GetDriverByName(isImageFormat() ? "MEM" : "GTiff");
+    const char* const name = isImageFormat() ? "MEM" : "GTiff";
+    GDALDriver* driver = GetGDALDriverManager()->GetDriverByName(name);
     if (!driver)
-        return false;
+        return failFile(*this, Code::CannotCreate, QString("GDAL has no driver %1").arg(name));
     // Uncompressed, so that writing blocks in any order stays cheap; completing the file compresses it once.
-    Dataset created(driver->Create(tmppath.toUtf8().constData(), width(), height(), static_cast<int>(noBands),
+    Dataset created(driver->Create(tmppath.toUtf8().constData(), width(), height(), static_cast<int>(bands),
                                    type, nullptr));
     if (!created)
         return false;
-    if (!isImageFormat() && !(setGeoreference(*created, workspace) && setNoDataValues(*created, dtype))) {
+    if (!isImageFormat() && !prepareWorkingFile(created)) {
         created.reset();
         file::remove(tmppath);
         close();
@@ -264,32 +287,74 @@ bool GDALStreamer::gdal_t::createWorkingDataset()
     return true;
 }
 
+bool GDALStreamer::gdal_t::prepareWorkingFile(std::unique_ptr<GDALDataset, CloseDataset>& created)
+{
+    if (!setGeoreference(*created, workspace))
+        return false;
+    if (!canHoldNoData(dtype))
+        return true;
+    // GDAL writes the no-data value into every pixel when a file is released for the first time, and leaves zeros, which
+    // need no room on the disk, where there is none yet.
+    created.reset();
+    created = openDataset(tmppath, GA_Update);
+    if (!created || !setNoDataValues(*created))
+        return false;
+    m_unwrittenBlocks = unwritten::allBlocks(*created);
+    return true;
+}
+
 bool GDALStreamer::gdal_t::detach()
 {
     const bool fileBacked =
         mode == ReadOnly || mode == Update || ((mode == WritePending || mode == Written) && !isImageFormat());
-    if (dataset && mode == ReadOnly && m_keepAside) {
+    if (dataset && mode == ReadOnly && m_aside.isWanted && canStayOpen()) {
         dataset->FlushCache();
-        m_aside = std::exchange(dataset, nullptr);
+        m_aside.dataset = std::exchange(dataset, nullptr);
     } else if (fileBacked) {
         releaseDataset();
     }
     return true;
 }
 
+bool GDALStreamer::gdal_t::canStayOpen() noexcept
+{
+    try {
+        if (!m_canStayOpen)
+            m_canStayOpen = gdal::givesSamePixelsAgain(*dataset);
+        return *m_canStayOpen;
+    } catch (...) {
+        return false; // memory is short: the file is opened again
+    }
+}
+
 void GDALStreamer::gdal_t::keepAside(bool keep)
 {
-    m_keepAside = keep;
-    if (!keep && m_aside)
-        GDALClose(std::exchange(m_aside, nullptr));
+    m_aside.isWanted = keep;
+    if (!keep && m_aside.dataset)
+        GDALClose(std::exchange(m_aside.dataset, nullptr));
+}
+
+GDALStreamer::gdal_t::Aside& GDALStreamer::gdal_t::Aside::operator=(const Aside& other)
+{
+    if (this != &other && dataset)
+        GDALClose(std::exchange(dataset, nullptr));
+    return *this;
 }
 
 void GDALStreamer::gdal_t::releaseDataset()
 {
     if (dataset)
         GDALClose(std::exchange(dataset, nullptr));
-    if (m_aside)
-        GDALClose(std::exchange(m_aside, nullptr));
+    if (m_aside.dataset)
+        GDALClose(std::exchange(m_aside.dataset, nullptr));
+}
+
+void GDALStreamer::gdal_t::lieAt(const Workspace& extent)
+{
+    const int columns = width();
+    const int rows = height();
+    workspace = extent;
+    georeferenceLoss = m_geotransform ? lossOfGeotransform(*m_geotransform, extent, columns, rows) : 0.0;
 }
 
 bool GDALStreamer::gdal_t::valid(const PixelBox& box) const

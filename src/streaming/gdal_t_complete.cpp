@@ -8,6 +8,8 @@
 #include "streaming/failures.h"
 #include "streaming/gdaldataset.h"
 #include "streaming/gdalmessages.h"
+#include "streaming/pixeltypes.h"
+#include "streaming/unwrittenblocks.h"
 #include "streaming/writetargets.h"
 #include "utilities/blockplaces.h"
 #include "utilities/definitionfile.h"
@@ -15,6 +17,7 @@
 
 #include <gdal_utils.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -36,9 +39,15 @@ struct FreeTranslateOptions
 };
 using TranslateOptions = std::unique_ptr<GDALTranslateOptions, FreeTranslateOptions>;
 
+/// Needs no memory.
+QString outOfMemory()
+{
+    return QStringLiteral("Memory ran out");
+}
+
 void logMessage(log::level level, std::size_t line, const QString& text)
 {
-    log::LogStreamer(log::defaultLogSource(), level, QString(), log::FileAndLine("GDALStreamer", line))
+    log::LogStreamer(log::defaultLogSource(), level, QString(), log::FileAndLine("gdal_t_complete", line))
         << text;
 }
 
@@ -56,6 +65,17 @@ std::uintmax_t sizeOf(const QString& path)
     std::error_code error;
     const std::uintmax_t size = fs::file_size(file::nativePath(path), error);
     return error ? 0 : size;
+}
+
+/// What an image file may need, of pixels that are kept in memory until it is completed: noise does not shrink, and grows a
+/// little.
+std::uintmax_t mostBytesOfImage(const GDALStreamer::gdal_t& image)
+{
+    const std::uintmax_t pixels =
+        static_cast<std::uintmax_t>(image.width()) * static_cast<std::uintmax_t>(image.height()) *
+        bandsToCreate(image.dtype, image.noBands) *
+        static_cast<std::uintmax_t>(GDALGetDataTypeSizeBytes(gdalTypeOf(image.dtype)));
+    return pixels + pixels / 4 + 65536;
 }
 
 /// Adds how much room there is, where there may be too little.
@@ -106,25 +126,44 @@ void insistOn(const CleanUp& cleanUp) noexcept
         }
 }
 
-/// Removes the unfinished file of a target in the end, unless it has taken its place.
-class RemoveUnfinished
+/// The unfinished file of a target. In the end it is removed, with what lies beside it, unless it has taken its place.
+class UnfinishedFile
 {
 public:
-    explicit RemoveUnfinished(const QString& target) : m_unfinished(unfinishedPath(target)) {}
-    ~RemoveUnfinished()
+    explicit UnfinishedFile(const QString& target) : m_path(unfinishedPath(target)), m_target(target) {}
+    ~UnfinishedFile()
     {
-        if (m_removes)
-            insistOn([&] { removeRasterFile(m_unfinished); });
+        if (m_isInPlace)
+            return;
+        insistOn([&] { removeRasterFile(m_path); });
+        insistOn([&] { removeBesideRaster(m_target); });
     }
-    RemoveUnfinished(const RemoveUnfinished&) = delete;
-    RemoveUnfinished& operator=(const RemoveUnfinished&) = delete;
+    UnfinishedFile(const UnfinishedFile&) = delete;
+    UnfinishedFile& operator=(const UnfinishedFile&) = delete;
 
-    const QString& path() const { return m_unfinished; }
-    void keep() { m_removes = false; }
+    const QString& path() const { return m_path; }
+
+    /// What lies beside the raster goes first, so that nobody finds a raster without its mask. False with the reason.
+    bool takePlace(QString& reason)
+    {
+        for (const char* ending : endingsBesideRaster)
+            if (file::exists(m_path + ending) && !move(m_path + ending, m_target + ending, reason))
+                return false;
+        m_isInPlace = move(m_path, m_target, reason);
+        if (m_isInPlace)
+            file::syncFolder(file::dirname(m_target));
+        return m_isInPlace;
+    }
 
 private:
-    QString m_unfinished;
-    bool m_removes = true;
+    static bool move(const QString& from, const QString& to, QString& reason)
+    {
+        return file::syncFile(from, reason) && file::replace(from, to, reason);
+    }
+
+    QString m_path;
+    QString m_target;
+    bool m_isInPlace = false;
 };
 
 /// True if the file ends with those bytes.
@@ -136,18 +175,38 @@ bool endsWith(const QString& path, const std::string& end)
            file.read(found.data(), static_cast<std::streamsize>(found.size())) && found == end;
 }
 
+/// Behind the image GDAL puts a mask, if there is one, and then the image's size in four bytes, the lowest first.
+bool endsBeforeMask(const QString& path, const std::string& imageEnd)
+{
+    std::ifstream file(file::nativePath(path), std::ios::binary);
+    unsigned char size[4] = {};
+    std::string found(imageEnd.size(), '\0');
+    return file.seekg(-4, std::ios::end) && file.read(reinterpret_cast<char*>(size), 4) &&
+           file.seekg((std::streamoff{size[0]} | std::streamoff{size[1]} << 8 |
+                       std::streamoff{size[2]} << 16 | std::streamoff{size[3]} << 24) -
+                          static_cast<std::streamoff>(imageEnd.size()),
+                      std::ios::beg) &&
+           file.read(found.data(), static_cast<std::streamsize>(found.size())) && found == imageEnd;
+}
+
 /// Looks at a closed file and says why it is not whole; true if it is.
 using WholenessCheck = std::function<bool(const QString& path, QString& reason)>;
 
-/// For formats that end with a mark.
-WholenessCheck endingWith(const std::string& end)
+bool isWholePng(const QString& path, QString& reason)
 {
-    return [end](const QString& path, QString& reason) {
-        if (endsWith(path, end))
-            return true;
-        reason = "The end of the file could not be written";
-        return false;
-    };
+    if (endsWith(path, "IEND\xAE\x42\x60\x82"))
+        return true;
+    reason = "The end of the file could not be written";
+    return false;
+}
+
+bool isWholeJpeg(const QString& path, QString& reason)
+{
+    const std::string end = "\xFF\xD9";
+    if (endsWith(path, end) || endsBeforeMask(path, end))
+        return true;
+    reason = "The end of the file could not be written";
+    return false;
 }
 
 /// GDAL 3.10 with the system's libtiff prints what goes wrong with the last bytes, and reports success.
@@ -160,10 +219,9 @@ bool hasAllOfGeoTiff(const QString& path, QString& reason)
 }
 
 /// Closes what was written under its unfinished name and puts it in the target's place, or leaves neither.
-bool putInPlace(Dataset result, const WholenessCheck& isWhole, RemoveUnfinished& unfinishedFile,
-                const QString& target, GdalMessages& messages, QString& reason)
+bool putInPlace(Dataset result, const WholenessCheck& isWhole, UnfinishedFile& unfinished,
+                GdalMessages& messages, QString& reason)
 {
-    const QString& unfinished = unfinishedFile.path();
     if (!result) {
         reason = messages.firstFailure();
         return false;
@@ -175,21 +233,14 @@ bool putInPlace(Dataset result, const WholenessCheck& isWhole, RemoveUnfinished&
         reason = messages.firstFailure();
         return false;
     }
-    if (!isWhole(unfinished, reason) || !file::syncFile(unfinished, reason) ||
-        !file::replace(unfinished, target, reason))
-        return false;
-    if (file::exists(unfinished + ".aux.xml"))
-        file::replace(unfinished + ".aux.xml", target + ".aux.xml", reason);
-    unfinishedFile.keep();
-    file::syncFolder(file::dirname(target));
-    return true;
+    return isWhole(unfinished.path(), reason) && unfinished.takePlace(reason);
 }
 
 /// Translates `source` to `target`. Tells what went wrong through `usageError` too.
 bool translateFile(const QString& source, const QString& target, const gdal::CommandOptions& arguments,
                    int& usageError, QString& reason)
 {
-    RemoveUnfinished unfinished(target);
+    UnfinishedFile unfinished(target);
     GdalMessages messages(GdalMessages::HandlerException::IsDropped);
     const TranslateOptions options(GDALTranslateOptionsNew(arguments.options(), nullptr));
     // Without options GDAL would copy the raster as it is, and report no error.
@@ -202,7 +253,7 @@ bool translateFile(const QString& source, const QString& target, const gdal::Com
         result = takeDataset(GDALTranslate(unfinished.path().toUtf8().constData(), handleOf(working),
                                            options.get(), &usageError));
     }
-    return putInPlace(std::move(result), &hasAllOfGeoTiff, unfinished, target, messages, reason);
+    return putInPlace(std::move(result), &hasAllOfGeoTiff, unfinished, messages, reason);
 }
 
 } // namespace
@@ -211,24 +262,45 @@ bool GDALStreamer::gdal_t::close()
 {
     error = StreamError();
     try {
-        if (mode == Written) {
-            m_finalised = true;
-            isImageFormat() ? finaliseImage() : finaliseGeoTiff();
-        }
+        finalise();
     } catch (...) {
         // Called by the destructor too. A target that could not be completed is found missing.
-        failFile(*this, Code::CannotComplete);
+        failFile(*this, Code::CannotComplete, outOfMemory());
     }
     releaseDataset();
     mode = Closed;
     return true;
 }
 
+void GDALStreamer::gdal_t::finalise()
+{
+    if (mode == Written && m_isWritten) {
+        m_finalised = true;
+        isImageFormat() ? finaliseImage() : finaliseGeoTiff();
+        return;
+    }
+    QString reason;
+    if (!release(reason) && mode != Written)
+        failFile(*this, Code::CannotWrite, reason);
+    if (mode == Written && !isImageFormat())
+        removeRasterFile(tmppath); // made to be read, or for pixels that were refused
+}
+
+bool GDALStreamer::gdal_t::release(QString& reason)
+{
+    if (!dataset && !m_aside.dataset)
+        return true;
+    const GdalMessages messages(GdalMessages::HandlerException::IsDropped);
+    releaseDataset();
+    reason = messages.firstFailure();
+    return !messages.tellOfFailure();
+}
+
 void GDALStreamer::gdal_t::discard()
 {
     releaseDataset();
     if (mode == Written && !isImageFormat())
-        file::remove(tmppath);
+        removeRasterFile(tmppath);
     if (m_finalised) {
         removeRasterFile(path);
         if (!isImageFormat())
@@ -249,14 +321,14 @@ void GDALStreamer::gdal_t::removeSideFiles()
 void GDALStreamer::gdal_t::finaliseImage()
 {
     gdal::CommandOptions options;
-    std::string end;
+    WholenessCheck isWhole;
     const char* driverName = nullptr; // nothing writes JPEG 2000: such a target yields no file
     if (isPng(path)) {
         driverName = "PNG";
-        end = "IEND\xAE\x42\x60\x82";
+        isWhole = &isWholePng;
     } else if (isJpeg(path)) {
         driverName = "JPEG";
-        end = "\xFF\xD9";
+        isWhole = &isWholeJpeg;
         options.setValueForOption(QString::number(jpegQuality, 10), "QUALITY");
     }
     if (!driverName)
@@ -266,16 +338,16 @@ void GDALStreamer::gdal_t::finaliseImage()
     QString reason;
     bool completed = false;
     {
-        RemoveUnfinished unfinished(path);
+        UnfinishedFile unfinished(path);
         GdalMessages messages(GdalMessages::HandlerException::IsDropped);
         Dataset copy(driver && dataset
                          ? driver->CreateCopy(unfinished.path().toUtf8().constData(), dataset,
                                               /*strict=*/FALSE, options.options(), nullptr, nullptr)
                          : nullptr);
-        completed = putInPlace(std::move(copy), endingWith(end), unfinished, path, messages, reason);
+        completed = putInPlace(std::move(copy), isWhole, unfinished, messages, reason);
     }
     if (!completed) {
-        failFile(*this, Code::CannotComplete, reason);
+        failFile(*this, Code::CannotComplete, withRoomLeft(reason, path, mostBytesOfImage(*this)));
         logMessage(log::level::error, __LINE__, "Failed to write to <" + path);
     }
 }
@@ -293,24 +365,13 @@ QString GDALStreamer::gdal_t::saveReference()
 
 void GDALStreamer::gdal_t::finaliseGeoTiff()
 {
-    releaseDataset();
     bool completed = false;
     QString reason;
     try {
-        const QString reference = saveReference();
-        if (!gdal::saveTFW(workspace, tfwpath)) {
-            file::remove(tfwpath); // rather none than half of one
-            failFile(*this, Code::CannotComplete, "The world file '" + tfwpath + "' cannot be written");
-        }
-        removeRasterFile(path);
-
-        gdal::CommandOptions arguments;
-        appendTranslateArguments(arguments, *this, reference);
         int usageError = 0;
-        // A working file that is gone is for GDAL to report.
-        completed = (!file::exists(tmppath) || hasRoomForAllPixels(*this, reason)) &&
-                    translateFile(tmppath, path, arguments, usageError, reason);
+        completed = finishWorkingFile(reason) && translate(usageError, reason);
         if (!completed) {
+            removeRasterFile(path);
             failFile(*this, Code::CannotComplete, withRoomLeft(reason, path, sizeOf(tmppath)));
             logMessage(log::level::error, __LINE__, "Failed to write to <" + path + ">");
         }
@@ -318,11 +379,43 @@ void GDALStreamer::gdal_t::finaliseGeoTiff()
             logMessage(log::level::error, __LINE__, "GDAL error " + QString::number(usageError));
     } catch (...) {
         // The working file goes in any case.
-        failFile(*this, Code::CannotComplete, reason);
+        failFile(*this, Code::CannotComplete, reason.isEmpty() ? outOfMemory() : reason);
     }
     if (!completed)
         insistOn([&] { removeSideFiles(); });
-    insistOn([&] { file::remove(tmppath); });
+    insistOn([&] { removeRasterFile(tmppath); });
+}
+
+bool GDALStreamer::gdal_t::finishWorkingFile(QString& reason)
+{
+    // A working file that is gone is for GDAL to report.
+    if (!file::exists(tmppath)) {
+        releaseDataset();
+        return true;
+    }
+    if (std::find(m_unwrittenBlocks.begin(), m_unwrittenBlocks.end(), true) != m_unwrittenBlocks.end()) {
+        const GdalMessages messages(GdalMessages::HandlerException::IsDropped);
+        if (!openToTransfer() || !unwritten::fillAll(*dataset, m_unwrittenBlocks)) {
+            reason = messages.firstFailure();
+            releaseDataset();
+            return false;
+        }
+    }
+    return release(reason) && hasRoomForAllPixels(*this, reason);
+}
+
+bool GDALStreamer::gdal_t::translate(int& usageError, QString& reason)
+{
+    const QString reference = saveReference();
+    if (!gdal::saveTFW(workspace, tfwpath)) {
+        file::remove(tfwpath); // rather none than half of one
+        failFile(*this, Code::CannotComplete, "The world file '" + tfwpath + "' cannot be written");
+    }
+    removeRasterFile(path);
+
+    gdal::CommandOptions arguments;
+    appendTranslateArguments(arguments, *this, reference);
+    return translateFile(tmppath, path, arguments, usageError, reason);
 }
 
 } // namespace vexel

@@ -1,6 +1,7 @@
 #include "streaming/failures.h"
 #include "streaming/gdalmessages.h"
 #include "streaming/pixeltypes.h"
+#include "streaming/unwrittenblocks.h"
 #include "streaming/writetargets.h"
 
 #include <gdal_priv.h>
@@ -12,6 +13,43 @@
 #include <vector>
 
 namespace vexel {
+
+/// What transfers alone may do with a file: unlike `reopen()` they do not make it count as written.
+class Transfer
+{
+public:
+    explicit Transfer(GDALStreamer::gdal_t& file) : m_file(file) {}
+
+    bool open() { return m_file.openToTransfer(); }
+
+    /// To be called before pixels of the box are read.
+    bool beginRead(const PixelBox& box)
+    {
+        return m_file.mode != GDALStreamer::gdal_t::Written ||
+               unwritten::fillTouched(*m_file.dataset, m_file.m_unwrittenBlocks, box);
+    }
+
+    /// Does `write()`, which hands GDAL the pixels of the box, and notes that it has.
+    template <class Write>
+    bool write(const PixelBox& box, bool allBands, const Write& write)
+    {
+        std::vector<bool>& blocks = m_file.m_unwrittenBlocks;
+        // GDAL takes no pixel of a box that reaches beyond the file.
+        const bool isTaken = m_file.valid(box);
+        m_file.m_isWritten = m_file.m_isWritten || isTaken;
+        if (isTaken &&
+            !(allBands ? unwritten::fillEdges : unwritten::fillTouched)(*m_file.dataset, blocks, box))
+            return false;
+        if (!write())
+            return false;
+        if (allBands)
+            unwritten::noteWritten(*m_file.dataset, blocks, box);
+        return true;
+    }
+
+private:
+    GDALStreamer::gdal_t& m_file;
+};
 
 namespace {
 
@@ -53,7 +91,7 @@ bool readTransfer(Handle& handle, const Work& work)
     handle.error = StreamError();
     const GdalMessages messages;
     const ReleaseAfterTransfer release(handle);
-    return (handle.reopen() && work()) || failTransfer(handle, Code::CannotRead, messages);
+    return (Transfer(handle).open() && work()) || failTransfer(handle, Code::CannotRead, messages);
 }
 
 /// Whether a working file that has just been created and released is all there. One in memory is.
@@ -73,7 +111,7 @@ bool writeTransfer(Handle& handle, const Work& work)
     bool written = false;
     {
         const ReleaseAfterTransfer release(handle);
-        written = handle.reopen() && work();
+        written = Transfer(handle).open() && work();
         if (written)
             messages.ignoreSoFar();
     }
@@ -107,7 +145,8 @@ bool windowOf(const PixelBox& box, Window& window)
 /// `windowOf` with the reason noted.
 bool windowIn(Handle& handle, const PixelBox& box, Window& window)
 {
-    return windowOf(box, window) || failFile(handle, Code::BadArgument);
+    return windowOf(box, window) ||
+           failFile(handle, Code::BadArgument, "The box " + boxText(box) + " has no area");
 }
 
 bool hasBand(const Handle& handle, std::size_t band)
@@ -119,13 +158,20 @@ GDALRasterBand* bandOf(Handle& handle, std::size_t band)
 {
     if (hasBand(handle, band))
         return handle.dataset->GetRasterBand(static_cast<int>(band));
-    failFile(handle, Code::NoSuchBand);
+    failFile(handle, Code::NoSuchBand, noBandText(band, handle.noBands));
     return nullptr;
 }
 
 bool isWritable(Handle& handle)
 {
-    return handle.dataset->GetAccess() == GA_Update || failFile(handle, Code::NotWritable);
+    return handle.dataset->GetAccess() == GA_Update ||
+           failFile(handle, Code::NotWritable, "The file was opened to be read");
+}
+
+bool isSize(Handle& handle, Eigen::Index width, Eigen::Index height)
+{
+    return (width >= 0 && height >= 0) ||
+           failFile(handle, Code::BadArgument, "There are no pixels of " + sizeText(width, height));
 }
 
 template <class T>
@@ -136,12 +182,13 @@ bool readPixels(Handle& handle, PixelMatrix<T>& out, std::size_t band, const Pix
     Window window{};
     if (!raster || !windowIn(handle, src, window))
         return false;
-    if (width < 0 || height < 0)
-        return failFile(handle, Code::BadArgument);
+    if (!isSize(handle, width, height))
+        return false;
     resizePixels(out, height, width);
     if (out.size() == 0)
         return true;
-    return raster->RasterIO(GF_Read, window.x, window.y, window.columns, window.rows, out.data(), width,
+    return Transfer(handle).beginRead(src) &&
+           raster->RasterIO(GF_Read, window.x, window.y, window.columns, window.rows, out.data(), width,
                             height, gdalBufferType<T>(), 0, 0, nullptr) == CE_None;
 }
 
@@ -155,7 +202,10 @@ bool readBand(Handle& handle, PixelMatrix<T>& out, std::size_t band, const Pixel
 /// True if a matrix of that size belongs into the box.
 bool fits(Handle& handle, const Window& window, Eigen::Index rows, Eigen::Index columns)
 {
-    return (window.columns == columns && window.rows == rows) || failFile(handle, Code::BadArgument);
+    return (window.columns == columns && window.rows == rows) ||
+           failFile(handle, Code::BadArgument,
+                    "Pixels have " + sizeText(columns, rows) + " rather than " +
+                        sizeText(window.columns, window.rows));
 }
 
 template <class T>
@@ -169,8 +219,10 @@ bool writePixels(Handle& handle, const PixelMatrix<T>& in, std::size_t band, con
         return false;
     // GDAL takes one pointer for both directions.
     void* pixels = const_cast<T*>(in.data());
-    return raster->RasterIO(GF_Write, window.x, window.y, window.columns, window.rows, pixels, window.columns,
-                            window.rows, gdalBufferType<T>(), 0, 0, nullptr) == CE_None;
+    return Transfer(handle).write(dst, /*allBands=*/handle.dataset->GetRasterCount() == 1, [&] {
+        return raster->RasterIO(GF_Write, window.x, window.y, window.columns, window.rows, pixels,
+                                window.columns, window.rows, gdalBufferType<T>(), 0, 0, nullptr) == CE_None;
+    });
 }
 
 template <class T>
@@ -181,10 +233,19 @@ bool writeBand(Handle& handle, const PixelMatrix<T>& in, std::size_t band, const
 
 bool haveBands(Handle& handle, const std::vector<int>& bands)
 {
-    const bool all = !bands.empty() && std::all_of(bands.begin(), bands.end(), [&handle](int band) {
-        return band >= 1 && hasBand(handle, static_cast<std::size_t>(band));
+    if (bands.empty())
+        return failFile(handle, Code::NoSuchBand, "No band was named");
+    const auto missing = std::find_if(bands.begin(), bands.end(), [&handle](int band) {
+        return band < 1 || !hasBand(handle, static_cast<std::size_t>(band));
     });
-    return all || failFile(handle, Code::NoSuchBand);
+    return missing == bands.end() || failFile(handle, Code::NoSuchBand, noBandText(*missing, handle.noBands));
+}
+
+/// True if each band of the file is among them.
+bool areAll(std::vector<int> bands, int noBands)
+{
+    std::sort(bands.begin(), bands.end());
+    return std::unique(bands.begin(), bands.end()) - bands.begin() == noBands;
 }
 
 /// Transfers several bands in one pass over the file.
@@ -236,21 +297,36 @@ bool readColour(Handle& handle, PackedPixels& out, bool withAlpha, const PixelBo
     Window window{};
     if (!windowIn(handle, src, window))
         return false;
-    if (width < 0 || height < 0)
-        return failFile(handle, Code::BadArgument);
+    if (!isSize(handle, width, height))
+        return false;
     resizePixels(out, height, width);
     const bool alphaFromFile = withAlpha && handle.noBands == 4;
     if (withAlpha && !alphaFromFile)
         out.setConstant(opaque);
     return out.size() == 0 ||
-           transferPacked(*handle.dataset, GF_Read, window, out.data(), width, height, alphaFromFile ? 4 : 3);
+           (Transfer(handle).beginRead(src) && transferPacked(*handle.dataset, GF_Read, window, out.data(),
+                                                              width, height, alphaFromFile ? 4 : 3));
+}
+
+bool failColours(Handle& handle)
+{
+    return failFile(handle, Code::NoSuchBand,
+                    QString("Its %1 bands are not those of packed colours").arg(handle.noBands));
+}
+
+/// `gdal_t::valid` with the reason noted.
+bool contains(Handle& handle, const PixelBox& box)
+{
+    return handle.valid(box) || failFile(handle, Code::BadArgument,
+                                         "The box " + boxText(box) + " reaches beyond the file's " +
+                                             sizeText(handle.width(), handle.height()) + " pixels");
 }
 
 bool readPackedPixels(Handle& handle, PackedPixels& out, bool withAlpha, const PixelBox& src, int width,
                       int height)
 {
-    if (!handle.valid(src))
-        return failFile(handle, Code::BadArgument);
+    if (!contains(handle, src))
+        return false;
     const bool bytes = handle.dtype == DataType::UInt8;
     if (handle.noBands == 3 || handle.noBands == 4)
         return readColour(handle, out, withAlpha, src, width, height);
@@ -258,7 +334,7 @@ bool readPackedPixels(Handle& handle, PackedPixels& out, bool withAlpha, const P
         return readGray(handle, out, src, width, height);
     if (handle.noBands == 2 && bytes && withAlpha)
         return readGrayWithAlpha(handle, out, src, width, height);
-    return failFile(handle, Code::NoSuchBand);
+    return failColours(handle);
 }
 
 bool readPacked(Handle& handle, PackedPixels& out, bool withAlpha, const PixelBox& src, int width, int height)
@@ -269,14 +345,16 @@ bool readPacked(Handle& handle, PackedPixels& out, bool withAlpha, const PixelBo
 bool writePackedPixels(Handle& handle, const PackedPixels& in, int bands, const PixelBox& dst)
 {
     Window window{};
-    if (!handle.valid(dst))
-        return failFile(handle, Code::BadArgument);
+    if (!contains(handle, dst))
+        return false;
     if (handle.noBands != static_cast<std::uint64_t>(bands))
-        return failFile(handle, Code::NoSuchBand);
+        return failColours(handle);
     if (!windowIn(handle, dst, window) || !fits(handle, window, in.rows(), in.cols()) || !isWritable(handle))
         return false;
-    return transferPacked(*handle.dataset, GF_Write, window, const_cast<unsigned int*>(in.data()),
-                          window.columns, window.rows, bands);
+    return Transfer(handle).write(dst, /*allBands=*/handle.dataset->GetRasterCount() == bands, [&] {
+        return transferPacked(*handle.dataset, GF_Write, window, const_cast<unsigned int*>(in.data()),
+                              window.columns, window.rows, bands);
+    });
 }
 
 bool writePacked(Handle& handle, const PackedPixels& in, int bands, const PixelBox& dst)
@@ -379,9 +457,10 @@ bool Handle::readBands(const BandPixels<T>& out, const std::vector<int>& bands, 
         Window window{};
         if (!haveBands(*this, bands) || !windowIn(*this, src, window))
             return false;
-        if (out.rows < 0 || out.columns < 0)
-            return failFile(*this, Code::BadArgument);
-        return out.rows == 0 || out.columns == 0 || transferBands(*dataset, GF_Read, bands, window, out);
+        if (!isSize(*this, out.columns, out.rows))
+            return false;
+        return out.rows == 0 || out.columns == 0 ||
+               (Transfer(*this).beginRead(src) && transferBands(*dataset, GF_Read, bands, window, out));
     });
 }
 
@@ -395,7 +474,9 @@ bool Handle::writeBands(const BandPixels<const T>& in, const std::vector<int>& b
             return false;
         // GDAL takes one pointer for both directions.
         const BandPixels<T> pixels{const_cast<T*>(in.first), in.rows, in.columns, in.rowStep, in.bandStep};
-        return transferBands(*dataset, GF_Write, bands, window, pixels);
+        return Transfer(*this).write(dst, areAll(bands, dataset->GetRasterCount()), [&] {
+            return transferBands(*dataset, GF_Write, bands, window, pixels);
+        });
     });
 }
 

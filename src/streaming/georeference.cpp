@@ -26,9 +26,8 @@ Workspace workspaceOfGeotransform(const Geotransform& geotransform, int columns,
                      res);
 }
 
-double lossOfGeotransform(const Geotransform& geotransform, int columns, int rows)
+double lossOfGeotransform(const Geotransform& geotransform, const Workspace& extent, int columns, int rows)
 {
-    const Workspace extent = workspaceOfGeotransform(geotransform, columns, rows);
     const auto res = static_cast<double>(extent.res());
     double loss = 0.0;
     for (const double x : {0.0, static_cast<double>(columns)})

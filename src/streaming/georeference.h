@@ -17,7 +17,7 @@ Workspace workspaceOfGeotransform(const Geotransform& geotransform, int columns,
 /// How far the corners of a raster of that size lie at most from where its extent has them, which drops rotation,
 /// rounds the pixel size and makes pixels square: in pixels of the raster's pixel width. Infinite or NaN where
 /// that makes no sense.
-double lossOfGeotransform(const Geotransform& geotransform, int columns, int rows);
+double lossOfGeotransform(const Geotransform& geotransform, const Workspace& extent, int columns, int rows);
 
 /// True when the signed ratio of pixel width to pixel height exceeds 1 (within 1e-5). North-up rasters, whose
 /// pixel height is negative, never do.

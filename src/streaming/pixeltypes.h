@@ -5,6 +5,7 @@
 
 #include <gdal.h>
 
+#include <cstdint>
 #include <type_traits>
 
 namespace vexel {
@@ -34,6 +35,12 @@ inline GDALDataType gdalTypeOf(DataType type)
         break;
     }
     return GDT_Unknown;
+}
+
+/// Number of bands that a file of a pixel type gets which is to have `noBands`.
+inline std::uint64_t bandsToCreate(DataType type, std::uint64_t noBands)
+{
+    return type == DataType::RGB ? 3 : type == DataType::RGBA ? 4 : noBands;
 }
 
 /// The GDAL type of a matrix element. Signed and unsigned char are both bytes: their bits are transferred

@@ -7,7 +7,9 @@
 #include "utilities/sourcefiles.h"
 #include "utilities/tilenames.h"
 
+#include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <set>
 #include <system_error>
 
@@ -18,13 +20,24 @@ namespace {
 constexpr const char* workingEnding = "_tmp.tif";
 constexpr const char* unfinishedEnding = "_new_tmp.tif";
 
-/// A raster file and what GDAL keeps beside it: overviews, statistics, mask.
-constexpr const char* rasterEndings[] = {"", ".ovr", ".aux.xml", ".msk"};
-
 bool isTileOf(const QString& path, const QString& setPath, TileFile& tile)
 {
     QString base;
     return gdal::path2tile(path, base, tile.column, tile.row) && file::samepath(base, setPath);
+}
+
+/// Files beside tiles, which may have the tiles' ending too if that is empty. As tile names they would be told as odd.
+bool isBesideTile(const QString& path, const QString& setPath)
+{
+    const auto hasEnding = [&](const char* ending) {
+        return path.endsWith(ending) && !setPath.endsWith(ending);
+    };
+    if (path.endsWith(workingEnding) || hasEnding(".prj") ||
+        std::any_of(std::begin(endingsBesideRaster), std::end(endingsBesideRaster), hasEnding))
+        return true;
+    const QString tile = path.left(path.size() - 1);
+    return file::extension(setPath).isEmpty() && !tile.isEmpty() && tile[tile.size() - 1].isDigit() &&
+           gdal::path2tfw(tile) == path;
 }
 
 /// One text for all spellings of a path.
@@ -58,7 +71,8 @@ void addIfThere(QStringList& paths, const QString& path)
 void addTarget(QStringList& paths, const QString& target)
 {
     for (const QString& raster : {target, workingPath(target), unfinishedPath(target)}) {
-        for (const char* ending : rasterEndings)
+        addIfThere(paths, raster);
+        for (const char* ending : endingsBesideRaster)
             addIfThere(paths, raster + ending);
         addIfThere(paths, gdal::path2tfw(raster));
         addIfThere(paths, gdal::path2prj(raster));
@@ -76,7 +90,7 @@ std::vector<TileFile> tileFilesOf(const QString& path)
         file::find(file::dirname(path), "*" + file::extension(path), /*filesOnly=*/true);
     for (const QString& candidate : files) {
         TileFile tile{candidate, 0, 0};
-        if (!candidate.endsWith(workingEnding) && isTileOf(candidate, path, tile))
+        if (!isBesideTile(candidate, path) && isTileOf(candidate, path, tile))
             tiles.push_back(tile);
     }
     return tiles;
@@ -110,12 +124,20 @@ QString unfinishedPath(const QString& path)
 
 QString unwritablePath(const QString& path)
 {
+    if (path.isEmpty())
+        return "The path is empty";
     return path.startsWith("/vsi") ? QString("Virtual files can be read, not written") : QString();
 }
 
 void removeRasterFile(const QString& path)
 {
-    for (const char* ending : rasterEndings)
+    file::remove(path);
+    removeBesideRaster(path);
+}
+
+void removeBesideRaster(const QString& path)
+{
+    for (const char* ending : endingsBesideRaster)
         file::remove(path + ending);
 }
 
@@ -135,7 +157,7 @@ bool hasRoomForAllPixels(const GDALStreamer::gdal_t& raster, QString& reason)
     }
     // As floating-point numbers, since the product need not fit into 64 bits.
     const double needed = static_cast<double>(raster.width()) * raster.height() *
-                          static_cast<double>(raster.noBands) *
+                          static_cast<double>(bandsToCreate(raster.dtype, raster.noBands)) *
                           GDALGetDataTypeSizeBytes(gdalTypeOf(raster.dtype));
     if (static_cast<double>(size) > needed)
         return true;

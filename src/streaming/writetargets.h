@@ -34,8 +34,14 @@ QString unfinishedPath(const QString& path);
 /// system's, which GDAL's virtual ones are not.
 QString unwritablePath(const QString& path);
 
-/// Deletes a raster file and what GDAL keeps beside it: overviews, statistics, mask.
+/// What GDAL keeps beside a raster file, appended to its name: overviews, statistics, mask.
+constexpr const char* endingsBesideRaster[] = {".ovr", ".aux.xml", ".msk"};
+
+/// Deletes a raster file and what GDAL keeps beside it.
 void removeRasterFile(const QString& path);
+
+/// Deletes only the latter.
+void removeBesideRaster(const QString& path);
 
 /// Deletes what writing a raster file leaves behind when it is cut off.
 void removeWorkingFiles(const QString& path);

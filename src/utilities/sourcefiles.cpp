@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <set>
+#include <string>
 
 namespace vexel::gdal {
 
@@ -23,7 +24,45 @@ bool isVirtual(GDALDataset& dataset)
     return driver && EQUAL(driver->GetDescription(), "VRT");
 }
 
+bool hasOldStyleJpeg(GDALDataset& dataset)
+{
+    const char* compression = dataset.GetMetadataItem("COMPRESSION", "IMAGE_STRUCTURE");
+    return compression && EQUAL(compression, "OJPEG");
+}
+
+/// Only what may have such pixels, or such sources. Does not list the folder, as it would for each source of many.
+Dataset openTiffOrVirtual(const char* path)
+{
+    const char* const drivers[] = {"GTiff", "VRT", nullptr};
+    const char* const noSiblings[] = {nullptr};
+    return takeDataset(GDALOpenEx(path, GDAL_OF_RASTER | GDAL_OF_READONLY, drivers, nullptr, noSiblings));
+}
+
+bool givesSame(GDALDataset& dataset, std::set<std::string>& known)
+{
+    if (hasOldStyleJpeg(dataset))
+        return false;
+    if (!isVirtual(dataset))
+        return true;
+    const List list(dataset.GetFileList());
+    for (char** name = list.get(); name && *name; ++name) {
+        if (!known.insert(*name).second)
+            continue;
+        const Dataset source = openTiffOrVirtual(*name);
+        if (source && !givesSame(*source, known))
+            return false;
+    }
+    return true;
+}
+
 } // namespace
+
+bool givesSamePixelsAgain(GDALDataset& dataset)
+{
+    const QuietThread quiet;
+    std::set<std::string> known;
+    return givesSame(dataset, known);
+}
 
 QStringList filesBehind(const QStringList& rasters)
 {

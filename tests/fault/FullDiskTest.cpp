@@ -158,7 +158,7 @@ void writeOntoFullDisk(const Arguments& arguments)
             requireFailure(set.lastError(), firstFile, "close");
             require(hasMessage(log, completionMessage(firstFile)), "not logged, but: " + log.text());
         }
-        if (disk && shouldWrite && firstFile.endsWith(".tif"))
+        if (disk && shouldWrite)
             requireRoom(set.lastError());
         require(!set.opened(), "still open");
     }

@@ -388,8 +388,9 @@ TEST(RasterSetMove, TakesTheFilesAndLeavesTheDescription)
         EXPECT_EQ(set->dtype(), DataType::Int16);
         EXPECT_EQ(static_cast<int>(set->ftype()), 3);
         EXPECT_EQ(set->width(), width);
-        EXPECT_EQ(set->noTiles(), 1u);
     }
+    EXPECT_EQ(to.noTiles(), 1u);
+    EXPECT_EQ(from.noTiles(), 0u);
     EXPECT_FALSE(from.opened());
     ASSERT_TRUE(to.opened());
     PixelMatrix<short> out;

@@ -284,6 +284,20 @@ TEST(RasterFileWorkingDataset, IsPlacedByTheWorkspace)
     EXPECT_DOUBLE_EQ(c[5], -0.025);
 }
 
+TEST(RasterFileOfColours, HasTheBandsOfItsTypeWhateverTheirNumberSaysByThen)
+{
+    const TempFolder folder;
+    for (const auto& [type, bands] : {std::pair(DataType::RGB, 3), std::pair(DataType::RGBA, 4)}) {
+        File file;
+        ASSERT_TRUE(prepare(file, folder / "a.tif", DataType::UInt8, 1));
+        file.dtype = type;
+        file.noBands = 7;
+        ASSERT_TRUE(file.reopen());
+        EXPECT_EQ(file.dataset->GetRasterCount(), bands);
+        file.discard();
+    }
+}
+
 class RasterFileUnknownType : public testing::TestWithParam<int>
 {};
 

@@ -17,6 +17,12 @@ std::string textOfWorkspace(const Geotransform& geotransform, int columns, int r
     return text.str();
 }
 
+double lossOf(const Geotransform& geotransform, int columns, int rows)
+{
+    return lossOfGeotransform(geotransform, workspaceOfGeotransform(geotransform, columns, rows), columns,
+                              rows);
+}
+
 } // namespace
 
 TEST(GeoreferenceWorkspace, NorthUpRasterStartsAtItsOrigin)
@@ -70,31 +76,31 @@ TEST(GeoreferenceWorkspace, IsDefinedForAnyNumber)
 
 TEST(GeoreferenceLoss, IsNoneForSquarePixelsOfWholeUnits)
 {
-    EXPECT_NEAR(lossOfGeotransform({100, 0.5, 0, 200, 0, -0.5}, 10, 20), 0.0, 1e-9);
-    EXPECT_NEAR(lossOfGeotransform({0, 1e-5, 0, 0, 0, -1e-5}, 1000000, 1000000), 0.0, 1e-6);
+    EXPECT_NEAR(lossOf({100, 0.5, 0, 200, 0, -0.5}, 10, 20), 0.0, 1e-9);
+    EXPECT_NEAR(lossOf({0, 1e-5, 0, 0, 0, -1e-5}, 1000000, 1000000), 0.0, 1e-6);
 }
 
 TEST(GeoreferenceLoss, IsThatOfTheFarCornerWherePixelSizesAreRounded)
 {
     // 0.300004 is kept as 0.3: after 100000 columns and rows that is 0.4 each way.
-    EXPECT_NEAR(lossOfGeotransform({0, 0.300004, 0, 0, 0, -0.300004}, 100000, 100000),
-                std::hypot(0.4, 0.4) / 0.300004, 1e-6);
+    EXPECT_NEAR(lossOf({0, 0.300004, 0, 0, 0, -0.300004}, 100000, 100000), std::hypot(0.4, 0.4) / 0.300004,
+                1e-6);
 }
 
 TEST(GeoreferenceLoss, CountsRotationAndPixelsThatAreNotSquare)
 {
     // The lower corners lie 20 rows of 7 farther east, the right ones 10 columns of 9 farther north.
-    EXPECT_NEAR(lossOfGeotransform({0, 0.5, 7, 0, 9, -0.5}, 10, 20), std::hypot(140, 90) / 0.5, 1e-9);
-    EXPECT_NEAR(lossOfGeotransform({0, 0.5, 0, 0, 0, -0.75}, 10, 20), 20 * 0.25 / 0.5, 1e-9);
+    EXPECT_NEAR(lossOf({0, 0.5, 7, 0, 9, -0.5}, 10, 20), std::hypot(140, 90) / 0.5, 1e-9);
+    EXPECT_NEAR(lossOf({0, 0.5, 0, 0, 0, -0.75}, 10, 20), 20 * 0.25 / 0.5, 1e-9);
     // South up: the rows are kept in the order of the file.
-    EXPECT_NEAR(lossOfGeotransform({0, 1, 0, 0, 0, 1}, 10, 20), 20.0, 1e-9);
+    EXPECT_NEAR(lossOf({0, 1, 0, 0, 0, 1}, 10, 20), 20.0, 1e-9);
 }
 
 TEST(GeoreferenceLoss, IsNoNumberOfPixelsForWhatIsNone)
 {
     const double nan = std::numeric_limits<double>::quiet_NaN();
-    EXPECT_TRUE(std::isnan(lossOfGeotransform({nan, 1, 0, 0, 0, -1}, 10, 10)));
-    EXPECT_FALSE(std::isfinite(lossOfGeotransform({5, 0, 0, 0, 0, 0}, 10, 10)));
+    EXPECT_TRUE(std::isnan(lossOf({nan, 1, 0, 0, 0, -1}, 10, 10)));
+    EXPECT_FALSE(std::isfinite(lossOf({5, 0, 0, 0, 0, 0}, 10, 10)));
 }
 
 TEST(GeoreferencePixelShape, LooksAtTheSignedRatio)

@@ -1,0 +1,122 @@
+#include "fault/ChildProcess.h"
+#include "fault/resources.h"
+#include "support/LogCapture.h"
+#include "support/TempFolder.h"
+#include "support/boxes.h"
+#include "support/rasters.h"
+
+#include "streaming/GDALStreamer.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+// The application writes through GDAL's own dataset of a file, and the disk is full when the file is released. The limit
+// of the file size, by which that is made, holds for a whole process.
+
+namespace {
+
+using namespace faults;
+using vexel::DataType;
+using vexel::GDALMutex;
+using vexel::GDALStreamer;
+using Code = vexel::StreamError::Code;
+
+constexpr int width = 2000;
+constexpr int height = 500;
+
+/// Writes all pixels of the first file by GDAL, which keeps them in its cache.
+void writeByGdal(GDALStreamer& set)
+{
+    const GDALMutex lock;
+    require(set.open(0), "cannot open the file");
+    std::vector<unsigned char> pixels(static_cast<std::size_t>(width) * height, 7);
+    require(set.data(0)->GetRasterBand(1)->RasterIO(GF_Write, 0, 0, width, height, pixels.data(), width,
+                                                    height, GDT_Byte, 0, 0, nullptr) == CE_None,
+            "GDAL takes no pixels");
+}
+
+/// What `close()` tells when there is no room for what GDAL has cached.
+vexel::StreamError errorOfClose(GDALStreamer& set)
+{
+    limitFileSize(100000);
+    require(set.close(), "close() is not true");
+    unlimitFileSize();
+    return set.lastError();
+}
+
+void requireError(const vexel::StreamError& error, Code code, const QString& path)
+{
+    require(error.code == code, "another code: " + std::to_string(static_cast<int>(error.code)));
+    require(error.path == path, "another path: " + error.path.toStdString());
+    require(!error.text.isEmpty(), "no reason");
+}
+
+void releaseWritten(const Arguments& arguments)
+{
+    const TempFolder folder;
+    const QString path = folder / arguments.at(0).c_str();
+    const LogCapture log;
+    CPLSetErrorHandler(CPLQuietErrorHandler);
+    GDALStreamer set;
+    require(set.openWrite(path, 1, DataType::UInt8, width, height), "cannot open the set");
+    // The working file has its full size from the first transfer on, so that only GDAL's word tells what it lacks.
+    require(set.write(vexel::PixelMatrix<unsigned char>::Ones(1, width).eval(), 1, box(0, 0, width, 1)),
+            "cannot write");
+    writeByGdal(set);
+    requireError(errorOfClose(set), Code::CannotComplete, path);
+    const std::string message = "level 7: Failed to write to <" + path.toStdString() + ">";
+    require(log.messages().size() == 1 && log.messages()[0].level == 7 &&
+                "level 7: " + log.messages()[0].text == message,
+            "logged: " + log.text());
+    require(folder.listing() == "", "left behind: " + folder.listing());
+}
+
+void releaseUpdated(const Arguments&)
+{
+    const TempFolder folder;
+    const QString path = folder / "a.tif";
+    rasters::make(path, {width, height, 1, GDT_Byte}, [](int, int, int) { return 1.0; });
+    CPLSetErrorHandler(CPLQuietErrorHandler);
+    GDALStreamer set;
+    require(set.openUpdate(path), "cannot open the set");
+    writeByGdal(set);
+    requireError(errorOfClose(set), Code::CannotWrite, path);
+}
+
+void releaseUpdatedFile(const Arguments&)
+{
+    const TempFolder folder;
+    const QString path = folder / "a.tif";
+    rasters::make(path, {width, height, 1, GDT_Byte}, [](int, int, int) { return 1.0; });
+    CPLSetErrorHandler(CPLQuietErrorHandler);
+    GDALStreamer set;
+    require(set.openUpdate(path), "cannot open the set");
+    writeByGdal(set);
+    limitFileSize(100000);
+    require(set.close(0), "close(0) is not true");
+    unlimitFileSize();
+    requireError(set.lastError(), Code::CannotWrite, path);
+}
+
+const ChildMain written("releaseWritten", &releaseWritten);
+const ChildMain updated("releaseUpdated", &releaseUpdated);
+const ChildMain updatedFile("releaseUpdatedFile", &releaseUpdatedFile);
+
+} // namespace
+
+TEST(ReleaseOntoFullDisk, CompletesNoRasterThatLacksPixels)
+{
+    EXPECT_EQ(failureOfChild("releaseWritten", {"out.tif"}), "");
+}
+
+TEST(ReleaseOntoFullDisk, OfAnUpdatedFileIsTold)
+{
+    EXPECT_EQ(failureOfChild("releaseUpdated"), "");
+}
+
+TEST(ReleaseOntoFullDisk, OfOneUpdatedFileOfASetIsTold)
+{
+    EXPECT_EQ(failureOfChild("releaseUpdatedFile"), "");
+}
