@@ -1,8 +1,10 @@
 #include "streaming/gdalmessages.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstddef>
+#include <cstdio>
 #include <exception>
 
 namespace vexel {
@@ -17,6 +19,15 @@ GdalMessages::GdalMessages(HandlerException exception)
 GdalMessages::~GdalMessages() noexcept(false)
 {
     const int error = errno;
+    const std::exception_ptr thrown = handOn();
+    errno = error;
+    if (thrown && m_exception == HandlerException::ComesOut &&
+        std::uncaught_exceptions() == m_exceptionsBefore)
+        std::rethrow_exception(thrown);
+}
+
+std::exception_ptr GdalMessages::handOn()
+{
     CPLPopErrorHandler();
     std::exception_ptr thrown;
     for (const Message& message : m_messages)
@@ -26,20 +37,28 @@ GdalMessages::~GdalMessages() noexcept(false)
             if (!thrown)
                 thrown = std::current_exception();
         }
-    errno = error;
-    if (thrown && m_exception == HandlerException::ComesOut &&
-        std::uncaught_exceptions() == m_exceptionsBefore)
-        std::rethrow_exception(thrown);
+    return thrown;
 }
 
 void GdalMessages::note(CPLErr severity, CPLErrorNum number, const char* text)
 {
     auto* self = static_cast<GdalMessages*>(CPLGetErrorHandlerUserData());
     try {
+        if (severity == CE_Fatal)
+            self->handOnFatal(number, text ? text : "");
         self->m_messages.push_back({severity, number, text ? text : ""});
     } catch (...) {
         // GDAL's code is no place for exceptions. That there was a failure its results tell in most cases.
     }
+}
+
+void GdalMessages::handOnFatal(CPLErrorNum number, const char* text)
+{
+    // The text is in GDAL's buffer, where the next message goes, and there may be no memory left.
+    std::array<char, 2000> copy{};
+    std::snprintf(copy.data(), copy.size(), "%s", text);
+    handOn();
+    CPLError(CE_Fatal, number, "%s", copy.data());
 }
 
 const GdalMessages::Message* GdalMessages::firstFailureMessage() const

@@ -6,13 +6,14 @@
 #include <cpl_error.h>
 
 #include <cstddef>
-
+#include <exception>
 #include <string>
 #include <vector>
 
 namespace vexel {
 
-/// Listens to what GDAL says on this thread while it lives, and then lets the application's handler have it.
+/// Listens to what GDAL says on this thread while it lives, and then lets the application's handler have it. A fatal
+/// message, with which GDAL ends the process, is handed on at once, and those before it too.
 ///
 /// Some failures, a full disk for one, GDAL reports by its messages alone, from functions that return nothing.
 class GdalMessages
@@ -50,6 +51,9 @@ private:
     };
 
     static void CPL_STDCALL note(CPLErr severity, CPLErrorNum number, const char* text);
+    void handOnFatal(CPLErrorNum number, const char* text);
+    /// Stops listening and hands on what there is. Gives the first exception that came of it, null if none.
+    std::exception_ptr handOn();
     const Message* firstFailureMessage() const;
 
     HandlerException m_exception;

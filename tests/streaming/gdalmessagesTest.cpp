@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <csignal>
+#include <iostream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -24,6 +26,28 @@ void CPL_STDCALL raise(CPLErr severity, CPLErrorNum number, const char* text)
     hear(severity, number, text);
     if (severity == CE_Failure)
         throw std::runtime_error(text);
+}
+
+void CPL_STDCALL print(CPLErr severity, CPLErrorNum number, const char* text)
+{
+    std::cerr << severity << "/" << number << " " << text << std::endl;
+}
+
+void CPL_STDCALL printAndRaise(CPLErr severity, CPLErrorNum number, const char* text)
+{
+    print(severity, number, text);
+    throw std::runtime_error(text);
+}
+
+/// One within another, as a file is opened within a transfer. GDAL ends the process.
+void sayFatal(CPLErrorHandler handler)
+{
+    CPLPushErrorHandler(handler);
+    const GdalMessages transfer;
+    CPLError(CE_Warning, 1, "of the transfer");
+    const GdalMessages opening;
+    CPLError(CE_Failure, 4, "of the file");
+    CPLError(CE_Fatal, 2, "%s", "100% of memory taken");
 }
 
 /// Keeps what the application's handler hears.
@@ -120,3 +144,12 @@ TEST_F(GdalMessagesTest, DoNotThrowWhileAnotherExceptionFlies)
     CPLPopErrorHandler();
     EXPECT_EQ(m_heard, std::vector<std::string>{"3/1 of GDAL"});
 }
+
+#ifndef _WIN32
+TEST_F(GdalMessagesTest, HandFatalOnesAndThoseBeforeOnBeforeGdalEndsTheProcess)
+{
+    const char* const all = "^2/1 of the transfer\n3/4 of the file\n4/2 100% of memory taken\n";
+    EXPECT_EXIT(sayFatal(print), testing::KilledBySignal(SIGABRT), all);
+    EXPECT_EXIT(sayFatal(printAndRaise), testing::KilledBySignal(SIGABRT), all);
+}
+#endif
