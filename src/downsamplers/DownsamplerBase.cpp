@@ -217,6 +217,8 @@ bool DownsamplerBase::runStrips(const TileStep& plan)
     const GDALStreamer::KeepFilesOpen keepOpen(input);
     const StripStep<T> strips(input, plan, factor, border, sizeof(Out));
     const std::size_t noStrips = strips.noStrips();
+    if (noStrips == 0)
+        return output.opened() || tellUnwritten(output);
     std::size_t done = 0;
     const auto prepare = [this](StripReader<T>& strip, Eigen::Index firstNewRow) {
         markMissing(strip, firstNewRow);

@@ -119,6 +119,26 @@ private:
     std::int64_t m_unit;
 };
 
+/// Always false, for the step that ends with it.
+bool tellUnread(const GDALStreamer& input)
+{
+    const QString reason = errnoText();
+    log::LogStreamer(log::defaultLogSource(), log::level::error, QString(),
+                     log::FileAndLine("DownsamplerGauss", __LINE__))
+        << "Unable to read tile " << input.path() << "': " << reason;
+    return false;
+}
+
+/// The same for what cannot be written.
+bool tellUnwritten(const GDALStreamer& output, const PixelBox& tile)
+{
+    const QString reason = errnoText();
+    log::LogStreamer(log::defaultLogSource(), log::level::error, QString(),
+                     log::FileAndLine("DownsamplerGauss", __LINE__))
+        << "Unable to write tile " << textOf(tile) << " to '" << output.path() << "': " << reason;
+    return false;
+}
+
 } // namespace
 
 /// Where the results of one part come from.
@@ -189,6 +209,8 @@ bool DownsamplerGauss::downsampleTile(const GaussStep& plan)
     const GDALStreamer::KeepFilesOpen keepOpen(input);
     const PartRows partRows(plan, input.blockHeight());
     const GaussParts parts = cutIntoParts(plan, input.noBands(), sizeof(T), partRows.unit(), workingSetBytes);
+    if (parts.columns.empty() || parts.rows.empty())
+        return leaveEmpty(plan);
     const double noParts = static_cast<double>(parts.columns.size() * parts.rows.size());
     double done = 0.0;
     for (const GaussPart& columns : parts.columns) {
@@ -202,6 +224,14 @@ bool DownsamplerGauss::downsampleTile(const GaussStep& plan)
         }
     }
     return true;
+}
+
+/// A tile without results needs its files all the same.
+bool DownsamplerGauss::leaveEmpty(const GaussStep& plan) const
+{
+    if (!input.opened() && !isAlphaBand(1))
+        return tellUnread(input);
+    return output.opened() || tellUnwritten(output, plan.outBox);
 }
 
 void DownsamplerGauss::markMissing(StripReader<unsigned char>&, Eigen::Index) const
@@ -235,20 +265,18 @@ bool DownsamplerGauss::downsamplePart(StripReader<T>& pixels, const GaussStep& p
     const LargeBuffer<float> data(samples.rows.size() * static_cast<std::size_t>(pixels.columns()));
     const PixelBox outBox = outBoxOf(plan, columns, rows);
     for (std::size_t band = 1; band <= noBands; ++band) {
-        if (!readData(band, pixels)) {
-            // Those before are not lost by it.
-            if (band > 1)
-                writeData(band - 1, outBox, results);
-            return false;
+        if (!isRead(band, pixels)) {
+            // Those before are not lost by it. What fails first is told, as if each had been written by itself.
+            return (band == 1 || writeData(band - 1, plan, outBox, results)) && tellUnread(input);
         }
         blurImage(band, pixels, samples, plan.sigma, data.data());
         subSample(band, pixels, samples, plan.sigma, data.data(), results);
-        if (band == noBands && !writeData(noBands, outBox, results))
+        if (band == noBands && !writeData(noBands, plan, outBox, results))
             return false;
         const double done = static_cast<double>(band) / static_cast<double>(noBands);
         if (!reportProgress(share.before + share.own * done)) {
             if (band < noBands)
-                writeData(band, outBox, results);
+                writeData(band, plan, outBox, results);
             return false;
         }
     }
@@ -256,15 +284,9 @@ bool DownsamplerGauss::downsamplePart(StripReader<T>& pixels, const GaussStep& p
 }
 
 template <class T>
-bool DownsamplerGauss::readData(std::size_t band, const StripReader<T>& pixels)
+bool DownsamplerGauss::isRead(std::size_t band, const StripReader<T>& pixels) const
 {
-    if (isAlphaBand(band) || (input.opened() && !pixels.hasFailed(band - 1)))
-        return true;
-    const QString reason = errnoText();
-    log::LogStreamer(log::defaultLogSource(), log::level::error, QString(),
-                     log::FileAndLine("DownsamplerGauss", __LINE__))
-        << "Unable to read tile " << input.path() << "': " << reason;
-    return false;
+    return isAlphaBand(band) || (input.opened() && !pixels.hasFailed(band - 1));
 }
 
 template <class T>
@@ -317,20 +339,17 @@ void DownsamplerGauss::finishRow(std::size_t band, StripReader<T>& pixels, const
                 samples.columns, cells);
 }
 
+/// @param outBox where the results belong, a part of the tile's.
 template <class Out>
-bool DownsamplerGauss::writeData(std::size_t noBands, const PixelBox& outBox, const Results<Out>& results)
+bool DownsamplerGauss::writeData(std::size_t noBands, const GaussStep& plan, const PixelBox& outBox,
+                                 const Results<Out>& results)
 {
     std::vector<int> bands(noBands);
     std::iota(bands.begin(), bands.end(), 1);
     const BandPixels<const Out> pixels{results.pixels.data(), results.rows, results.columns, results.columns,
                                        results.rows * results.columns};
-    if (output.opened() && output.writeBands(pixels, bands, outBox))
-        return true;
-    const QString reason = errnoText();
-    log::LogStreamer(log::defaultLogSource(), log::level::error, QString(),
-                     log::FileAndLine("DownsamplerGauss", __LINE__))
-        << "Unable to write tile " << textOf(outBox) << " to '" << output.path() << "': " << reason;
-    return false;
+    return (output.opened() && output.writeBands(pixels, bands, outBox)) ||
+           tellUnwritten(output, plan.outBox);
 }
 
 } // namespace vexel

@@ -49,7 +49,7 @@ private:
     bool downsamplePart(StripReader<T>& pixels, const GaussStep& plan, const GaussPart& columns,
                         const GaussPart& rows, const Share& share);
     template <class T>
-    bool readData(std::size_t band, const StripReader<T>& pixels);
+    bool isRead(std::size_t band, const StripReader<T>& pixels) const;
     template <class T>
     void blurImage(std::size_t band, StripReader<T>& pixels, const Samples& samples, double sigma,
                    float* data);
@@ -60,8 +60,10 @@ private:
     void finishRow(std::size_t band, StripReader<T>& pixels, const Samples& samples, Eigen::Index i,
                    float* cells);
     template <class Out>
-    bool writeData(std::size_t noBands, const PixelBox& outBox, const Results<Out>& results);
+    bool writeData(std::size_t noBands, const GaussStep& plan, const PixelBox& outBox,
+                   const Results<Out>& results);
 
+    bool leaveEmpty(const GaussStep& plan) const;
     bool isAlphaBand(std::size_t band) const;
     void markMissing(StripReader<unsigned char>& pixels, Eigen::Index firstNewRow) const;
     void markMissing(StripReader<float>& pixels, Eigen::Index firstNewRow) const;

@@ -56,6 +56,24 @@ TEST(DownsamplerBaseFailure, ClosedOutputIsLogged)
                                 "': " + std::strerror(EACCES));
 }
 
+TEST(DownsamplerBaseFailure, ClosedOutputIsLoggedForATileWithoutResultsToo)
+{
+    const TempFolder folder;
+    // The third tile is one pixel wide, a quarter of a block.
+    downsampling::makeTiles(folder / "in.tif", downsampling::mapped(65, 32, GDT_Byte), 32, 32, place);
+    CustomDownsampler job(folder / "in.tif", folder / "out.tif", 4.0, first, asTiles());
+    const LogCapture log;
+    EXPECT_TRUE(doStep(job, 2));
+    EXPECT_EQ(log.text(), "");
+    job.output.close();
+    EXPECT_FALSE(doStep(job, 2));
+    ASSERT_EQ(log.messages().size(), 1u);
+    EXPECT_EQ(log.messages().front().text.find("Unable to write tile to '" +
+                                               (folder / "out.tif").toStdString() + "': "),
+              0u)
+        << log.text();
+}
+
 TEST(DownsamplerBaseFailure, LostOutputFolderIsLogged)
 {
     const TempFolder folder;

@@ -3,13 +3,16 @@
 #include "gaussfixtures.h"
 #include "support/LogCapture.h"
 #include "support/TempFolder.h"
+#include "support/damage.h"
 #include "support/downsampling.h"
+#include "support/gdalhandlers.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -131,6 +134,106 @@ TEST(DownsamplerGaussFailure, WriteIsLoggedWithItsBox)
         EXPECT_EQ(text.substr(0, start.size()), start);
         EXPECT_TRUE(isErrnoText(text.substr(start.size()))) << text;
     }
+}
+
+std::string writeFailure(const char* box, const QString& path)
+{
+    return std::string("Unable to write tile ") + box + " to '" + path.toStdString() + "': ";
+}
+
+TEST(DownsamplerGaussFailure, WriteOfAPartIsLoggedWithTheBoxOfTheTile)
+{
+    const TempFolder folder;
+    rasters::make(folder / "in.tif", downsampling::mapped(64, 400, GDT_Byte),
+                  [](int, int, int) { return 7.0; });
+    Job job(folder / "in.tif", folder / "out.tif", 4.0);
+    job.workingSetBytes = 100.0 * 64;
+    const auto parts = std::make_shared<int>(0);
+    job.setProgress([&](double) {
+        ++*parts;
+        return true;
+    });
+    EXPECT_TRUE(doStep(job));
+    ASSERT_GT(*parts, 1);
+    job.output.close();
+    const LogCapture log;
+    EXPECT_FALSE(doStep(job));
+    ASSERT_EQ(log.messages().size(), 1u) << log.text();
+    EXPECT_EQ(
+        log.messages()[0].text.find(writeFailure("RECT{POINT(0, 0), POINT(16, 100)}", folder / "out.tif")),
+        0u)
+        << log.text();
+}
+
+/// Bands of which the second one cannot be read.
+class DownsamplerGaussSecondBand : public testing::Test
+{
+protected:
+    DownsamplerGaussSecondBand()
+    {
+        rasters::Description bands = downsampling::mapped(64, 64, GDT_Byte, 3);
+        bands.options = {"COMPRESS=LZW", "INTERLEAVE=BAND", "BLOCKYSIZE=64"};
+        rasters::make(m_folder / "in.tif", bands, [](int, int, int band) { return 10.0 * band; });
+        rasters::damageBlock(m_folder / "in.tif", 0, 0, 2);
+    }
+
+    TempFolder m_folder;
+    QuietGdal m_quiet;
+};
+
+TEST_F(DownsamplerGaussSecondBand, IsToldOfAndTheFirstIsKept)
+{
+    {
+        Job job(m_folder / "in.tif", m_folder / "out.tif", 4.0);
+        const LogCapture log;
+        EXPECT_FALSE(doStep(job));
+        ASSERT_EQ(log.messages().size(), 1u) << log.text();
+        EXPECT_EQ(log.messages()[0].text.find(readFailure(m_folder / "in.tif")), 0u) << log.text();
+    }
+    EXPECT_EQ(rasters::pixels(m_folder / "out.tif", 1), Values(256, 10.0));
+    EXPECT_EQ(rasters::pixels(m_folder / "out.tif", 2), Values(256, 0.0));
+}
+
+TEST_F(DownsamplerGaussSecondBand, IsNotReachedIfTheFirstCannotBeWritten)
+{
+    Job job(m_folder / "in.tif", m_folder / "out.tif", 4.0);
+    job.output.close();
+    const LogCapture log;
+    EXPECT_FALSE(doStep(job));
+    ASSERT_EQ(log.messages().size(), 1u) << log.text();
+    EXPECT_EQ(
+        log.messages()[0].text.find(writeFailure("RECT{POINT(0, 0), POINT(16, 16)}", m_folder / "out.tif")),
+        0u)
+        << log.text();
+}
+
+TEST(DownsamplerGaussFailure, OfATileWithoutResultsIsLoggedToo)
+{
+    const TempFolder folder;
+    // The third tile is one pixel wide, a quarter of a result.
+    downsampling::makeTiles(folder / "in.tif", downsampling::mapped(65, 32, GDT_Float32), 32, 32,
+                            [](int, int, int) { return 7.0; });
+    Job job(folder / "in.tif", folder / "out.tif", 4.0, kTiles);
+    {
+        const LogCapture log;
+        EXPECT_TRUE(doStep(job, 2));
+        EXPECT_EQ(log.text(), "");
+    }
+    job.output.close();
+    {
+        const LogCapture log;
+        EXPECT_FALSE(doStep(job, 2));
+        ASSERT_EQ(log.messages().size(), 1u) << log.text();
+        EXPECT_EQ(
+            log.messages()[0].text.find(writeFailure("RECT{POINT(16, 0), POINT(16, 8)}", folder / "out.tif")),
+            0u)
+            << log.text();
+    }
+    job.input.close();
+    const LogCapture log;
+    EXPECT_FALSE(doStep(job, 2));
+    ASSERT_EQ(log.messages().size(), 1u) << log.text();
+    EXPECT_EQ(log.messages()[0].text.find(readFailure(folder / "in.tif")), 0u) << log.text();
 }
 
 TEST(DownsamplerGaussFailure, JobIsUsableAfterIt)

@@ -42,6 +42,7 @@ public:
     using DownsamplerBase::factor;
     using DownsamplerBase::input;
     using DownsamplerBase::output;
+    using DownsamplerGauss::workingSetBytes;
 };
 
 inline void downsample(const QString& in, const QString& out, double resolution, const Manner& manner = {})
