@@ -140,6 +140,9 @@ int CommandLine::run(int argc, char** argv, const std::function<void()>& work)
     } catch (const Stopped& reason) {
         std::cerr << m_app->get_name() << ": " << reason.what() << std::endl;
         return stopped;
+    } catch (const Unread& reason) {
+        std::cerr << m_app->get_name() << ": " << reason.what() << std::endl;
+        return unread;
     } catch (const std::exception& error) {
         std::cerr << m_app->get_name() << ": " << error.what() << std::endl;
         return failed;

@@ -20,11 +20,19 @@ enum ExitCode
     done = 0,
     failed = 1,   ///< the reason is on standard error
     usage = 2,    ///< the arguments make no sense; nothing was touched
+    unread = 3,   ///< the output is there, but not all of the input could be read
     stopped = 130 ///< by Ctrl-C or SIGTERM; nothing is left of the output
 };
 
 /// Ends a program that was asked to stop.
 class Stopped : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Ends a program that has made its output from an input that could not be read everywhere.
+class Unread : public std::runtime_error
 {
 public:
     using std::runtime_error::runtime_error;

@@ -1,7 +1,8 @@
 // Builds a coarser copy of a raster: vexel-downsample INPUT OUTPUT --resolution R --strategy NAME ...
 //
-// Exit codes: 0 the output is there and whole, 1 something failed (standard error says what), 2 wrong usage, 130
-// stopped by Ctrl-C or SIGTERM, and nothing is left of the output.
+// Exit codes: 0 the output is there and whole, 1 something failed (standard error says what), 2 wrong usage, 3 the output
+// is there, but pixels of the input that could not be read count as 0 in it, 130 stopped by Ctrl-C or SIGTERM, and
+// nothing is left of the output.
 // Standard output has one "name: value" a line; messages and progress go to standard error.
 
 #include "commandline.h"
@@ -25,6 +26,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -111,7 +113,9 @@ void declareArguments(example::CommandLine& line, Arguments& arguments)
     line.addFlag("--progress", arguments.progress, "draw the progress bar even if nobody is looking");
     line.addVersion(std::string("vexel-downsample ") + vexel::version());
     line.checkTogether([&arguments] { checkTogether(arguments); });
-    line.setFooter("Exit codes: 0 done, 1 failed, 2 wrong usage, 130 stopped by Ctrl-C or SIGTERM.");
+    line.setFooter(
+        "Exit codes: 0 done, 1 failed, 2 wrong usage, 3 done, but pixels of the input could not be read and "
+        "count as 0, 130 stopped by Ctrl-C or SIGTERM.");
 }
 
 /// The text of a file, or `text` itself if there is no such file.
@@ -173,8 +177,23 @@ std::string failureText(const vexel::JobRunner::Result& result)
            "; nothing is left of the output";
 }
 
-/// Runs the job to its end, then destroys it, which completes the output files.
-void run(vexel::JobRunner& runner, std::shared_ptr<vexel::DownsamplerBase> job, bool showProgress)
+/// What to say about pixels of the input that could not be read; empty if all could.
+std::string unreadText(const vexel::DownsamplerBase& job, std::uint64_t pixels)
+{
+    const auto first = job.firstUnread();
+    if (pixels == 0 || !first)
+        return {};
+    const vexel::PixelPoint& corner = first->box.min_corner();
+    const vexel::PixelPoint& end = first->box.max_corner();
+    std::ostringstream text;
+    text << pixels << " pixels of the input could not be read and count as 0, first in '"
+         << first->file.toStdString() << "', band " << first->band << ", columns " << corner.x() << " to "
+         << end.x() - 1 << ", rows " << corner.y() << " to " << end.y() - 1;
+    return text.str();
+}
+
+/// Runs the job to its end, then destroys it, which completes the output files. Returns what to say about the input.
+std::string run(vexel::JobRunner& runner, std::shared_ptr<vexel::DownsamplerBase> job, bool showProgress)
 {
     example::ProgressBar bar(showProgress);
     runner.setProgress([&bar](const vexel::JobRunner::Progress& progress) { bar.show(progress); });
@@ -183,9 +202,11 @@ void run(vexel::JobRunner& runner, std::shared_ptr<vexel::DownsamplerBase> job, 
         throw example::Stopped("Stopped; nothing is left of the output");
     if (result.outcome != vexel::JobRunner::Outcome::Finished)
         throw std::runtime_error(failureText(result));
+    const std::string unread = unreadText(*job, result.unreadPixels);
     bar.show("completing the output");
     job.reset();
     bar.show("done");
+    return unread;
 }
 
 /// Opens what was written and reads the last pixel of each file, since completing a file reports nothing.
@@ -257,7 +278,7 @@ void downsample(const Arguments& arguments)
         arguments.alpha ? ImageAlphaType::LastBand : ImageAlphaType::NoAlpha, type);
     if (noData)
         job->treatAsNoData(*noData);
-    run(runner, std::move(job), arguments.progress || example::isErrorATerminal());
+    const std::string unread = run(runner, std::move(job), arguments.progress || example::isErrorATerminal());
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
 
     GDALStreamer output;
@@ -270,6 +291,8 @@ void downsample(const Arguments& arguments)
     report(arguments, input, output, elapsed.count());
     if (!arguments.noData.empty())
         std::cout << "no-data: " << textOf(noData) << std::endl;
+    if (!unread.empty())
+        throw example::Unread(unread);
 }
 
 } // namespace

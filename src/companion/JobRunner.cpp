@@ -39,6 +39,7 @@ class JobRunner::Run
 public:
     Run(JobRunner& runner, Worker& job) : m_runner(runner), m_job(job)
     {
+        m_job.m_unread = 0;
         m_jobsOwnProgress = job.setProgress([this](double share) {
             if (m_started)
                 report(m_step, fromZeroToOne(share));
@@ -51,10 +52,11 @@ public:
 
     Result result()
     {
-        Result result{Outcome::Finished, {}, {}};
+        Result result{Outcome::Finished, {}, {}, 0};
         const auto thrown = textThrownBy([&] { result.outcome = runSteps(result.failedSteps); });
         if (thrown)
             fail(result, *thrown);
+        result.unreadPixels = m_job.m_unread;
         return result;
     }
 

@@ -56,6 +56,9 @@ public:
         std::vector<std::size_t> failedSteps; ///< indices, ascending
         QString exceptionText; ///< what the exception that ended the job says, or else one that came of
                                ///< discarding it; empty if there was none
+        /// Pixels of the input that could not be read, in steps that went on without them. If no step failed, the
+        /// outcome is `Finished` all the same.
+        std::uint64_t unreadPixels = 0;
     };
 
     /// Nobody is told the progress, and incomplete results are discarded.

@@ -24,6 +24,11 @@ bool Worker::reportProgress(double share) const
     return !m_progress || m_progress(share);
 }
 
+void Worker::reportUnread(std::uint64_t pixels)
+{
+    m_unread += pixels;
+}
+
 void Worker::onDiscard(std::function<void()> action)
 {
     m_discard = std::move(action);

@@ -4,9 +4,12 @@
 #include "../export.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 
 namespace vexel {
+
+class JobRunner;
 
 /// Base class of stepwise jobs. A runner, `JobRunner` or one of the application's own, calls `do_init` once and then
 /// `do_step` for each index below the number of steps.
@@ -46,13 +49,20 @@ protected:
     /// false.
     bool reportProgress(double share) const;
 
+    /// Reports that so many more pixels of the input could not be read, and that the running step goes on without them.
+    /// `JobRunner::Result::unreadPixels` is the sum of a run.
+    void reportUnread(std::uint64_t pixels);
+
     /// Sets what `discard` does.
     void onDiscard(std::function<void()> action);
 
 private:
+    friend class JobRunner; // sums up what is reported
+
     std::size_t m_concurrency;
     Progress m_progress;
     std::function<void()> m_discard;
+    std::uint64_t m_unread = 0;
 };
 
 } // namespace vexel

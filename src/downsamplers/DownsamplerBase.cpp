@@ -5,8 +5,10 @@
 #include "companion/parallelrows.h"
 #include "downsamplers/BlockReducer.h"
 #include "downsamplers/StripStep.h"
+#include "downsamplers/UnreadPixels.h"
 #include "downsamplers/outputpixels.h"
 #include "downsamplers/tilestep.h"
+#include "streaming/gdalmessages.h"
 #include "streaming/writetargets.h"
 #include "workspace/arithmetic.h"
 
@@ -171,7 +173,30 @@ DownsamplerBase::Block DownsamplerBase::blockAt(const PixelRows<float>& pixels, 
 bool DownsamplerBase::do_init(std::size_t& steps)
 {
     steps = input.noTiles();
+    m_unread.reset();
+    m_firstUnread.reset();
     return input.opened();
+}
+
+std::uint64_t DownsamplerBase::unreadPixels() const
+{
+    return m_unread ? m_unread->count() : 0;
+}
+
+std::optional<DownsamplerBase::UnreadBox> DownsamplerBase::firstUnread() const
+{
+    return m_firstUnread;
+}
+
+void DownsamplerBase::noteUnread(const std::vector<UnreadBlock>& blocks)
+{
+    if (!blocks.empty() && !m_unread) {
+        m_unread = std::make_unique<UnreadPixels>();
+        const UnreadBlock& first = blocks.front();
+        m_firstUnread = UnreadBox{input.path(first.file), first.band, first.box};
+    }
+    for (const UnreadBlock& block : blocks)
+        reportUnread(m_unread->add(block));
 }
 
 void DownsamplerBase::treatAsNoData(double value)
@@ -201,6 +226,7 @@ bool DownsamplerBase::do_step(std::size_t step)
     if (step >= input.noTiles())
         return false;
     const TileStep plan = planTileStep(input.itile(step), input.workspace().ibounds(), factor, border);
+    const EachGdalMessageOnce once;
     const bool asBytes = m_reducer && input.dtype() == DataType::UInt8 && m_missingValues.empty() &&
                          m_reducer->takesBytes(plan.blockSize);
     if (!asBytes)
@@ -214,13 +240,14 @@ bool DownsamplerBase::runStrips(const TileStep& plan)
 {
     if (!input.opened())
         return writeNoData(plan);
-    const GDALStreamer::KeepFilesOpen keepOpen(input);
-    const StripStep<T> strips(input, plan, factor, border, sizeof(Out));
+    KeptSet set(input);
+    const StripStep<T> strips(set, plan, factor, border, sizeof(Out));
     const std::size_t noStrips = strips.noStrips();
     if (noStrips == 0)
         return output.opened() || tellUnwritten(output);
     std::size_t done = 0;
     const auto prepare = [this](StripReader<T>& strip, Eigen::Index firstNewRow) {
+        noteUnread(strip.takeUnread());
         markMissing(strip, firstNewRow);
     };
     const auto work = [&](StripReader<T>& strip, const BlockRun& columns, const BlockRun& rows) {

@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace vexel {
@@ -26,6 +27,8 @@ template <class T>
 class StripReader;
 template <class T>
 class StripStep;
+struct UnreadBlock;
+class UnreadPixels;
 
 /// A job that turns one raster set into a coarser one over the same map box, one tile of the input a step.
 ///
@@ -34,6 +37,12 @@ class StripStep;
 /// there is an alpha band those whose alpha is 0, are no-data to the reducers of the library. The sets are
 /// closed, and the output thereby completed, when the job is destroyed. `discard` removes the output instead, and
 /// progress is told after each strip.
+///
+/// Pixels that cannot be read count as zeros, and the step goes on: ask `unreadPixels` or `JobRunner::Result` whether
+/// there were any before you trust the output. A transfer that fails is repeated block by block, so that only the blocks
+/// that GDAL cannot decode are lost. (Formats such as PNG, which are decoded row by row, may also lose the rows between
+/// two that cannot be decoded.) Within a step, GDAL's messages of the same number and text reach the application's error
+/// handler once; after a thousand different ones a warning says that the rest is left out.
 ///
 /// Every block of an input file is decoded once. A step holds strips of about 64 MiB, whatever the size of the tile,
 /// and takes time in proportion to the pixels of the tile.
@@ -50,6 +59,27 @@ public:
     /// other. May be called for several values, before the first step. Alpha bands are left alone, and the
     /// warp strategy knows one value, the last. Without such a call only values below -9999.999 are no-data.
     void treatAsNoData(double value);
+
+    /// How many pixels of the input could not be read since `do_init`, and counted as zeros. Each pixel of each band
+    /// counts once, however often steps read it; only pixels that a step needs are read. Always 0 for the warp strategy,
+    /// which leaves reading to GDAL.
+    std::uint64_t unreadPixels() const;
+
+    /// A part of one band of an input file.
+    struct UnreadBox
+    {
+        QString file;     ///< its path
+        std::size_t band; ///< one-based
+        PixelBox box;     ///< in pixels of that file, half-open
+    };
+    /// The first block, or what a step needs of it, that could not be read since `do_init`; the whole part of the file
+    /// that a strip needs where the file could not be opened. Empty if `unreadPixels()` is 0.
+    ///
+    /// @code
+    /// if (const auto first = job->firstUnread())
+    ///     std::cerr << first->file.toStdString() << ": band " << first->band << " cannot be read everywhere\n";
+    /// @endcode
+    std::optional<UnreadBox> firstUnread() const;
 
 protected:
     /// The pixels of one block, in place in the band that was read: rows, columns and a row stride.
@@ -98,7 +128,7 @@ private:
     bool do_init(std::size_t& steps) override;
 
     /// Downsamples tile `step`, all bands. False, after an error was logged, if the output cannot be written;
-    /// bands written before stay written. A band that cannot be read counts as zeros. False also for a step
+    /// bands written before stay written. Blocks that cannot be read count as zeros. False also for a step
     /// that there is not. What `representativeValue` throws is rethrown here.
     bool do_step(std::size_t step) override;
 
@@ -116,6 +146,9 @@ protected:
     /// Reduces by something faster that equals `representativeValue` to the bit. For the library's own
     /// subclasses.
     void reduceWith(std::unique_ptr<const BlockReducer> reducer);
+
+    /// Counts what could not be read. For the library's own subclasses.
+    void noteUnread(const std::vector<UnreadBlock>& blocks);
 
     /// A block of rows of that many columns as `representativeValue` takes it.
     static Block blockAt(const PixelRows<float>& pixels, std::int64_t columns);
@@ -139,6 +172,8 @@ private:
 
     std::vector<double> m_missingValues;
     std::unique_ptr<const BlockReducer> m_reducer;
+    std::unique_ptr<UnreadPixels> m_unread; ///< null as long as all could be read
+    std::optional<UnreadBox> m_firstUnread;
 };
 
 } // namespace vexel

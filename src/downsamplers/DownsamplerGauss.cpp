@@ -7,6 +7,7 @@
 #include "downsamplers/StripReader.h"
 #include "downsamplers/gaussstep.h"
 #include "downsamplers/outputpixels.h"
+#include "streaming/gdalmessages.h"
 #include "workspace/arithmetic.h"
 
 #include <algorithm>
@@ -196,6 +197,7 @@ bool DownsamplerGauss::do_step(std::size_t step)
     if (step >= input.noTiles())
         return false;
     const GaussStep plan = planGaussStep(input.itile(step), input.workspace().ibounds(), factor);
+    const EachGdalMessageOnce once;
     const bool asBytes = input.dtype() == DataType::UInt8 && missingValues().empty();
     if (!asBytes)
         return downsampleTile<float, float>(plan);
@@ -206,7 +208,7 @@ bool DownsamplerGauss::do_step(std::size_t step)
 template <class T, class Out>
 bool DownsamplerGauss::downsampleTile(const GaussStep& plan)
 {
-    const GDALStreamer::KeepFilesOpen keepOpen(input);
+    KeptSet set(input);
     const PartRows partRows(plan, input.blockHeight());
     const GaussParts parts = cutIntoParts(plan, input.noBands(), sizeof(T), partRows.unit(), workingSetBytes);
     if (parts.columns.empty() || parts.rows.empty())
@@ -214,7 +216,7 @@ bool DownsamplerGauss::downsampleTile(const GaussStep& plan)
     const double noParts = static_cast<double>(parts.columns.size() * parts.rows.size());
     double done = 0.0;
     for (const GaussPart& columns : parts.columns) {
-        StripReader<T> pixels(input, readBoxOf(plan, columns), partRows.most(parts.rows), plan.yOffset);
+        StripReader<T> pixels(set, readBoxOf(plan, columns), partRows.most(parts.rows), plan.yOffset);
         for (const GaussPart& rows : parts.rows) {
             if (input.opened())
                 markMissing(pixels, pixels.advance(rows.firstPixel, partRows.readEnd(rows)));
@@ -269,6 +271,8 @@ bool DownsamplerGauss::downsamplePart(StripReader<T>& pixels, const GaussStep& p
             // Those before are not lost by it. What fails first is told, as if each had been written by itself.
             return (band == 1 || writeData(band - 1, plan, outBox, results)) && tellUnread(input);
         }
+        if (band == 1)
+            noteUnreadAlpha(pixels);
         blurImage(band, pixels, samples, plan.sigma, data.data());
         subSample(band, pixels, samples, plan.sigma, data.data(), results);
         if (band == noBands && !writeData(noBands, plan, outBox, results))
@@ -287,6 +291,16 @@ template <class T>
 bool DownsamplerGauss::isRead(std::size_t band, const StripReader<T>& pixels) const
 {
     return isAlphaBand(band) || (input.opened() && !pixels.hasFailed(band - 1));
+}
+
+/// Other bands that cannot be read end the step.
+template <class T>
+void DownsamplerGauss::noteUnreadAlpha(StripReader<T>& pixels)
+{
+    std::vector<UnreadBlock> unread = pixels.takeUnread();
+    const auto isOther = [this](const UnreadBlock& block) { return !isAlphaBand(block.band); };
+    unread.erase(std::remove_if(unread.begin(), unread.end(), isOther), unread.end());
+    noteUnread(unread);
 }
 
 template <class T>

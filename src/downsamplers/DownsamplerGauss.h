@@ -20,7 +20,7 @@ struct GaussStep;
 /// than 0.02 from those of the whole.
 ///
 /// Besides the rules of `DownsamplerBase`, a band that cannot be read makes a step fail, with an error
-/// logged.
+/// logged. Only the pixels of an alpha band that cannot be read count as zeros.
 class VEXEL_EXPORT DownsamplerGauss : public DownsamplerBase
 {
 public:
@@ -50,6 +50,8 @@ private:
                         const GaussPart& rows, const Share& share);
     template <class T>
     bool isRead(std::size_t band, const StripReader<T>& pixels) const;
+    template <class T>
+    void noteUnreadAlpha(StripReader<T>& pixels);
     template <class T>
     void blurImage(std::size_t band, StripReader<T>& pixels, const Samples& samples, double sigma,
                    float* data);

@@ -3,8 +3,8 @@
 
 #include "companion/LargeBuffer.h"
 #include "companion/PixelMatrix.h"
+#include "downsamplers/blockwiseread.h"
 #include "downsamplers/tilestrips.h"
-#include "streaming/GDALStreamer.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -39,10 +39,10 @@ public:
     /// @param rowOrigin a row of the box where a row of the file's blocks starts.
     /// @param west      columns of the box that have been read already, its first ones.
     /// @param east      number of columns to keep for the next box, its last ones.
-    StripReader(const GDALStreamer& set, const PixelBox& box, Eigen::Index maxRows, Eigen::Index rowOrigin,
+    StripReader(KeptSet& set, const PixelBox& box, Eigen::Index maxRows, Eigen::Index rowOrigin,
                 SharedColumns<T> west = {}, Eigen::Index east = 0)
         : m_set(set), m_box(box), m_columns(box.max_corner().x() - box.min_corner().x()), m_maxRows(maxRows),
-          m_rowOrigin(rowOrigin), m_bands(static_cast<std::size_t>(set.noBands())),
+          m_rowOrigin(rowOrigin), m_bands(static_cast<std::size_t>(set->noBands())),
           m_failed(m_bands.size(), false),
           m_pixels(m_bands.size() * static_cast<std::size_t>(maxRows * m_columns)), m_west(std::move(west))
     {
@@ -53,7 +53,7 @@ public:
     }
 
     /// Makes rows `first` to `end` - 1 of the box available and forgets those before. Neither may go back
-    /// from one call to the next. Rows that cannot be read are 0 as far as nothing was read.
+    /// from one call to the next. Blocks of the files that cannot be read are 0: see `takeUnread`.
     ///
     /// @return the first row that was not available before.
     Eigen::Index advance(Eigen::Index first, Eigen::Index end)
@@ -85,6 +85,9 @@ public:
     /// True if some of the band's rows so far could not be read.
     bool hasFailed(std::size_t band) const { return m_failed[band]; }
 
+    /// Hands out what could not be read since the last call.
+    std::vector<UnreadBlock> takeUnread() { return std::exchange(m_unread, {}); }
+
     /// Hands out the columns that the next box shares with this one, once all rows were available.
     SharedColumns<T> takeEast() { return std::move(m_east); }
 
@@ -97,7 +100,7 @@ private:
     /// Whole rows of the file's blocks, as many as a transfer may hold, but one at least.
     Eigen::Index endOfTransfer(Eigen::Index y) const
     {
-        const std::int64_t blockHeight = std::max(m_set.blockHeight(), 1);
+        const std::int64_t blockHeight = std::max(m_set->blockHeight(), 1);
         const double bytesPerRow =
             static_cast<double>(m_columns) * static_cast<double>(m_bands.size()) * sizeof(T);
         const auto rows = static_cast<std::int64_t>(transferBytes / std::max(bytesPerRow, 1.0));
@@ -116,22 +119,16 @@ private:
                            PixelPoint(m_box.max_corner().x(), top + static_cast<int>(end)));
         const BandPixels<T> target{row(0, first) + m_west.columns, end - first, columns, m_columns,
                                    m_maxRows * m_columns};
-        if (!m_set.readBands(target, m_bands, box))
-            readRowsBandByBand(box, first, end);
+        if (!m_set.read(target, m_bands, box))
+            readAgain(target, box);
     }
 
-    /// What cannot be read of one band must not cost the others anything.
-    void readRowsBandByBand(const PixelBox& box, Eigen::Index first, Eigen::Index end)
+    void readAgain(const BandPixels<T>& target, const PixelBox& box)
     {
-        PixelMatrix<T> pixels;
-        for (std::size_t band = 0; band < m_bands.size(); ++band) {
-            pixels.setZero(end - first, m_columns - m_west.columns);
-            if (!m_set.read(pixels, band + 1, box, 1.0, /*fill=*/true, T(0)))
-                m_failed[band] = true;
-            for (Eigen::Index y = first; y < end; ++y)
-                std::copy_n(pixels.data() + (y - first) * pixels.cols(), pixels.cols(),
-                            row(band, y) + m_west.columns);
-        }
+        const std::size_t before = m_unread.size();
+        BlockwiseRead<T>(m_set, m_bands, m_unread).read(target, box);
+        for (std::size_t k = before; k < m_unread.size(); ++k)
+            m_failed[m_unread[k].band - 1] = true;
     }
 
     /// Takes over the columns of the box before and keeps those for the next one.
@@ -148,13 +145,14 @@ private:
             }
     }
 
-    const GDALStreamer& m_set;
+    KeptSet& m_set;
     PixelBox m_box;
     Eigen::Index m_columns;
     Eigen::Index m_maxRows;
     Eigen::Index m_rowOrigin;
     std::vector<int> m_bands;
     std::vector<bool> m_failed;
+    std::vector<UnreadBlock> m_unread;
     LargeBuffer<T> m_pixels; // every row is read before it is used
     SharedColumns<T> m_west;
     SharedColumns<T> m_east;

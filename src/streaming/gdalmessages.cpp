@@ -9,11 +9,19 @@
 
 namespace vexel {
 
+namespace {
+
+thread_local EachGdalMessageOnce* once = nullptr;
+thread_local int listeners = 0; // one may live within another, to which it hands its messages on
+
+} // namespace
+
 GdalMessages::GdalMessages(HandlerException exception)
     : m_exception(exception), m_exceptionsBefore(std::uncaught_exceptions())
 {
     CPLPushErrorHandlerEx(&GdalMessages::note, this);
     CPLSetCurrentErrorHandlerCatchDebug(FALSE);
+    ++listeners;
 }
 
 GdalMessages::~GdalMessages() noexcept(false)
@@ -29,10 +37,14 @@ GdalMessages::~GdalMessages() noexcept(false)
 std::exception_ptr GdalMessages::handOn()
 {
     CPLPopErrorHandler();
+    const bool toTheApplication = --listeners == 0;
     std::exception_ptr thrown;
     for (const Message& message : m_messages)
         try {
-            CPLError(message.severity, message.number, "%s", message.text.c_str());
+            if (toTheApplication && once)
+                once->handOn(message.severity, message.number, message.text);
+            else
+                CPLError(message.severity, message.number, "%s", message.text.c_str());
         } catch (...) {
             if (!thrown)
                 thrown = std::current_exception();
@@ -78,6 +90,30 @@ QString GdalMessages::firstFailure() const
 {
     const Message* message = firstFailureMessage();
     return message ? QString::fromUtf8(message->text.c_str()) : QString();
+}
+
+EachGdalMessageOnce::EachGdalMessageOnce() : m_outer(once)
+{
+    once = this;
+}
+
+EachGdalMessageOnce::~EachGdalMessageOnce()
+{
+    once = m_outer;
+}
+
+void EachGdalMessageOnce::handOn(CPLErr severity, CPLErrorNum number, const std::string& text)
+{
+    constexpr std::size_t most = 1000;
+    const bool isFull = m_known.size() == most;
+    if (m_isLeftOut || (isFull ? m_known.count({number, text}) != 0 : !m_known.emplace(number, text).second))
+        return;
+    m_isLeftOut = isFull;
+    if (isFull)
+        CPLError(CE_Warning, CPLE_AppDefined, "There were %d different messages; the rest is left out",
+                 static_cast<int>(most));
+    else
+        CPLError(severity, number, "%s", text.c_str());
 }
 
 } // namespace vexel

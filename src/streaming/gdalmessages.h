@@ -7,7 +7,9 @@
 
 #include <cstddef>
 #include <exception>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace vexel {
@@ -60,6 +62,27 @@ private:
     int m_exceptionsBefore;
     std::vector<Message> m_messages;
     std::size_t m_firstThatCounts = 0;
+};
+
+/// While one lives, the application's handler gets each message of the same number and text once from the
+/// `GdalMessages` of this thread, however many transfers give rise to it. After a thousand different ones, it gets a
+/// warning that the rest is left out: a file may be damaged in a hundred thousand places. Within another one, it begins
+/// anew.
+class EachGdalMessageOnce
+{
+public:
+    EachGdalMessageOnce();
+    ~EachGdalMessageOnce();
+    EachGdalMessageOnce(const EachGdalMessageOnce&) = delete;
+    EachGdalMessageOnce& operator=(const EachGdalMessageOnce&) = delete;
+
+    /// Hands a message on, unless that has been done before.
+    void handOn(CPLErr severity, CPLErrorNum number, const std::string& text);
+
+private:
+    std::set<std::pair<CPLErrorNum, std::string>> m_known;
+    bool m_isLeftOut = false;
+    EachGdalMessageOnce* m_outer;
 };
 
 } // namespace vexel

@@ -93,6 +93,40 @@ TEST(JobRunner, EndsWithTheFirstFailedStepAndDiscards)
     EXPECT_EQ(job.discarded, 1);
 }
 
+TEST(JobRunner, SumsUpWhatCouldNotBeReadAndFinishesAllTheSame)
+{
+    ScriptedJob job(3);
+    EXPECT_EQ(JobRunner().run(job).unreadPixels, 0u);
+    job.step = [&](std::size_t index) {
+        job.reportUnread(index + 1);
+        job.reportUnread(std::uint64_t{10} << 32);
+        return true;
+    };
+    for (int round = 0; round < 2; ++round) {
+        const JobRunner::Result result = JobRunner().run(job);
+        EXPECT_EQ(result.outcome, Outcome::Finished);
+        EXPECT_EQ(result.unreadPixels, 6u + (std::uint64_t{30} << 32)) << "round " << round;
+    }
+    EXPECT_EQ(job.discarded, 0);
+}
+
+TEST(JobRunner, TellsWhatCouldNotBeReadOfAFailedJobToo)
+{
+    ScriptedJob job(3);
+    job.step = [&](std::size_t index) {
+        job.reportUnread(5);
+        return index != 1;
+    };
+    const JobRunner::Result failed = JobRunner().run(job);
+    EXPECT_EQ(failed.outcome, Outcome::Failed);
+    EXPECT_EQ(failed.unreadPixels, 10u);
+    job.step = [&](std::size_t) -> bool {
+        job.reportUnread(7);
+        throw std::domain_error("enough");
+    };
+    EXPECT_EQ(JobRunner().run(job).unreadPixels, 7u);
+}
+
 TEST(JobRunner, RunsOnAfterFailedStepsWhenTheResultIsKept)
 {
     ScriptedJob job(5);

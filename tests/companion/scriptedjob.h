@@ -33,6 +33,7 @@ public:
 
     using vexel::Worker::onDiscard;
     using vexel::Worker::reportProgress;
+    using vexel::Worker::reportUnread;
 
     int inits = 0;
     int discarded = 0;

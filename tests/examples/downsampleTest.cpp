@@ -1,5 +1,6 @@
 #include "examples/programs.h"
 #include "support/TempFolder.h"
+#include "support/damage.h"
 #include "support/rasters.h"
 
 #include <gtest/gtest.h>
@@ -203,6 +204,36 @@ TEST(DownsampleProgram, TilesReadsAndWritesSetsOfTileFiles)
     EXPECT_EQ(rasters::pixels(folder / "out_1_1.tif"), (std::vector<double>{5, 5, 9, 9, 5, 5, 9, 9}));
 }
 
+TEST(DownsampleProgram, EndsWith3AndKeepsTheOutputIfPixelsCannotBeRead)
+{
+    const TempFolder folder;
+    rasters::Description description = tenMetrePixels(128, 64);
+    description.bands = 2;
+    description.options = {"TILED=YES", "BLOCKXSIZE=64", "BLOCKYSIZE=64", "COMPRESS=LZW", "INTERLEAVE=PIXEL"};
+    rasters::make(folder / "in.tif", description, [](int, int, int) { return 5; });
+    rasters::damageBlock(folder / "in.tif", 64, 0, 1);
+    const Outcome outcome = downsample(quoted(folder / "in.tif") + quoted(folder / "out.tif") + anything);
+    EXPECT_EQ(outcome.exitCode, 3) << outcome.messages;
+    EXPECT_NE(outcome.messages.find(
+                  "vexel-downsample: 8192 pixels of the input could not be read and count as 0, first "
+                  "in '" +
+                  (folder / "in.tif").toStdString() + "', band 1, columns 64 to 127, rows 0 to 63\n"),
+              std::string::npos)
+        << outcome.messages;
+    EXPECT_EQ(value(outcome, "output size"), "64 x 32");
+    const std::vector<double> pixels = rasters::pixels(folder / "out.tif", 2);
+    ASSERT_EQ(pixels.size(), 64u * 32u);
+    EXPECT_EQ(pixels[31], 5.0);
+    EXPECT_EQ(pixels[32], 0.0);
+
+    for (const char* strategy : {"gauss", "warp"}) {
+        const Outcome failed = downsample(quoted(folder / "in.tif") + quoted(folder / "failed.tif") +
+                                          "--resolution 20 --strategy " + strategy);
+        EXPECT_EQ(failed.exitCode, 1) << failed.messages;
+        EXPECT_EQ(folder.listing(), "in.tif out.tfw out.tif");
+    }
+}
+
 TEST(DownsampleProgram, ProgressGoesToStandardErrorWhenAskedFor)
 {
     const TempFolder folder;
@@ -219,7 +250,7 @@ TEST(DownsampleProgram, HelpNamesEveryOptionAndEndsWell)
     const Outcome outcome = downsample(" --help");
     EXPECT_EQ(outcome.exitCode, 0);
     for (const char* word : {"INPUT", "OUTPUT", "--resolution", "--strategy", "gauss", "percentile75", "warp",
-                             "--tiles", "--alpha", "--srs", "--nodata", "--progress", "130"})
+                             "--tiles", "--alpha", "--srs", "--nodata", "--progress", "3 done", "130"})
         EXPECT_NE(outcome.output.find(word), std::string::npos) << word;
 }
 

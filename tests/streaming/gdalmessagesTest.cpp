@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+using vexel::EachGdalMessageOnce;
 using vexel::GdalMessages;
 
 namespace {
@@ -153,3 +154,58 @@ TEST_F(GdalMessagesTest, HandFatalOnesAndThoseBeforeOnBeforeGdalEndsTheProcess)
     EXPECT_EXIT(sayFatal(printAndRaise), testing::KilledBySignal(SIGABRT), all);
 }
 #endif
+
+TEST_F(GdalMessagesTest, OfTheSameNumberAndTextAreHandedOnOnceWhereTheyAreToBe)
+{
+    const auto transfer = [] {
+        const GdalMessages messages;
+        CPLError(CE_Failure, 1, "one");
+        CPLError(CE_Failure, 1, "one");
+        CPLError(CE_Failure, 2, "one");
+        const GdalMessages opening;
+        CPLError(CE_Failure, 1, "two");
+    };
+    const std::vector<std::string> once{"3/1 one", "3/2 one", "3/1 two"};
+    for (int step = 0; step < 2; ++step) {
+        m_heard.clear();
+        const EachGdalMessageOnce eachOnce;
+        transfer();
+        EXPECT_EQ(m_heard, once) << "step " << step;
+        transfer();
+        EXPECT_EQ(m_heard, once) << "step " << step;
+        {
+            const EachGdalMessageOnce anew;
+            transfer();
+        }
+        EXPECT_EQ(m_heard.size(), 6u);
+        transfer();
+        EXPECT_EQ(m_heard.size(), 6u) << "step " << step;
+    }
+    m_heard.clear();
+    transfer();
+    EXPECT_EQ(m_heard.size(), 4u) << "no step";
+}
+
+TEST_F(GdalMessagesTest, CountAsFailuresEvenIfTheyWereHandedOnBefore)
+{
+    const EachGdalMessageOnce eachOnce;
+    for (int transfer = 0; transfer < 2; ++transfer) {
+        const GdalMessages messages;
+        CPLError(CE_Failure, 1, "one");
+        EXPECT_EQ(messages.firstFailure(), "one");
+    }
+    EXPECT_EQ(m_heard.size(), 1u);
+}
+
+TEST_F(GdalMessagesTest, OfManyKindsEndWithAWarning)
+{
+    const EachGdalMessageOnce eachOnce;
+    for (int transfer = 0; transfer < 2; ++transfer) {
+        const GdalMessages messages;
+        for (int k = 0; k < 1003; ++k)
+            CPLError(CE_Failure, 1, "block %d", k);
+    }
+    ASSERT_EQ(m_heard.size(), 1001u);
+    EXPECT_EQ(m_heard[999], "3/1 block 999");
+    EXPECT_EQ(m_heard[1000], "2/1 There were 1000 different messages; the rest is left out");
+}
