@@ -25,8 +25,9 @@ namespace vexel {
 /// @throws std::invalid_argument for another order, and std::bad_alloc if there is no memory for the scratch.
 ///
 /// A pixel that is NaN or infinite spoils the row and column that it stands in, and these the rest; values
-/// too small for a normal float count as 0 where the processor can do so. Costs the same for every sigma;
-/// spread over OpenMP's threads, each with a scratch of 16 rows or columns twice over. Takes no lock.
+/// too small for a normal float count as 0 where the processor can do so. Costs the same for every sigma, and is
+/// spread over OpenMP's threads. Besides the image, each thread with work takes at most 64 KiB and the memory of 32
+/// rows or columns, and never more rows or columns than the image has. Takes no lock.
 VEXEL_EXPORT void gauss_iir2d(PixelMatrix<float>& m, float sigma, int n);
 
 } // namespace vexel

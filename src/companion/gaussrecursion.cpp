@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <complex>
-#include <numeric>
 
 #ifdef __SSE2__
 #include <xmmintrin.h>
@@ -23,6 +22,14 @@ constexpr std::ptrdiff_t lanes = 16;
 
 /// Columns that are filtered side by side: their states stay in the nearest cache.
 constexpr std::ptrdiff_t columnsAtATime = 512;
+
+/// The same where they are, and how many rows of them: 64 KiB of forward responses. The states in front of so many rows
+/// take as much as eight columns.
+constexpr std::ptrdiff_t columnsInPlace = 128;
+constexpr std::ptrdiff_t rowsInPlace = 128;
+
+/// Columns of `lanes` rows that are turned at a time: they stay in the nearest cache.
+constexpr std::ptrdiff_t columnsTurned = 64;
 
 /// How long before they are needed rows are asked for.
 constexpr std::ptrdiff_t rowsAhead = 8;
@@ -69,18 +76,18 @@ Coefficients coefficientsOf(const Mode& mode)
             backward.real(),  backward.imag(),  gain.real(),        gain.imag()};
 }
 
-/// The real and the imaginary part of each mode's state, one after the other, of many lines side by side.
-template <std::size_t M>
+/// The real and the imaginary part of each mode's state, one after the other, of up to N lines side by side.
+template <std::size_t M, std::ptrdiff_t N>
 struct States
 {
-    double re[M][columnsAtATime];
-    double im[M][columnsAtATime];
+    double re[M][N];
+    double im[M][N];
 };
 
 /// The states after a row of samples has been the input for ever.
-template <std::size_t M, class T>
+template <std::size_t M, std::ptrdiff_t N, class T>
 VEXEL_ALWAYS_INLINE void settleOn(const T* __restrict samples, std::ptrdiff_t lines,
-                                  const Coefficients* modes, States<M>& states)
+                                  const Coefficients* modes, States<M, N>& states)
 {
     for (std::size_t k = 0; k < M; ++k)
         for (std::ptrdiff_t line = 0; line < lines; ++line) {
@@ -90,43 +97,112 @@ VEXEL_ALWAYS_INLINE void settleOn(const T* __restrict samples, std::ptrdiff_t li
         }
 }
 
-/// Feeds one sample a line: state := pole state + sample.
-template <std::size_t M, class T>
+/// Feeds one sample to a line: state := pole state + sample.
+template <std::size_t M, std::ptrdiff_t N>
+VEXEL_ALWAYS_INLINE void feedLine(double sample, std::ptrdiff_t line, const Coefficients* modes,
+                                  States<M, N>& states)
+{
+    for (std::size_t k = 0; k < M; ++k) {
+        const double re = states.re[k][line];
+        const double im = states.im[k][line];
+        states.re[k][line] = modes[k].poleRe * re - modes[k].poleIm * im + sample;
+        states.im[k][line] = modes[k].poleRe * im + modes[k].poleIm * re;
+    }
+}
+
+template <std::size_t M, std::ptrdiff_t N>
+VEXEL_ALWAYS_INLINE float forwardOfLine(std::ptrdiff_t line, const Coefficients* modes,
+                                        const States<M, N>& states)
+{
+    double sum = 0.0;
+    for (std::size_t k = 0; k < M; ++k)
+        sum += modes[k].forwardRe * states.re[k][line] - modes[k].forwardIm * states.im[k][line];
+    return static_cast<float>(sum);
+}
+
+/// The sum of both directions.
+template <std::size_t M, std::ptrdiff_t N>
+VEXEL_ALWAYS_INLINE float smoothOfLine(float forward, std::ptrdiff_t line, const Coefficients* modes,
+                                       const States<M, N>& states)
+{
+    auto sum = static_cast<double>(forward);
+    for (std::size_t k = 0; k < M; ++k)
+        sum += modes[k].backwardRe * states.re[k][line] - modes[k].backwardIm * states.im[k][line];
+    return static_cast<float>(sum);
+}
+
+/// Feeds one sample a line.
+template <std::size_t M, std::ptrdiff_t N, class T>
 VEXEL_ALWAYS_INLINE void feed(const T* __restrict samples, std::ptrdiff_t lines, const Coefficients* modes,
-                              States<M>& states)
+                              States<M, N>& states)
 {
-    for (std::ptrdiff_t line = 0; line < lines; ++line) {
-        const auto sample = static_cast<double>(samples[line]);
-        for (std::size_t k = 0; k < M; ++k) {
-            const double re = states.re[k][line];
-            const double im = states.im[k][line];
-            states.re[k][line] = modes[k].poleRe * re - modes[k].poleIm * im + sample;
-            states.im[k][line] = modes[k].poleRe * im + modes[k].poleIm * re;
-        }
-    }
+    for (std::ptrdiff_t line = 0; line < lines; ++line)
+        feedLine(static_cast<double>(samples[line]), line, modes, states);
 }
 
-template <std::size_t M>
+template <std::size_t M, std::ptrdiff_t N>
 VEXEL_ALWAYS_INLINE void respondForward(std::ptrdiff_t lines, const Coefficients* modes,
-                                        const States<M>& states, float* __restrict smooth)
+                                        const States<M, N>& states, float* __restrict forward)
+{
+    for (std::ptrdiff_t line = 0; line < lines; ++line)
+        forward[line] = forwardOfLine(line, modes, states);
+}
+
+/// @param smooth the forward response before, the sum of both directions afterwards.
+template <std::size_t M, std::ptrdiff_t N>
+VEXEL_ALWAYS_INLINE void respondBackward(std::ptrdiff_t lines, const Coefficients* modes,
+                                         const States<M, N>& states, float* __restrict smooth)
+{
+    for (std::ptrdiff_t line = 0; line < lines; ++line)
+        smooth[line] = smoothOfLine(smooth[line], line, modes, states);
+}
+
+template <std::size_t M, std::ptrdiff_t N>
+VEXEL_ALWAYS_INLINE void feedAndRespondForward(const float* __restrict samples, std::ptrdiff_t lines,
+                                               const Coefficients* modes, States<M, N>& states,
+                                               float* __restrict forward)
 {
     for (std::ptrdiff_t line = 0; line < lines; ++line) {
-        double sum = 0.0;
-        for (std::size_t k = 0; k < M; ++k)
-            sum += modes[k].forwardRe * states.re[k][line] - modes[k].forwardIm * states.im[k][line];
-        smooth[line] = static_cast<float>(sum);
+        feedLine(static_cast<double>(samples[line]), line, modes, states);
+        forward[line] = forwardOfLine(line, modes, states);
     }
 }
 
-template <std::size_t M>
-VEXEL_ALWAYS_INLINE void respondBackward(std::ptrdiff_t lines, const Coefficients* modes,
-                                         const States<M>& states, float* __restrict smooth)
+/// Replaces a row of samples by the sum of both directions, and feeds it backward.
+template <std::size_t M, std::ptrdiff_t N>
+VEXEL_ALWAYS_INLINE void respondBackwardAndFeed(const float* __restrict forward, std::ptrdiff_t lines,
+                                                const Coefficients* modes, States<M, N>& states,
+                                                float* __restrict pixels)
 {
     for (std::ptrdiff_t line = 0; line < lines; ++line) {
-        auto sum = static_cast<double>(smooth[line]);
-        for (std::size_t k = 0; k < M; ++k)
-            sum += modes[k].backwardRe * states.re[k][line] - modes[k].backwardIm * states.im[k][line];
-        smooth[line] = static_cast<float>(sum);
+        const auto sample = static_cast<double>(pixels[line]);
+        pixels[line] = smoothOfLine(forward[line], line, modes, states);
+        feedLine(sample, line, modes, states);
+    }
+}
+
+/// How many numbers the states of lines are.
+constexpr std::size_t stateSize(std::size_t modes, std::ptrdiff_t lines)
+{
+    return 2 * modes * static_cast<std::size_t>(lines);
+}
+
+template <std::size_t M, std::ptrdiff_t N>
+VEXEL_ALWAYS_INLINE void keep(const States<M, N>& states, std::ptrdiff_t lines, double* kept)
+{
+    for (std::size_t k = 0; k < M; ++k) {
+        kept = std::copy_n(states.re[k], lines, kept);
+        kept = std::copy_n(states.im[k], lines, kept);
+    }
+}
+
+template <std::size_t M, std::ptrdiff_t N>
+VEXEL_ALWAYS_INLINE void takeBack(const double* kept, std::ptrdiff_t lines, States<M, N>& states)
+{
+    for (std::size_t k = 0; k < M; ++k) {
+        std::copy_n(kept, lines, states.re[k]);
+        std::copy_n(kept + lines, lines, states.im[k]);
+        kept += 2 * lines;
     }
 }
 
@@ -140,14 +216,21 @@ struct Wanted
 /// Asks for the pixels of a row that will be needed soon: rows lie too far apart for the processor to see
 /// them coming.
 template <class T>
-VEXEL_ALWAYS_INLINE void prefetchRow(const ImagePart<const T>& image, std::ptrdiff_t row)
+VEXEL_ALWAYS_INLINE void prefetchRow(const ImagePart<T>& image, std::ptrdiff_t row)
 {
     constexpr std::ptrdiff_t cacheLine = 64 / sizeof(T);
     if (row < 0 || row >= image.rows)
         return;
-    const T* pixels = image.first + row * image.rowStep;
+    T* pixels = image.first + row * image.rowStep;
     for (std::ptrdiff_t x = 0; x < image.columns; x += cacheLine)
         prefetch(pixels + x);
+}
+
+/// Up to N columns of an image, from column `first` on.
+template <std::ptrdiff_t N, class T>
+VEXEL_ALWAYS_INLINE ImagePart<T> columnsFrom(const ImagePart<T>& image, std::ptrdiff_t first)
+{
+    return {image.first + first, image.rows, std::min(N, image.columns - first), image.rowStep};
 }
 
 /// Filters lines that run from row to row of `from`; their results go to the rows of `to`.
@@ -156,24 +239,24 @@ VEXEL_ALWAYS_INLINE void filterLines(const ImagePart<const T>& from, const Wante
                                      const ImagePart<float>& to, const Coefficients* modes)
 {
     const std::ptrdiff_t lines = from.columns;
-    States<M> states;
-    settleOn<M>(from.first, lines, modes, states);
+    States<M, columnsAtATime> states;
+    settleOn(from.first, lines, modes, states);
     std::ptrdiff_t next = 0;
     for (std::ptrdiff_t k = 0; k < wanted.count; ++k) {
         for (; next <= wanted.positions[k]; ++next) {
             prefetchRow(from, next + rowsAhead);
-            feed<M>(from.first + next * from.rowStep, lines, modes, states);
+            feed(from.first + next * from.rowStep, lines, modes, states);
         }
-        respondForward<M>(lines, modes, states, to.first + k * to.rowStep);
+        respondForward(lines, modes, states, to.first + k * to.rowStep);
     }
     next = from.rows - 1;
-    settleOn<M>(from.first + next * from.rowStep, lines, modes, states);
+    settleOn(from.first + next * from.rowStep, lines, modes, states);
     for (std::ptrdiff_t k = wanted.count - 1; k >= 0; --k) {
         for (; next > wanted.positions[k]; --next) {
             prefetchRow(from, next - rowsAhead);
-            feed<M>(from.first + next * from.rowStep, lines, modes, states);
+            feed(from.first + next * from.rowStep, lines, modes, states);
         }
-        respondBackward<M>(lines, modes, states, to.first + k * to.rowStep);
+        respondBackward(lines, modes, states, to.first + k * to.rowStep);
     }
 }
 
@@ -184,6 +267,154 @@ VEXEL_ALWAYS_INLINE void filterLanes(const ImagePart<const float>& from, const W
 {
     filterLines<M>(ImagePart<const float>{from.first, from.rows, lanes, lanes}, wanted,
                    ImagePart<float>{to.first, to.rows, lanes, lanes}, modes);
+}
+
+/// What a thread needs to filter columns where they are.
+struct ColumnScratch
+{
+    ColumnScratch(std::ptrdiff_t rows, std::ptrdiff_t columns, std::size_t noModes)
+        : forward(static_cast<std::size_t>(std::min(rows, rowsInPlace) * columns)),
+          kept(static_cast<std::size_t>((rows - 1) / rowsInPlace) * stateSize(noModes, columns))
+    {}
+
+    std::vector<float> forward; ///< responses of as many rows as are filtered at a time
+    std::vector<double> kept;   ///< the states in front of each so many rows but the last
+};
+
+/// Filters lines that run from row to row where they are: the last rows first, for which the states in front of them
+/// are found once, and kept, by a pass over all rows.
+template <std::size_t M>
+VEXEL_ALWAYS_INLINE void filterInPlace(const ImagePart<float>& image, ColumnScratch& scratch,
+                                       const Coefficients* modes)
+{
+    const std::ptrdiff_t lines = image.columns;
+    const auto row = [&](std::ptrdiff_t y) { return image.first + y * image.rowStep; };
+    States<M, columnsInPlace> ahead;
+    States<M, columnsInPlace> behind;
+    settleOn(row(0), lines, modes, ahead);
+    settleOn(row(image.rows - 1), lines, modes, behind);
+    std::ptrdiff_t first = 0;
+    double* kept = scratch.kept.data();
+    for (; image.rows - first > rowsInPlace; first += rowsInPlace) {
+        keep(ahead, lines, kept);
+        kept += stateSize(M, lines);
+        for (std::ptrdiff_t y = first; y < first + rowsInPlace; ++y) {
+            prefetchRow(image, y + rowsAhead);
+            feed(row(y), lines, modes, ahead);
+        }
+    }
+    for (std::ptrdiff_t end = image.rows; end > 0; end = first, first -= rowsInPlace) {
+        float* forward = scratch.forward.data();
+        for (std::ptrdiff_t y = first; y < end; ++y, forward += lines) {
+            prefetchRow(image, y + rowsAhead);
+            feedAndRespondForward(row(y), lines, modes, ahead, forward);
+        }
+        for (std::ptrdiff_t y = end - 1; y >= first; --y) {
+            forward -= lines;
+            respondBackwardAndFeed(forward, lines, modes, behind, row(y));
+        }
+        if (first > 0) {
+            kept -= stateSize(M, lines);
+            takeBack(kept, lines, ahead);
+        }
+    }
+}
+
+/// What a thread needs to filter up to `lanes` rows where they are.
+struct RowScratch
+{
+    RowScratch(std::ptrdiff_t rows, std::ptrdiff_t columns)
+        : turned(static_cast<std::size_t>(columnsTurned * lanes)),
+          forward(static_cast<std::size_t>(std::min(rows, lanes) * columns))
+    {}
+
+    std::vector<float> turned;  ///< a part of the rows, turned into columns
+    std::vector<float> forward; ///< responses, column by column
+};
+
+/// Four pixels of each of four rows become four turned rows.
+VEXEL_ALWAYS_INLINE void turnFour(const float* first, std::ptrdiff_t rowStep, float* turned)
+{
+#ifdef __SSE2__
+    __m128 a = _mm_loadu_ps(first);
+    __m128 b = _mm_loadu_ps(first + rowStep);
+    __m128 c = _mm_loadu_ps(first + 2 * rowStep);
+    __m128 d = _mm_loadu_ps(first + 3 * rowStep);
+    _MM_TRANSPOSE4_PS(a, b, c, d);
+    _mm_storeu_ps(turned, a);
+    _mm_storeu_ps(turned + lanes, b);
+    _mm_storeu_ps(turned + 2 * lanes, c);
+    _mm_storeu_ps(turned + 3 * lanes, d);
+#else
+    for (std::ptrdiff_t y = 0; y < 4; ++y)
+        for (std::ptrdiff_t x = 0; x < 4; ++x)
+            turned[x * lanes + y] = first[y * rowStep + x];
+#endif
+}
+
+/// Pixel (x, y) of the image becomes element y of turned row x.
+template <class T>
+VEXEL_ALWAYS_INLINE void turn(const ImagePart<T>& from, float* turned)
+{
+    const std::ptrdiff_t wholeRows = from.rows / 4 * 4;
+    const std::ptrdiff_t wholeColumns = from.columns / 4 * 4;
+    for (std::ptrdiff_t y = 0; y < wholeRows; y += 4)
+        for (std::ptrdiff_t x = 0; x < wholeColumns; x += 4)
+            turnFour(from.first + y * from.rowStep + x, from.rowStep, turned + x * lanes + y);
+    for (std::ptrdiff_t y = 0; y < from.rows; ++y)
+        for (std::ptrdiff_t x = y < wholeRows ? wholeColumns : 0; x < from.columns; ++x)
+            turned[x * lanes + y] = from.first[y * from.rowStep + x];
+}
+
+/// Element y of turned row x becomes pixel (x, y) of the image.
+VEXEL_ALWAYS_INLINE void turnBack(const float* __restrict turned, const ImagePart<float>& to)
+{
+    for (std::ptrdiff_t y = 0; y < to.rows; ++y)
+        for (std::ptrdiff_t x = 0; x < to.columns; ++x)
+            to.first[y * to.rowStep + x] = turned[x * lanes + y];
+}
+
+/// Filters rows where they are.
+///
+/// @param lines how many there are: best known when this is compiled.
+template <std::size_t M>
+VEXEL_ALWAYS_INLINE void filterTurned(const ImagePart<float>& image, std::ptrdiff_t lines,
+                                      RowScratch& scratch, const Coefficients* modes)
+{
+    float* const turned = scratch.turned.data();
+    float* forward = scratch.forward.data();
+    States<M, lanes> states;
+    turn(columnsFrom<1>(image, 0), turned);
+    settleOn(turned, lines, modes, states);
+    for (std::ptrdiff_t first = 0; first < image.columns; first += columnsTurned) {
+        const ImagePart<float> part = columnsFrom<columnsTurned>(image, first);
+        turn(part, turned);
+        for (std::ptrdiff_t x = 0; x < part.columns; ++x, forward += lines)
+            feedAndRespondForward(turned + x * lanes, lines, modes, states, forward);
+    }
+    turn(columnsFrom<1>(image, image.columns - 1), turned);
+    settleOn(turned, lines, modes, states);
+    for (std::ptrdiff_t end = image.columns; end > 0;) {
+        const std::ptrdiff_t first = (end - 1) / columnsTurned * columnsTurned;
+        const ImagePart<float> part = columnsFrom<columnsTurned>(image, first);
+        turn(part, turned);
+        for (std::ptrdiff_t x = part.columns - 1; x >= 0; --x) {
+            forward -= lines;
+            respondBackwardAndFeed(forward, lines, modes, states, turned + x * lanes);
+        }
+        turnBack(turned, part);
+        end = first;
+    }
+}
+
+template <std::size_t M>
+VEXEL_ALWAYS_INLINE void filterTurned(const ImagePart<float>& image, RowScratch& scratch,
+                                      const Coefficients* modes)
+{
+    if (image.rows == lanes)
+        filterTurned<M>(image, lanes, scratch, modes);
+    else
+        filterTurned<M>(image, image.rows, scratch, modes);
 }
 
 VEXEL_MULTIVERSION void filterPart(const ImagePart<const unsigned char>& from, const Wanted& wanted,
@@ -211,6 +442,24 @@ VEXEL_MULTIVERSION void filterGroup(const ImagePart<const float>& from, const Wa
         filterLanes<1>(from, wanted, to, modes);
     else
         filterLanes<2>(from, wanted, to, modes);
+}
+
+VEXEL_MULTIVERSION void filterColumnsInPlace(const ImagePart<float>& image, ColumnScratch& scratch,
+                                             const Coefficients* modes, bool oneMode)
+{
+    if (oneMode)
+        filterInPlace<1>(image, scratch, modes);
+    else
+        filterInPlace<2>(image, scratch, modes);
+}
+
+VEXEL_MULTIVERSION void filterRowsInPlace(const ImagePart<float>& image, RowScratch& scratch,
+                                          const Coefficients* modes, bool oneMode)
+{
+    if (oneMode)
+        filterTurned<1>(image, scratch, modes);
+    else
+        filterTurned<2>(image, scratch, modes);
 }
 
 /// Lets results too small for a normal number become 0 while it lives: behind an edge the states decay
@@ -241,28 +490,27 @@ private:
 #endif
 };
 
-/// Up to `columnsAtATime` columns of an image, from column `first` on.
-template <class T>
-ImagePart<T> columnsFrom(const ImagePart<T>& image, std::ptrdiff_t first)
+std::ptrdiff_t partsOf(std::ptrdiff_t length, std::ptrdiff_t partLength)
 {
-    return {image.first + first, image.rows, std::min(columnsAtATime, image.columns - first), image.rowStep};
-}
-
-std::ptrdiff_t columnParts(std::ptrdiff_t columns)
-{
-    return (columns + columnsAtATime - 1) / columnsAtATime;
-}
-
-std::vector<std::ptrdiff_t> allPositions(std::ptrdiff_t length)
-{
-    std::vector<std::ptrdiff_t> positions(static_cast<std::size_t>(length));
-    std::iota(positions.begin(), positions.end(), 0);
-    return positions;
+    return (length + partLength - 1) / partLength;
 }
 
 Wanted wantedAt(const std::vector<std::ptrdiff_t>& positions)
 {
     return {positions.data(), static_cast<std::ptrdiff_t>(positions.size())};
+}
+
+/// Turns long rows by parts that stay in the nearest cache.
+void turnByParts(const ImagePart<const float>& from, float* turned)
+{
+    for (std::ptrdiff_t x = 0; x < from.columns; x += columnsTurned)
+        turn(columnsFrom<columnsTurned>(from, x), turned + x * lanes);
+}
+
+void turnBackByParts(const float* turned, const ImagePart<float>& to)
+{
+    for (std::ptrdiff_t x = 0; x < to.columns; x += columnsTurned)
+        turnBack(turned + x * lanes, columnsFrom<columnsTurned>(to, x));
 }
 
 /// Rows turned into columns, `lanes` of them, and their results.
@@ -275,21 +523,6 @@ struct TurnedRows
     std::vector<float> samples;
     std::vector<float> smooth;
 };
-
-/// Pixel (x, y) of the image to or from element y of turned row x.
-void turn(const ImagePart<const float>& from, float* turned)
-{
-    for (std::ptrdiff_t x = 0; x < from.columns; ++x)
-        for (std::ptrdiff_t y = 0; y < from.rows; ++y)
-            turned[x * lanes + y] = from.first[y * from.rowStep + x];
-}
-
-void turnBack(const float* turned, const ImagePart<float>& to)
-{
-    for (std::ptrdiff_t x = 0; x < to.columns; ++x)
-        for (std::ptrdiff_t y = 0; y < to.rows; ++y)
-            to.first[y * to.rowStep + x] = turned[x * lanes + y];
-}
 
 } // namespace
 
@@ -318,11 +551,12 @@ void GaussRecursion::filterColumns(const ImagePart<const T>& from,
                                    const std::vector<std::ptrdiff_t>& positions,
                                    const ImagePart<float>& to) const
 {
-    parallelRows(columnParts(from.columns), from.rows * columnsAtATime * nanosecondsPerPixel,
+    parallelRows(partsOf(from.columns, columnsAtATime), from.rows * columnsAtATime * nanosecondsPerPixel,
                  [&](std::ptrdiff_t part) {
                      const FlushTinyToZero flush;
-                     filterPart(columnsFrom(from, part * columnsAtATime), wantedAt(positions),
-                                columnsFrom(to, part * columnsAtATime), m_modes.data(), m_noModes == 1);
+                     filterPart(columnsFrom<columnsAtATime>(from, part * columnsAtATime), wantedAt(positions),
+                                columnsFrom<columnsAtATime>(to, part * columnsAtATime), m_modes.data(),
+                                m_noModes == 1);
                  });
 }
 
@@ -334,24 +568,29 @@ template void GaussRecursion::filterColumns(const ImagePart<const float>&, const
 
 void GaussRecursion::filterColumns(const ImagePart<float>& image) const
 {
-    const std::vector<std::ptrdiff_t> positions = allPositions(image.rows);
+    const std::ptrdiff_t columnsOfPart = std::min(columnsInPlace, image.columns);
     parallelRows(
-        columnParts(image.columns), image.rows * columnsAtATime * nanosecondsPerPixel,
-        [&] { return std::vector<float>(static_cast<std::size_t>(image.rows * columnsAtATime)); },
-        [&](std::ptrdiff_t part, std::vector<float>& copy) {
+        partsOf(image.columns, columnsInPlace), image.rows * columnsOfPart * nanosecondsPerPixel,
+        [&] { return ColumnScratch(image.rows, columnsOfPart, m_noModes); },
+        [&](std::ptrdiff_t part, ColumnScratch& scratch) {
             const FlushTinyToZero flush;
-            const ImagePart<float> columns = columnsFrom(image, part * columnsAtATime);
-            for (std::ptrdiff_t y = 0; y < columns.rows; ++y)
-                std::copy_n(columns.first + y * columns.rowStep, columns.columns,
-                            copy.data() + y * columns.columns);
-            filterPart(ImagePart<const float>{copy.data(), columns.rows, columns.columns, columns.columns},
-                       wantedAt(positions), columns, m_modes.data(), m_noModes == 1);
+            filterColumnsInPlace(columnsFrom<columnsInPlace>(image, part * columnsInPlace), scratch,
+                                 m_modes.data(), m_noModes == 1);
         });
 }
 
 void GaussRecursion::filterRows(const ImagePart<float>& image) const
 {
-    filterRows({image.first, image.rows, image.columns, image.rowStep}, allPositions(image.columns), image);
+    parallelRows(
+        partsOf(image.rows, lanes), image.columns * lanes * nanosecondsPerPixel,
+        [&] { return RowScratch(image.rows, image.columns); },
+        [&](std::ptrdiff_t group, RowScratch& scratch) {
+            const FlushTinyToZero flush;
+            const std::ptrdiff_t first = group * lanes;
+            filterRowsInPlace({image.first + first * image.rowStep, std::min(lanes, image.rows - first),
+                               image.columns, image.rowStep},
+                              scratch, m_modes.data(), m_noModes == 1);
+        });
 }
 
 void GaussRecursion::filterRows(const ImagePart<const float>& from,
@@ -360,17 +599,18 @@ void GaussRecursion::filterRows(const ImagePart<const float>& from,
 {
     const auto wanted = static_cast<std::ptrdiff_t>(positions.size());
     parallelRows(
-        (from.rows + lanes - 1) / lanes, from.columns * lanes * nanosecondsPerPixel,
+        partsOf(from.rows, lanes), from.columns * lanes * nanosecondsPerPixel,
         [&] { return TurnedRows(from.columns, wanted); },
         [&](std::ptrdiff_t group, TurnedRows& turned) {
             const FlushTinyToZero flush;
             const std::ptrdiff_t first = group * lanes;
             const std::ptrdiff_t rows = std::min(lanes, from.rows - first);
-            turn({from.first + first * from.rowStep, rows, from.columns, from.rowStep},
-                 turned.samples.data());
+            turnByParts(
+                ImagePart<const float>{from.first + first * from.rowStep, rows, from.columns, from.rowStep},
+                turned.samples.data());
             filterGroup({turned.samples.data(), from.columns, lanes, lanes}, wantedAt(positions),
                         {turned.smooth.data(), wanted, lanes, lanes}, m_modes.data(), m_noModes == 1);
-            turnBack(turned.smooth.data(), {to.first + first * to.rowStep, rows, wanted, to.rowStep});
+            turnBackByParts(turned.smooth.data(), {to.first + first * to.rowStep, rows, wanted, to.rowStep});
         });
 }
 

@@ -34,10 +34,10 @@ public:
     void filterColumns(const ImagePart<const T>& from, const std::vector<std::ptrdiff_t>& positions,
                        const ImagePart<float>& to) const;
 
-    /// Filters each column where it is. A thread copies 512 of them at a time.
+    /// Filters each column in place. Each thread with work takes 64 KiB and the memory of at most 8 columns.
     void filterColumns(const ImagePart<float>& image) const;
 
-    /// Filters each row where it is.
+    /// Filters each row in place. Each thread with work takes 4 KiB and the memory of at most 16 rows.
     void filterRows(const ImagePart<float>& image) const;
 
     /// Filters each row of `from` and puts the results at the columns `positions`, ascending, into the row of

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <exception>
 #include <optional>
+#include <utility>
 
 /// Work of at most that many nanoseconds stays on the calling thread. A build under sanitizers lowers it, so that its
 /// tests see a team in every loop.
@@ -16,7 +17,7 @@ namespace vexel {
 inline constexpr std::int64_t worthATeam = VEXEL_TEAM_NANOSECONDS;
 
 /// Calls `row(i, scratch)` for every i from 0 to `rows` - 1, spread over a thread team in equal runs. Each
-/// thread makes its own scratch once, by `makeScratch()`.
+/// thread that has a row makes its own scratch once, by `makeScratch()`.
 ///
 /// An OpenMP loop must not let an exception out: the first one that a call throws is kept and rethrown here,
 /// on the calling thread, once the team is done. Small jobs stay on the calling thread: the other threads of a
@@ -41,11 +42,14 @@ void parallelRows(std::int64_t rows, std::int64_t nanosecondsPerRow, const MakeS
 #pragma omp parallel if (useTeam)
     {
         std::optional<decltype(makeScratch())> scratch;
-        guarded([&] { scratch.emplace(makeScratch()); });
+        bool isFirst = true;
 #pragma omp for schedule(static)
-        for (std::int64_t i = 0; i < rows; ++i)
+        for (std::int64_t i = 0; i < rows; ++i) {
+            if (std::exchange(isFirst, false))
+                guarded([&] { scratch.emplace(makeScratch()); });
             if (scratch)
                 guarded([&] { row(i, *scratch); });
+        }
     }
     if (failure)
         std::rethrow_exception(failure);

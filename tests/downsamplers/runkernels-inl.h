@@ -185,7 +185,7 @@ std::vector<std::ptrdiff_t> everyOther(std::ptrdiff_t length)
 void runGauss(Rows& rows, Results& results)
 {
     // The axes are among every other row and column.
-    constexpr std::ptrdiff_t height = 4 * 10 + 1;
+    const auto height = static_cast<std::ptrdiff_t>(4 * rows.below(mostColumns / 4) + 1);
     const auto width = static_cast<std::ptrdiff_t>(4 * rows.below(mostColumns / 4) + 1);
     const float sigmas[] = {0.3f, 1.7f, 10.0f, 300.0f, 1e5f};
     const float sigma = sigmas[rows.below(5)];
