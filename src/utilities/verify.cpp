@@ -21,6 +21,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <limits>
 #include <map>
 #include <numeric>
 #include <optional>
@@ -112,6 +113,43 @@ void add(VerifyReport& report, const QString& file, VerifyCode code, const QStri
     finding.text = text;
     add(report, std::move(finding));
 }
+
+/// Blocks, or rows of blocks, that follow each other and have the same kind of damage: one finding tells of all.
+class Run
+{
+public:
+    /// @param one,many what the run consists of.
+    Run(VerifyReport& report, const char* one, const char* many) : m_report(report), m_one(one), m_many(many)
+    {}
+    Run(const Run&) = delete;
+    Run& operator=(const Run&) = delete;
+
+    /// @param finding makes the finding; asked for the first of the run alone.
+    template <class MakeFinding>
+    void goOn(const MakeFinding& finding)
+    {
+        if (m_length++ == 0)
+            m_first = finding();
+    }
+
+    /// Adds the finding, if there is one.
+    void end()
+    {
+        if (m_length > 1)
+            m_first.text += m_length == 2 ? QString(", and the next %1").arg(m_one)
+                                          : QString(", and the next %1 %2").arg(m_length - 1).arg(m_many);
+        if (m_length > 0)
+            add(m_report, std::move(m_first));
+        m_length = 0;
+    }
+
+private:
+    VerifyReport& m_report;
+    const char* m_one;
+    const char* m_many;
+    VerifyFinding m_first;
+    std::uint64_t m_length = 0;
+};
 
 /// Adds what was found in a file to what was found before.
 void append(VerifyReport& report, const VerifyReport& ofFile)
@@ -238,39 +276,129 @@ struct BlockGrid
     bool bandsShareBlocks = false;
 };
 
+/// The blocks of an image that are worth decoding: those that lie in the file, once each.
+class DecodableBlocks
+{
+public:
+    explicit DecodableBlocks(const BlockGrid& grid)
+        : m_columns(grid.columns()), m_rows(grid.rows()),
+          m_decodable(asSize(m_columns) * asSize(m_rows) * asSize(grid.layers()))
+    {}
+
+    void insert(int layer, int row, int column, std::uint64_t offset, std::uint64_t size)
+    {
+        m_places.push_back({offset, size, indexOf(layer, row, column)});
+    }
+
+    /// Chooses one block of each place. All have been inserted.
+    ///
+    /// @return how many bytes the places have.
+    std::uint64_t choose()
+    {
+        std::sort(m_places.begin(), m_places.end());
+        std::uint64_t bytes = 0;
+        const auto isSamePlace = [](const Place& a, const Place& b) {
+            return a.offset == b.offset && a.size == b.size;
+        };
+        m_places.erase(std::unique(m_places.begin(), m_places.end(), isSamePlace), m_places.end());
+        for (const Place& place : m_places) {
+            m_decodable[place.block] = true;
+            bytes += place.size;
+        }
+        m_places = std::vector<Place>();
+        return bytes;
+    }
+
+    /// @param grid of the same image, which GDAL may have divided further: a single block into many.
+    bool contains(const BlockGrid& grid, int layer, int row, int column) const
+    {
+        const bool isSame = grid.columns() == m_columns && grid.rows() == m_rows;
+        return m_decodable[isSame ? indexOf(layer, row, column) : indexOf(layer, 0, 0)];
+    }
+
+private:
+    struct Place
+    {
+        std::uint64_t offset;
+        std::uint64_t size;
+        std::size_t block;
+
+        bool operator<(const Place& other) const
+        {
+            return std::tie(offset, size, block) < std::tie(other.offset, other.size, other.block);
+        }
+    };
+
+    static std::size_t asSize(int length) { return static_cast<std::size_t>(length); }
+
+    std::size_t indexOf(int layer, int row, int column) const
+    {
+        return (asSize(layer - 1) * asSize(m_rows) + asSize(row)) * asSize(m_columns) + asSize(column);
+    }
+
+    int m_columns;
+    int m_rows;
+    std::vector<bool> m_decodable;
+    std::vector<Place> m_places;
+};
+
 /// Looks where the blocks of one file lie.
 class PlaceCheck
 {
 public:
     PlaceCheck(const QString& path, std::uint64_t fileSize, Messages& messages, VerifyReport& report)
-        : m_path(path), m_fileSize(fileSize), m_messages(messages), m_report(report)
+        : m_path(path), m_fileSize(fileSize), m_messages(messages), m_report(report),
+          m_lost(report, "block", "blocks"), m_tablesLeft(fileSize), m_bytesLeft(largestPart * fileSize)
     {}
 
-    /// False if the file is too small for the image's table.
-    bool run(const Image& image)
+    /// The blocks to decode; none if the file is too small for the image's table or for its blocks.
+    std::optional<DecodableBlocks> run(const Image& image)
     {
         const BlockGrid grid(image);
         // Every block has an entry in a table. That bounds the work that a forged header can ask for.
         const std::uint64_t blocks =
             static_cast<std::uint64_t>(grid.columns()) * static_cast<std::uint64_t>(grid.rows());
-        if (blocks > m_fileSize / static_cast<std::uint64_t>(grid.layers())) {
+        if (blocks > m_tablesLeft / static_cast<std::uint64_t>(grid.layers())) {
             addTableFinding(
                 image, -1,
                 QString("%1 blocks do not go into a file of %2 bytes").arg(blocks).arg(m_fileSize));
-            return false;
+            return std::nullopt;
         }
+        m_tablesLeft -= blocks * static_cast<std::uint64_t>(grid.layers());
+        DecodableBlocks decodable(grid);
         m_messages.forget();
-        for (int layer = 1; layer <= grid.layers(); ++layer)
-            for (int row = 0; row < grid.rows(); ++row)
-                for (int column = 0; column < grid.columns(); ++column)
-                    if (!checkBlock(image, grid, layer, column, row))
-                        return true;
-        return true;
+        checkBlocks(image, grid, decodable);
+        const std::uint64_t bytes = decodable.choose();
+        if (bytes > m_bytesLeft) {
+            addTableFinding(image, -1,
+                            QString("blocks of %1 bytes in all do not go into a file of %2 bytes")
+                                .arg(bytes)
+                                .arg(m_fileSize));
+            return std::nullopt;
+        }
+        m_bytesLeft -= bytes;
+        return decodable;
     }
 
 private:
+    /// The bytes of all blocks, as a multiple of those of the file. Blocks do not overlap, but a table may give them more
+    /// than they have, which decoders do not mind.
+    static constexpr std::uint64_t largestPart = 16;
+
+    void checkBlocks(const Image& image, const BlockGrid& grid, DecodableBlocks& decodable)
+    {
+        bool isReadable = true;
+        for (int layer = 1; isReadable && layer <= grid.layers(); ++layer) {
+            for (int row = 0; isReadable && row < grid.rows(); ++row)
+                for (int column = 0; isReadable && column < grid.columns(); ++column)
+                    isReadable = checkBlock(image, grid, layer, column, row, decodable);
+            m_lost.end();
+        }
+    }
+
     /// False if the table cannot be read.
-    bool checkBlock(const Image& image, const BlockGrid& grid, int layer, int column, int row)
+    bool checkBlock(const Image& image, const BlockGrid& grid, int layer, int column, int row,
+                    DecodableBlocks& decodable)
     {
         const std::uint64_t offset = item(image.band(layer), "BLOCK_OFFSET", column, row);
         const std::uint64_t size = item(image.band(layer), "BLOCK_SIZE", column, row);
@@ -278,19 +406,32 @@ private:
             addTableFinding(image, grid.bandOfLayer(layer), m_messages.firstFailureOr(QString()));
             return false;
         }
-        if (offset == 0 && size == 0) {
-            ++m_report.noSparseBlocks;
+        const bool isSparse = offset == 0 && size == 0;
+        ++(isSparse ? m_report.noSparseBlocks : m_report.noBlocks);
+        if (!isSparse && !isInFile(offset, size)) {
+            m_lost.goOn([&] {
+                return VerifyFinding{m_path,
+                                     grid.bandOfLayer(layer),
+                                     column,
+                                     row,
+                                     VerifyCode::BlockOutside,
+                                     image.name + QString("%1 bytes from byte %2 on in a file of %3 bytes")
+                                                      .arg(size)
+                                                      .arg(offset)
+                                                      .arg(m_fileSize)};
+            });
             return true;
         }
-        ++m_report.noBlocks;
-        constexpr std::uint64_t headerSize = 8;
-        if (offset < headerSize || size > m_fileSize || offset > m_fileSize - size)
-            add(m_report, {m_path, grid.bandOfLayer(layer), column, row, VerifyCode::BlockOutside,
-                           image.name + QString("%1 bytes from byte %2 on in a file of %3 bytes")
-                                            .arg(size)
-                                            .arg(offset)
-                                            .arg(m_fileSize)});
+        m_lost.end();
+        if (!isSparse)
+            decodable.insert(layer, row, column, offset, size);
         return true;
+    }
+
+    bool isInFile(std::uint64_t offset, std::uint64_t size) const
+    {
+        constexpr std::uint64_t headerSize = 8;
+        return offset >= headerSize && size <= m_fileSize && offset <= m_fileSize - size;
     }
 
     /// 0 for blocks that are not in the file.
@@ -304,6 +445,7 @@ private:
 
     void addTableFinding(const Image& image, int band, const QString& text)
     {
+        m_lost.end();
         add(m_report, {m_path, band, -1, -1, VerifyCode::BlockTable, image.name + text});
     }
 
@@ -311,6 +453,9 @@ private:
     std::uint64_t m_fileSize;
     Messages& m_messages;
     VerifyReport& m_report;
+    Run m_lost;
+    std::uint64_t m_tablesLeft; ///< bytes for the tables of further images
+    std::uint64_t m_bytesLeft;  ///< the same for their blocks
 };
 
 /// A part of an image that is read in one go.
@@ -340,28 +485,68 @@ Window windowOf(const BlockGrid& grid, int rows, std::uint64_t bytesPerPixel)
 class DecodeCheck
 {
 public:
-    DecodeCheck(const QString& path, Messages& messages, VerifyReport& report)
-        : m_path(path), m_messages(messages), m_report(report)
+    /// @param mostFailures how many rows of blocks are tried that cannot be decoded.
+    DecodeCheck(const QString& path, std::uint64_t mostFailures, Messages& messages, VerifyReport& report)
+        : m_path(path), m_failuresLeft(mostFailures), m_messages(messages),
+          m_damaged(report, "row of blocks", "rows of blocks")
     {}
 
-    void run(const Image& image)
+    /// @param decodable nullptr if all blocks are to be decoded.
+    void run(const Image& image, const DecodableBlocks* decodable)
     {
         const BlockGrid grid(image);
-        for (int layer = 1; layer <= grid.layers(); ++layer)
-            for (int row = 0; row < grid.rows(); ++row) {
-                m_messages.forget();
-                if (!decodes(image, grid, layer, row))
-                    add(m_report, {m_path, grid.bandOfLayer(layer), -1, row, VerifyCode::BlockDamaged,
-                                   image.name + m_messages.firstFailureOr("cannot be decoded")});
-            }
+        for (int layer = 1; layer <= grid.layers(); ++layer) {
+            for (int row = 0; row < grid.rows() && m_failuresLeft > 0; ++row)
+                decodeRow(image, grid, layer, row, decodable);
+            m_damaged.end();
+        }
     }
 
 private:
-    /// Reads a row of blocks of one band, or of all that share them. False if GDAL fails, or says so.
-    bool decodes(const Image& image, const BlockGrid& grid, int layer, int blockRow)
+    void decodeRow(const Image& image, const BlockGrid& grid, int layer, int row,
+                   const DecodableBlocks* decodable)
+    {
+        m_messages.forget();
+        if (decodes(image, grid, layer, row, decodable)) {
+            m_damaged.end();
+            return;
+        }
+        --m_failuresLeft;
+        m_damaged.goOn([&] {
+            return VerifyFinding{m_path,
+                                 grid.bandOfLayer(layer),
+                                 -1,
+                                 row,
+                                 VerifyCode::BlockDamaged,
+                                 image.name + m_messages.firstFailureOr("cannot be decoded")};
+        });
+    }
+
+    /// Reads the blocks of a row that are to be decoded. False if GDAL fails, or says so.
+    bool decodes(const Image& image, const BlockGrid& grid, int layer, int row,
+                 const DecodableBlocks* decodable)
+    {
+        const auto isWanted = [&](int column) {
+            return !decodable || decodable->contains(grid, layer, row, column);
+        };
+        const int columns = grid.columns();
+        for (int column = 0; column < columns; ++column) {
+            const int first = column;
+            while (column < columns && isWanted(column))
+                ++column;
+            if (column > first && !decodes(image, grid, layer, row, first, column))
+                return false;
+        }
+        return true;
+    }
+
+    /// Reads neighbouring blocks of one band, or of all that share them.
+    bool decodes(const Image& image, const BlockGrid& grid, int layer, int blockRow, int firstBlock,
+                 int endBlock)
     {
         const int top = blockRow * grid.blockHeight;
         const int rows = std::min(grid.blockHeight, grid.height - top);
+        const std::int64_t end = std::min<std::int64_t>(std::int64_t{endBlock} * grid.blockWidth, grid.width);
         const GDALDataType type = image.band(layer).GetRasterDataType();
         std::vector<int> bands(grid.bandsShareBlocks ? static_cast<std::size_t>(grid.bands) : 1);
         std::iota(bands.begin(), bands.end(), layer);
@@ -370,11 +555,11 @@ private:
         const Window window = windowOf(grid, rows, bytesPerPixel);
         m_pixels.resize(static_cast<std::size_t>(window.columns) * static_cast<std::size_t>(window.rows) *
                         bytesPerPixel);
-        for (std::int64_t x = 0; x < grid.width; x += window.columns)
+        for (std::int64_t x = std::int64_t{firstBlock} * grid.blockWidth; x < end; x += window.columns)
             for (std::int64_t y = top; y < std::int64_t{top} + rows; y += window.rows) {
                 const int left = static_cast<int>(x);
                 const int upper = static_cast<int>(y);
-                const int columnsHere = std::min(window.columns, grid.width - left);
+                const int columnsHere = static_cast<int>(std::min<std::int64_t>(window.columns, end - x));
                 const int rowsHere = std::min(window.rows, top + rows - upper);
                 if (image.dataset->RasterIO(GF_Read, left, upper, columnsHere, rowsHere, m_pixels.data(),
                                             columnsHere, rowsHere, type, static_cast<int>(bands.size()),
@@ -386,10 +571,20 @@ private:
     }
 
     const QString& m_path;
+    std::uint64_t m_failuresLeft;
     Messages& m_messages;
-    VerifyReport& m_report;
+    Run m_damaged;
     std::vector<unsigned char> m_pixels;
 };
+
+/// None for what is no file by itself, such as a page of one.
+std::optional<std::uint64_t> sizeOf(const QString& path)
+{
+    VSIStatBufL status;
+    if (VSIStatExL(path.toUtf8().constData(), &status, VSI_STAT_EXISTS_FLAG | VSI_STAT_SIZE_FLAG) != 0)
+        return std::nullopt;
+    return static_cast<std::uint64_t>(status.st_size);
+}
 
 /// Blocks of an image that is decoded without knowing where they lie.
 std::uint64_t countBlocks(const Image& image)
@@ -414,9 +609,9 @@ struct FileCheck
     VerifyReport report;
     std::optional<Description> description;
     bool placesKnown = false; ///< whether GDAL tells where the blocks lie
-    /// Names of the images whose tables the file is too small for. Their blocks are not decoded, because a
-    /// header of a few bytes can claim billions of them, each of which fails.
-    std::set<QString> imagesWithoutTable;
+    /// By the name of their image. Others are not decoded if places are known: a header of a few bytes can claim billions
+    /// of blocks, and a table of many entries blocks that are larger than the file.
+    std::map<QString, DecodableBlocks> decodable;
 };
 
 void decodeFile(const QString& path, bool oneOfMany, Messages& messages, FileCheck& check)
@@ -431,12 +626,17 @@ void decodeFile(const QString& path, bool oneOfMany, Messages& messages, FileChe
         add(check.report, path, VerifyCode::NotOpened, messages.firstFailureOr("cannot be opened"));
         return;
     }
-    DecodeCheck decoding(path, messages, check.report);
+    // A file cannot hold more damaged rows than it has bytes, while a short header can claim billions.
+    const std::uint64_t mostFailures = sizeOf(path).value_or(std::numeric_limits<std::uint64_t>::max());
+    DecodeCheck decoding(path, mostFailures, messages, check.report);
     for (const Image& image : imagesOf(*file)) {
-        if (check.imagesWithoutTable.count(image.name) == 0)
-            decoding.run(image);
-        if (!check.placesKnown)
+        const auto decodable = check.decodable.find(image.name);
+        if (decodable != check.decodable.end())
+            decoding.run(image, &decodable->second);
+        if (!check.placesKnown) {
+            decoding.run(image, nullptr);
             check.report.noBlocks += countBlocks(image);
+        }
     }
 }
 
@@ -467,15 +667,6 @@ QString reasonAgainst(const Description& description)
     return QString();
 }
 
-/// None for what is no file by itself, such as a page of one.
-std::optional<std::uint64_t> sizeOf(const QString& path)
-{
-    VSIStatBufL status;
-    if (VSIStatExL(path.toUtf8().constData(), &status, VSI_STAT_EXISTS_FLAG | VSI_STAT_SIZE_FLAG) != 0)
-        return std::nullopt;
-    return static_cast<std::uint64_t>(status.st_size);
-}
-
 /// Looks where the blocks of a file lie, if GDAL tells.
 void checkPlaces(GDALDataset& file, const QString& path, const std::vector<Image>& images, Messages& messages,
                  FileCheck& check)
@@ -486,8 +677,8 @@ void checkPlaces(GDALDataset& file, const QString& path, const std::vector<Image
         return;
     PlaceCheck places(path, *size, messages, check.report);
     for (const Image& image : images)
-        if (!places.run(image))
-            check.imagesWithoutTable.insert(image.name);
+        if (std::optional<DecodableBlocks> decodable = places.run(image))
+            check.decodable.emplace(image.name, std::move(*decodable));
 }
 
 /// Checks what the headers say. False if the library does not read the file.

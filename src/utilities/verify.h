@@ -21,9 +21,9 @@ enum class VerifyCode : std::int32_t
     NotOpened = 2,      ///< a tile file does not open
     NotSupported = 3,   ///< opens, but has no bands, no supported pixel type or no extent
     HeaderDamaged = 4,  ///< opens, but GDAL failed at a part of the headers
-    BlockTable = 5,     ///< the table that tells where blocks lie cannot be read
-    BlockOutside = 6,   ///< a block reaches beyond the end of the file, or lies in the file's header
-    BlockDamaged = 7,   ///< a row of blocks cannot be decoded
+    BlockTable = 5,     ///< the table that tells where blocks lie cannot be read, or cannot be true
+    BlockOutside = 6,   ///< a block, or several in a row, reach beyond the end of the file or into its header
+    BlockDamaged = 7,   ///< a row of blocks, or several in a row, cannot be decoded
     TileMissing = 8,    ///< no file for a place of the grid
     TileBands = 9,      ///< a tile has another number of bands than most
     TileType = 10,      ///< a tile has another pixel type than most
@@ -33,7 +33,8 @@ enum class VerifyCode : std::int32_t
     NoGrid = 14         ///< the tiles do not fill one grid for any other reason
 };
 
-/// One thing that is wrong.
+/// One thing that is wrong. If blocks that follow each other are lost or damaged, the finding names the first of them, and
+/// its text says how many more there are.
 struct VerifyFinding
 {
     QString file;         ///< the file; that of a missing tile is the one that should be there
@@ -75,13 +76,17 @@ struct VerifyReport
 /// @param path   a file, or the path that a set of tile files is named from.
 /// @param decode whether all pixels are read as well, in pieces of at most 16 MiB besides what GDAL caches.
 ///               Finds damage inside blocks where the compression notices it. Without it only headers are
-///               read. An image whose header claims more blocks than its file has room to list is reported
-///               once (`VerifyCode::BlockTable`) and not decoded.
+///               read.
 ///
 /// @code
 /// for (const vexel::gdal::VerifyFinding& finding : vexel::gdal::verify("ortho.tif").findings)
 ///     std::cout << finding.file.toStdString() << ": " << finding.text.toStdString() << std::endl;
 /// @endcode
+///
+/// The number of blocks of a GeoTIFF that are decoded is bounded by the size of the file, whatever its header claims: sparse
+/// blocks and blocks outside the file are left out, and blocks that share their bytes are decoded once. An image whose
+/// header claims more blocks than its file has room to list, or blocks that overlap many times, is reported once
+/// (`VerifyCode::BlockTable`) and not decoded. In other formats, `verify` stops after as many failures as the file has bytes.
 ///
 /// Changes no file, prints nothing of what GDAL says, and takes the GDAL lock for one file at a time.
 VEXEL_EXPORT VerifyReport verify(const QString& path, bool decode = false);

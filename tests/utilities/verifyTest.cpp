@@ -158,8 +158,8 @@ TEST(VerifyFile, ListsTheFirstHundredFindingsAndCountsAll)
 {
     EXPECT_EQ(VerifyReport::maxFindings, 100u);
     const TempFolder folder;
-    rasters::Description d{8, 250};
-    d.options = {"BLOCKYSIZE=1", "COMPRESS=LZW"};
+    rasters::Description d{8, 4, 250};
+    d.options = {"INTERLEAVE=BAND", "COMPRESS=LZW"};
     rasters::make(folder / "a.tif", d, storedNoise<unsigned char>());
     std::uint64_t firstBlock = 0;
     {
@@ -170,7 +170,7 @@ TEST(VerifyFile, ListsTheFirstHundredFindingsAndCountsAll)
     const VerifyReport report = check(folder / "cut.tif");
     EXPECT_EQ(report.noFindings, 250u) << described(report);
     EXPECT_EQ(report.findings.size(), 100u);
-    EXPECT_EQ(report.findings.back().blockRow, 99);
+    EXPECT_EQ(report.findings.back().band, 100);
 }
 
 TEST(VerifyFile, KnowsASingleLargeStripAsOneBlock)
