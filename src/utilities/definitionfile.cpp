@@ -1,58 +1,23 @@
 #include "utilities/definitionfile.h"
 
-#include <algorithm>
-#include <iterator>
+#include "companion/nativepath.h"
+
+#include <filesystem>
+#include <string>
+#include <system_error>
 
 namespace vexel::gdal {
 
-namespace {
-
-/// Starts of what GDAL reads as a reference before it looks for a file.
-constexpr const char* starts[] = {"EPSG:",
-                                  "EPSGA:",
-                                  "IGNF:",
-                                  "IAU",
-                                  "ESRI:",
-                                  "OGC:",
-                                  "OSGEO:",
-                                  "AUTO:",
-                                  "DICT:",
-                                  "urn:",
-                                  "http:",
-                                  "https:",
-                                  "{",
-                                  "GEOGCS",
-                                  "PROJCS",
-                                  "GEOCCS",
-                                  "COMPD_CS",
-                                  "VERT_CS",
-                                  "LOCAL_CS",
-                                  "GEODCRS",
-                                  "GEODETICCRS",
-                                  "GEOGCRS",
-                                  "GEOGRAPHICCRS",
-                                  "PROJCRS",
-                                  "PROJECTEDCRS",
-                                  "VERTCRS",
-                                  "VERTICALCRS",
-                                  "COMPOUNDCRS",
-                                  "ENGCRS",
-                                  "ENGINEERINGCRS",
-                                  "BOUNDCRS",
-                                  "COORDINATEMETADATA"};
-
-bool isTakenForDefinition(const QString& path)
-{
-    return path.contains("+proj") || path.contains("+init") ||
-           std::any_of(std::begin(starts), std::end(starts),
-                       [&](const char* start) { return path.startsWith(start, Qt::CaseInsensitive); });
-}
-
-} // namespace
-
 QString definitionForGdal(const QString& path, const QString& content)
 {
-    return isTakenForDefinition(path) ? content : path;
+    std::error_code error;
+    const std::string bytes = file::utf8Of(std::filesystem::absolute(file::nativePath(path), error));
+    const QString absolute = QString::fromStdString(bytes);
+    // GDAL reads many starts of a text as a reference before it looks for a file, more in each version, but none of them is
+    // that of an absolute path. These two it looks for anywhere.
+    const bool isTakenForDefinition = absolute.contains("+proj") || absolute.contains("+init");
+    const bool isNameOfFile = !error && absolute.toStdString() == bytes; // a folder's name may be no UTF-8
+    return isNameOfFile && !isTakenForDefinition ? absolute : content;
 }
 
 } // namespace vexel::gdal

@@ -19,14 +19,14 @@ namespace vexel::gdal {
 ///
 /// @param input     a raster that GDAL opens. One that it cannot open makes no output, which the result does
 ///                  not tell: probe it before.
-/// @param output    replaced if it exists, which must not cost the input a file: see the result. A path with "+proj" in it is refused, since
-///                  GDAL takes those of the two files for definitions then.
+/// @param output    replaced if it exists, which must not cost the input a file: see the result.
 /// @param sourceSrs spatial reference of the input as WKT or PROJ.4 text, used instead of the one in the
 ///                  file. Whatever order of axes it states, the input's x is its easting or longitude.
-/// @return false, and nothing has been touched, if GDAL reads one of the files that would be replaced for the input: as
-///         the file itself, beside it, or as a source of a virtual raster. False if GDAL refuses `sourceSrs`, without touching `output`, or if one of the two files could not
-///         be removed, which may be after a complete warp. False too, the two files being left behind, if an
-///         exception ends the warp. Nothing is logged but by GDAL's own error handler.
+/// @return false, and nothing has been touched, if GDAL reads one of the files that would be replaced for the
+///         input: as the file itself, beside it, or as a source of a virtual raster. False if GDAL refuses
+///         `sourceSrs`, without touching `output`, or if one of the two files could not be removed, which may be
+///         after a complete warp. False too, the two files being left behind, if an exception ends the warp.
+///         Nothing is logged but by GDAL's own error handler.
 ///
 /// Holds the GDAL lock from beginning to end; GDAL adds a thread of its own, which reads while it computes.
 VEXEL_EXPORT bool warpToGoogle(const QString& input, const QString& output, const QString& sourceSrs);

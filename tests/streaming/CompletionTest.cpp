@@ -1,6 +1,7 @@
 #include "streaming/GDALStreamer.h"
 
 #include "streamingsupport.h"
+#include "support/InFolder.h"
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
@@ -100,6 +101,18 @@ TEST(Completion, KeepsGdalsReferenceInFoldersThatLookLikeOne)
         const QString path = folder / name + "/a.tif";
         writeRaster(path, GdalFileType::SingleFile, QString::fromStdString(rasters::wkt(32633)));
         const rasters::Dataset written = rasters::open(path);
+        ASSERT_TRUE(written) << name;
+        EXPECT_NE(std::string(written->GetProjectionRef()).find("33N"), std::string::npos) << name;
+    }
+}
+
+TEST(Completion, KeepsGdalsReferenceInFilesThatLookLikeOne)
+{
+    const TempFolder folder;
+    const InFolder inside(folder.path());
+    for (const char* name : {"crs:web.tif", "DICT:a,b.tif", "c++projects.tif", "plain.tif"}) {
+        writeRaster(name, GdalFileType::SingleFile, QString::fromStdString(rasters::wkt(32633)));
+        const rasters::Dataset written = rasters::open(folder / name);
         ASSERT_TRUE(written) << name;
         EXPECT_NE(std::string(written->GetProjectionRef()).find("33N"), std::string::npos) << name;
     }

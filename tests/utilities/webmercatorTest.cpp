@@ -3,6 +3,7 @@
 #include "streaming/GDALMutex.h"
 #include "streaming/streamingsupport.h"
 #include "support/GdalOption.h"
+#include "support/InFolder.h"
 #include "support/TempFolder.h"
 #include "support/exampledata.h"
 #include "support/gdalhandlers.h"
@@ -312,6 +313,22 @@ TEST(WarpToGoogle, TakesAnOutputWithoutExtension)
     EXPECT_EQ(folder.listing(), "dot.ted");
     EXPECT_TRUE(std::filesystem::remove((folder / "dot.ted/web").toStdString()));
     EXPECT_TRUE(std::filesystem::is_empty((folder / "dot.ted").toStdString()));
+}
+
+TEST(WarpToGoogle, TakesAnOutputWhoseNameLooksLikeAReference)
+{
+    const TempFolder folder;
+    const QString input = exampleData("jacksboro_dem_utm_f32.tif");
+    ASSERT_TRUE(warpToGoogle(input, folder / "plain.tif", utm16.c_str()));
+    const InFolder inside(folder.path());
+    for (const char* output : {"web.tif", "crs:web.tif", "DICT:a,b.tif", "PROJCS.tif", "c++projects.tif",
+                               "x+init=epsg:4326.tif"}) {
+        SCOPED_TRACE(output);
+        EXPECT_TRUE(warpToGoogle(input, output, utm16.c_str()));
+        expectSameRaster(folder / "plain.tif", folder / output);
+        std::filesystem::remove(output);
+    }
+    EXPECT_EQ(folder.listing(), "plain.tif");
 }
 
 TEST(WarpToGoogle, RefusesAReferenceThatGdalRefuses)
