@@ -61,8 +61,8 @@ public:
     /// @{
     /// Takes one band of bytes, or three if there are exactly three weights.
     ///
-    /// Colour becomes red * w0 + green * w1 + blue * w2 rounded half up, in double. Negative weights may lead
-    /// beyond 0 to 255: the sum plus a half is truncated toward zero, and its low 8 bits are taken.
+    /// Colour becomes green * w1 + red * w0 + blue * w2 + 0.5, added in this order in double and truncated toward
+    /// zero: the weighted sum, rounded half up. Negative weights may lead beyond 0 to 255; the low 8 bits are taken.
     bool readGray(const QString& path, PixelMatrix<unsigned char>& out, int level) const override;
     bool readGray(PixelMatrix<unsigned char>& out, int level) const override;
     /// @}
