@@ -240,8 +240,8 @@ bool DownsamplerBase::runStrips(const TileStep& plan)
 {
     if (!input.opened())
         return writeNoData(plan);
-    KeptSet set(input);
-    const StripStep<T> strips(set, plan, factor, border, sizeof(Out));
+    const GDALStreamer::KeepFilesOpen keepOpen(input);
+    const StripStep<T> strips(input, plan, factor, border, sizeof(Out));
     const std::size_t noStrips = strips.noStrips();
     if (noStrips == 0)
         return output.opened() || tellUnwritten(output);

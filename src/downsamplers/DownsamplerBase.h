@@ -40,9 +40,8 @@ class UnreadPixels;
 ///
 /// Pixels that cannot be read count as zeros, and the step goes on: ask `unreadPixels` or `JobRunner::Result` whether
 /// there were any before you trust the output. A transfer that fails is repeated block by block, so that only the blocks
-/// that GDAL cannot decode are lost. (Formats such as PNG, which are decoded row by row, may also lose the rows between
-/// two that cannot be decoded.) Within a step, GDAL's messages of the same number and text reach the application's error
-/// handler once; after a thousand different ones a warning says that the rest is left out.
+/// that GDAL cannot decode are lost. Within a step, GDAL's messages of the same number and text reach the application's
+/// error handler once; after a thousand different ones a warning says that the rest is left out.
 ///
 /// Every block of an input file is decoded once. A step holds strips of about 64 MiB, whatever the size of the tile,
 /// and takes time in proportion to the pixels of the tile.

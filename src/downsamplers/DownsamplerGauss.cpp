@@ -208,7 +208,7 @@ bool DownsamplerGauss::do_step(std::size_t step)
 template <class T, class Out>
 bool DownsamplerGauss::downsampleTile(const GaussStep& plan)
 {
-    KeptSet set(input);
+    const GDALStreamer::KeepFilesOpen keepOpen(input);
     const PartRows partRows(plan, input.blockHeight());
     const GaussParts parts = cutIntoParts(plan, input.noBands(), sizeof(T), partRows.unit(), workingSetBytes);
     if (parts.columns.empty() || parts.rows.empty())
@@ -216,7 +216,7 @@ bool DownsamplerGauss::downsampleTile(const GaussStep& plan)
     const double noParts = static_cast<double>(parts.columns.size() * parts.rows.size());
     double done = 0.0;
     for (const GaussPart& columns : parts.columns) {
-        StripReader<T> pixels(set, readBoxOf(plan, columns), partRows.most(parts.rows), plan.yOffset);
+        StripReader<T> pixels(input, readBoxOf(plan, columns), partRows.most(parts.rows), plan.yOffset);
         for (const GaussPart& rows : parts.rows) {
             if (input.opened())
                 markMissing(pixels, pixels.advance(rows.firstPixel, partRows.readEnd(rows)));

@@ -5,6 +5,7 @@
 #include "companion/PixelMatrix.h"
 #include "downsamplers/blockwiseread.h"
 #include "downsamplers/tilestrips.h"
+#include "streaming/GDALStreamer.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -39,10 +40,10 @@ public:
     /// @param rowOrigin a row of the box where a row of the file's blocks starts.
     /// @param west      columns of the box that have been read already, its first ones.
     /// @param east      number of columns to keep for the next box, its last ones.
-    StripReader(KeptSet& set, const PixelBox& box, Eigen::Index maxRows, Eigen::Index rowOrigin,
+    StripReader(GDALStreamer& set, const PixelBox& box, Eigen::Index maxRows, Eigen::Index rowOrigin,
                 SharedColumns<T> west = {}, Eigen::Index east = 0)
         : m_set(set), m_box(box), m_columns(box.max_corner().x() - box.min_corner().x()), m_maxRows(maxRows),
-          m_rowOrigin(rowOrigin), m_bands(static_cast<std::size_t>(set->noBands())),
+          m_rowOrigin(rowOrigin), m_bands(static_cast<std::size_t>(set.noBands())),
           m_failed(m_bands.size(), false),
           m_pixels(m_bands.size() * static_cast<std::size_t>(maxRows * m_columns)), m_west(std::move(west))
     {
@@ -100,7 +101,7 @@ private:
     /// Whole rows of the file's blocks, as many as a transfer may hold, but one at least.
     Eigen::Index endOfTransfer(Eigen::Index y) const
     {
-        const std::int64_t blockHeight = std::max(m_set->blockHeight(), 1);
+        const std::int64_t blockHeight = std::max(m_set.blockHeight(), 1);
         const double bytesPerRow =
             static_cast<double>(m_columns) * static_cast<double>(m_bands.size()) * sizeof(T);
         const auto rows = static_cast<std::int64_t>(transferBytes / std::max(bytesPerRow, 1.0));
@@ -119,7 +120,7 @@ private:
                            PixelPoint(m_box.max_corner().x(), top + static_cast<int>(end)));
         const BandPixels<T> target{row(0, first) + m_west.columns, end - first, columns, m_columns,
                                    m_maxRows * m_columns};
-        if (!m_set.read(target, m_bands, box))
+        if (!m_set.readBands(target, m_bands, box))
             readAgain(target, box);
     }
 
@@ -145,7 +146,7 @@ private:
             }
     }
 
-    KeptSet& m_set;
+    GDALStreamer& m_set;
     PixelBox m_box;
     Eigen::Index m_columns;
     Eigen::Index m_maxRows;

@@ -5,6 +5,7 @@
 #include "downsamplers/StripReader.h"
 #include "downsamplers/tilestep.h"
 #include "downsamplers/tilestrips.h"
+#include "streaming/GDALStreamer.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -27,20 +28,20 @@ class StripStep
 {
 public:
     /// @param resultBytes size of an element of what the strips become.
-    StripStep(KeptSet& input, const TileStep& plan, double factor, int border, std::size_t resultBytes)
+    StripStep(GDALStreamer& input, const TileStep& plan, double factor, int border, std::size_t resultBytes)
         : m_input(input), m_plan(plan), m_rows(plan.rows, factor, plan.yOffset, border, plan.blockSize,
                                                plan.readBox.max_corner().y() - plan.readBox.min_corner().y()),
           m_columns(plan.columns, factor, plan.xOffset, border, plan.blockSize,
                     plan.readBox.max_corner().x() - plan.readBox.min_corner().x())
     {
-        const std::int64_t blockHeight = std::max(input->blockHeight(), 1);
+        const std::int64_t blockHeight = std::max(input.blockHeight(), 1);
         // What is read, and what becomes of it, as it is and as GDAL takes it.
-        const double bytesPerPixel = static_cast<double>(input->noBands()) *
+        const double bytesPerPixel = static_cast<double>(input.noBands()) *
                                      (sizeof(T) + 2.0 * static_cast<double>(resultBytes) / (factor * factor));
         const auto mostPixels = static_cast<std::int64_t>(stripBudgetBytes / std::max(bytesPerPixel, 1.0));
         const std::int64_t fewestRows = std::max(blockHeight, plan.blockSize) + plan.blockSize;
         for (const BlockRun& run :
-             cutIntoRuns(m_columns, mostPixels / fewestRows, input->blockWidth(), plan.xOffset))
+             cutIntoRuns(m_columns, mostPixels / fewestRows, input.blockWidth(), plan.xOffset))
             m_stripColumns.push_back({run, cutIntoRuns(m_rows, mostPixels / (run.readEnd - run.firstPixel),
                                                        blockHeight, plan.yOffset)});
     }
@@ -109,7 +110,7 @@ private:
             PixelPoint(corner.x() + static_cast<int>(columnRun.readEnd), m_plan.readBox.max_corner().y())};
     }
 
-    KeptSet& m_input;
+    GDALStreamer& m_input;
     TileStep m_plan;
     BlockAxis m_rows;
     BlockAxis m_columns;

@@ -6,13 +6,13 @@
 
 namespace vexel {
 
-std::optional<FileLayout> KeptSet::layoutOf(std::size_t file)
+std::optional<FileLayout> layoutOf(GDALStreamer& set, std::size_t file)
 {
     const GDALMutex lock;
-    if (!m_set.open(file))
+    if (!set.open(file))
         return std::nullopt;
-    GDALDataset& dataset = *m_set.data(file);
-    FileLayout layout{dataset.GetRasterXSize(), dataset.GetRasterYSize(), false, false};
+    GDALDataset& dataset = *set.data(file);
+    FileLayout layout{dataset.GetRasterXSize(), dataset.GetRasterYSize(), false};
     for (int band = 1; band <= dataset.GetRasterCount(); ++band) {
         int columns = 0;
         int rows = 0;
@@ -22,10 +22,6 @@ std::optional<FileLayout> KeptSet::layoutOf(std::size_t file)
     }
     const char* interleave = dataset.GetMetadataItem("INTERLEAVE", "IMAGE_STRUCTURE");
     layout.isInterleaved = interleave && std::string_view(interleave) == "PIXEL";
-    // The rows of a TIFF are as independent as its tiles.
-    const bool isTiff =
-        dataset.GetDriver() && std::string_view(dataset.GetDriver()->GetDescription()) == "GTiff";
-    layout.isRowByRow = !isTiff && layout.blockRows == 1 && layout.blockColumns == dataset.GetRasterXSize();
     return layout;
 }
 

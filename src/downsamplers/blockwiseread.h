@@ -10,7 +10,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <utility>
 #include <vector>
 
 namespace vexel {
@@ -29,36 +28,10 @@ struct FileLayout
     int blockColumns;   ///< of the smallest blocks of any band
     int blockRows;      ///<
     bool isInterleaved; ///< a block has all bands
-    bool isRowByRow;    ///< maybe from the top, so that a row needs all that are above it
 };
 
-/// A set whose files stay open from one transfer to the next, as long as none fails.
-class KeptSet
-{
-public:
-    explicit KeptSet(GDALStreamer& set) : m_set(set), m_keepOpen(std::in_place, set) {}
-
-    GDALStreamer* operator->() const { return &m_set; }
-
-    /// False if not all could be read. Then the files are opened anew by the next transfer: drivers that decode from the
-    /// top give what a failure has left of their state as if it were whole.
-    template <class T>
-    bool read(const BandPixels<T>& out, const std::vector<int>& bands, const PixelBox& box)
-    {
-        if (m_set.readBands(out, bands, box))
-            return true;
-        m_keepOpen.reset();
-        m_keepOpen.emplace(m_set);
-        return false;
-    }
-
-    /// None if the file cannot be opened.
-    std::optional<FileLayout> layoutOf(std::size_t file);
-
-private:
-    GDALStreamer& m_set;
-    std::optional<GDALStreamer::KeepFilesOpen> m_keepOpen;
-};
+/// None if the file cannot be opened.
+std::optional<FileLayout> layoutOf(GDALStreamer& set, std::size_t file);
 
 /// Up to where the block that holds the row or column `place` reaches, but not beyond `end`.
 inline int endOfBlock(int place, int blockLength, int end)
@@ -77,8 +50,7 @@ inline PixelBox moved(const PixelBox& box, const PixelPoint& from, const PixelPo
 }
 
 /// Reads boxes again whose transfer has failed, block by block of the files, so that no pixel is lost but those that
-/// cannot be decoded. Of a file that is decoded row by row it looks for the first and the last row that cannot be
-/// read, and takes those between for lost too: to try each could take as long as to decode the whole file each time.
+/// cannot be decoded.
 ///
 /// @tparam T element type of the pixels.
 template <class T>
@@ -87,14 +59,14 @@ class BlockwiseRead
 public:
     /// @param bands  all of the set, from 1 on.
     /// @param unread where the parts that cannot be read are appended.
-    BlockwiseRead(KeptSet& set, const std::vector<int>& bands, std::vector<UnreadBlock>& unread)
+    BlockwiseRead(GDALStreamer& set, const std::vector<int>& bands, std::vector<UnreadBlock>& unread)
         : m_set(set), m_bands(bands), m_unread(unread)
     {}
 
     /// Reads the bands of a box of the set into `out`, which has its size. What cannot be read is 0.
     void read(const BandPixels<T>& out, const PixelBox& box)
     {
-        const std::vector<tilegrid::Piece> pieces = tilegrid::piecesOf(m_set->workspace(), box, 1.0);
+        const std::vector<tilegrid::Piece> pieces = tilegrid::piecesOf(m_set.workspace(), box, 1.0);
         for (const tilegrid::Piece& piece : pieces) {
             const Part part{piece.tile, piece.inTile,
                             moved(piece.inRequest, PixelPoint(0, 0), box.min_corner()),
@@ -121,47 +93,26 @@ private:
             return {file, box, moved(box, corner, inSet.min_corner()),
                     detail::partOf(out, moved(box, corner, PixelPoint(0, 0)))};
         }
-
-        /// Rows are counted from the part's first one.
-        Part rows(int first, int end) const
-        {
-            const int top = inFile.min_corner().y();
-            return cutTo({PixelPoint(inFile.min_corner().x(), top + first),
-                          PixelPoint(inFile.max_corner().x(), top + end)});
-        }
-
-        int noRows() const { return inFile.max_corner().y() - inFile.min_corner().y(); }
     };
 
     bool readAll(const Part& part, const std::vector<int>& bands)
     {
         BandPixels<T> out = part.out;
         out.first += (bands.front() - 1) * out.bandStep;
-        return m_set.read(out, bands, part.inSet);
+        return m_set.readBands(out, bands, part.inSet);
     }
 
     void readFile(const Part& part)
     {
-        const auto layout = m_set.layoutOf(part.file);
+        const auto layout = layoutOf(m_set, part.file);
         if (!layout)
             return giveUp(part, m_bands);
-        if (!layout->isRowByRow)
-            return readBlocks(part, *layout);
-        if (layout->isInterleaved || m_bands.size() == 1)
-            return readRows(part, m_bands);
-        for (const int band : m_bands)
-            if (!readAll(part, {band}))
-                readRows(part, {band});
-    }
-
-    void readBlocks(const Part& part, const FileLayout& layout)
-    {
         const PixelPoint& end = part.inFile.max_corner();
         for (int y = part.inFile.min_corner().y(), bottom = 0; y < end.y(); y = bottom) {
-            bottom = endOfBlock(y, layout.blockRows, end.y());
+            bottom = endOfBlock(y, layout->blockRows, end.y());
             for (int x = part.inFile.min_corner().x(), right = 0; x < end.x(); x = right) {
-                right = endOfBlock(x, layout.blockColumns, end.x());
-                readBlock(part.cutTo({PixelPoint(x, y), PixelPoint(right, bottom)}), layout);
+                right = endOfBlock(x, layout->blockColumns, end.x());
+                readBlock(part.cutTo({PixelPoint(x, y), PixelPoint(right, bottom)}), *layout);
             }
         }
     }
@@ -178,30 +129,6 @@ private:
                 giveUp(block, {band});
     }
 
-    /// Reads a part whose rows cannot be read all at a time.
-    void readRows(const Part& part, const std::vector<int>& bands)
-    {
-        const int noRows = part.noRows();
-        const auto read = [&](int first, int end) { return readAll(part.rows(first, end), bands); };
-        // Those before `first` have been read, and of those up to `limit` some cannot be.
-        int first = 0;
-        int limit = noRows > 1 && read(0, 1) ? noRows : 1;
-        while (limit - first > 1) {
-            const int middle = first + (limit - first) / 2;
-            (read(first, middle) ? first : limit) = middle;
-        }
-        // Those from `end` on have been read.
-        int end = noRows;
-        if (first + 1 < noRows && read(noRows - 1, noRows)) {
-            end = noRows - 1;
-            for (int lost = first; end - lost > 1;) {
-                const int middle = lost + (end - lost) / 2;
-                (read(middle, end) ? end : lost) = middle;
-            }
-        }
-        giveUp(part.rows(first, end), bands);
-    }
-
     void giveUp(const Part& part, const std::vector<int>& bands)
     {
         for (const int band : bands) {
@@ -212,7 +139,7 @@ private:
         }
     }
 
-    KeptSet& m_set;
+    GDALStreamer& m_set;
     const std::vector<int>& m_bands;
     std::vector<UnreadBlock>& m_unread;
 };

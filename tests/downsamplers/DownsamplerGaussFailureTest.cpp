@@ -189,6 +189,7 @@ TEST_F(DownsamplerGaussSecondBand, IsToldOfAndTheFirstIsKept)
         EXPECT_FALSE(doStep(job));
         ASSERT_EQ(log.messages().size(), 1u) << log.text();
         EXPECT_EQ(log.messages()[0].text.find(readFailure(m_folder / "in.tif")), 0u) << log.text();
+        EXPECT_EQ(job.unreadPixels(), 0u) << "it has not counted as zeros";
     }
     EXPECT_EQ(rasters::pixels(m_folder / "out.tif", 1), Values(256, 10.0));
     EXPECT_EQ(rasters::pixels(m_folder / "out.tif", 2), Values(256, 0.0));
