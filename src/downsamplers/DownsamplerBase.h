@@ -43,8 +43,8 @@ class UnreadPixels;
 /// that GDAL cannot decode are lost. Within a step, GDAL's messages of the same number and text reach the application's
 /// error handler once; after a thousand different ones a warning says that the rest is left out.
 ///
-/// Every block of an input file is decoded once. A step holds strips of about 64 MiB, whatever the size of the tile,
-/// and takes time in proportion to the pixels of the tile.
+/// A step decodes every block of its tile once, and those of the neighbours along the seams once more. It holds strips of
+/// about 64 MiB, whatever the size of the tile, and takes time in proportion to the pixels of the tile.
 ///
 /// A job belongs to one thread at a time. It takes the GDAL lock for each transfer, and spreads the reduction
 /// over OpenMP's threads.

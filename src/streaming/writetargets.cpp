@@ -49,6 +49,32 @@ QString identity(const QString& path)
     return error ? path : QString::fromStdString(file::utf8Of(canonical));
 }
 
+/// GDAL's virtual files that are a part of another file, whose path follows.
+constexpr const char* wrappers[] = {"/vsizip/", "/vsitar/", "/vsigzip/",
+                                    "/vsi7z/",  "/vsirar/", "/vsisubfile/"};
+
+/// What the path of a virtual file may lie in: "/vsizip/{a.zip}/b.tif" and "/vsizip/a.zip/b.tif" in "a.zip",
+/// "/vsisubfile/100_20,a.bin" in "a.bin". Which part is the archive's name only a look at the disk could tell, so that all
+/// parts from the left are given. Empty for a file in memory or on the network.
+QStringList archivesOf(const QString& path)
+{
+    QString rest = path;
+    const auto isWrapped = [&rest](const char* wrapper) { return rest.startsWith(wrapper); };
+    while (std::any_of(std::begin(wrappers), std::end(wrappers), isWrapped)) {
+        const auto end = rest.indexOf(rest.startsWith("/vsisubfile/") ? ',' : '/', 1);
+        if (end < 0)
+            return QStringList();
+        rest.remove(0, end + 1);
+    }
+    QStringList archives;
+    if (rest.size() == path.size() || rest.startsWith("/vsi"))
+        return archives;
+    rest.remove('{').remove('}');
+    for (auto end = rest.size(); end > 0; end = rest.lastIndexOf('/', end - 1))
+        archives << rest.left(end);
+    return archives;
+}
+
 /// A file that cannot be looked at counts as there, and so does one in a folder "made/.." that is still to be made.
 bool isThere(const QString& path)
 {
@@ -203,9 +229,12 @@ bool anyIsReadFor(const QStringList& paths, const QStringList& rasters)
     std::set<QString> identities;
     for (const QString& path : paths)
         identities.insert(identity(path));
-    for (const QString& file : gdal::filesBehind(rasters))
-        if (identities.count(identity(file)) > 0)
+    const auto isNamed = [&identities](const QString& path) { return identities.count(identity(path)) > 0; };
+    for (const QString& file : gdal::filesBehind(rasters)) {
+        const QStringList archives = archivesOf(file);
+        if (isNamed(file) || std::any_of(archives.begin(), archives.end(), isNamed))
             return true;
+    }
     return false;
 }
 

@@ -66,8 +66,9 @@ QStringList pathsOfTarget(const QString& path);
 QStringList pathsOfTarget(const QString& path, GdalFileType ftype, const Workspace& extent, int tileWidth,
                           int tileHeight);
 
-/// True if GDAL reads one of the paths for one of the raster files: as the file itself, beside it, or as a source of a
-/// virtual one. Sees through links and spellings. Opens the rasters unless there are no paths.
+/// True if GDAL reads one of the paths for one of the raster files: as the file itself, beside it, as a source of a
+/// virtual one, or as an archive that one of these lies in. Sees through links and spellings. Opens the rasters unless
+/// there are no paths.
 bool anyIsReadFor(const QStringList& paths, const QStringList& rasters);
 
 } // namespace vexel

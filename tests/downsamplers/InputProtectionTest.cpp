@@ -1,11 +1,14 @@
 #include "downsamplers/DownsamplerFactory.h"
 
+#include "support/InFolder.h"
 #include "support/TempFolder.h"
 #include "support/downsampling.h"
 #include "support/files.h"
 #include "support/rasters.h"
 
 #include <gtest/gtest.h>
+
+#include <cpl_vsi.h>
 
 #include <filesystem>
 #include <functional>
@@ -175,3 +178,43 @@ TEST(InputProtectionElsewhere, LetsOutputsBeReplacedThatTheInputDoesNotNeed)
 }
 
 } // namespace
+
+TEST(InputInAnArchive, IsProtectedWithTheArchive)
+{
+    const TempFolder folder;
+    const QString archive = folder / "archive.zip";
+    makeScene(folder / "scene.tif");
+    {
+        const std::string scene = fileText(folder / "scene.tif");
+        VSILFILE* inside = VSIFOpenL(("/vsizip/" + archive + "/scene.tif").toUtf8().constData(), "wb");
+        ASSERT_TRUE(inside);
+        EXPECT_EQ(VSIFWriteL(scene.data(), 1, scene.size(), inside), scene.size());
+        VSIFCloseL(inside);
+    }
+    std::filesystem::remove((folder / "scene.tif").toStdString());
+    makeView(folder / "view.vrt", "/vsizip/" + archive.toStdString() + "/scene.tif");
+    const auto before = contents(folder);
+
+    const QString words = "Unable to open output file '" + archive + "'";
+    for (const QString& input :
+         {"/vsizip/" + archive + "/scene.tif", "/vsizip/{" + archive + "}/scene.tif",
+          QString("/vsisubfile/0,/vsizip/" + archive + "/scene.tif"), folder / "view.vrt"}) {
+        ASSERT_TRUE(rasters::open(input)) << input.toStdString();
+        EXPECT_EQ(refusal(DownsamplingStrategy::Average, input, archive, GdalFileType::SingleFile),
+                  words.toStdString())
+            << input.toStdString();
+    }
+    EXPECT_EQ(contents(folder), before);
+}
+
+TEST(InputInMemory, IsNotTakenForAFileOfItsName)
+{
+    const TempFolder folder;
+    const InFolder inside(folder.path());
+    makeScene("/vsimem/memory.tif");
+    makeFile(folder / "memory.tif");
+    EXPECT_EQ(
+        refusal(DownsamplingStrategy::Average, "/vsimem/memory.tif", "memory.tif", GdalFileType::SingleFile),
+        "none");
+    VSIUnlink("/vsimem/memory.tif");
+}

@@ -9,8 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
-#include <vector>
 
 // The application writes through GDAL's own dataset of a file, and the disk is full when the file is released. The limit
 // of the file size, by which that is made, holds for a whole process.
@@ -26,15 +26,25 @@ using Code = vexel::StreamError::Code;
 constexpr int width = 2000;
 constexpr int height = 500;
 
-/// Writes all pixels of the first file by GDAL, which keeps them in its cache.
+/// Writes all pixels of the first file into GDAL's cache, where they stay until the file is released. What is handed over
+/// in larger pieces newer versions write at once.
 void writeByGdal(GDALStreamer& set)
 {
     const GDALMutex lock;
     require(set.open(0), "cannot open the file");
-    std::vector<unsigned char> pixels(static_cast<std::size_t>(width) * height, 7);
-    require(set.data(0)->GetRasterBand(1)->RasterIO(GF_Write, 0, 0, width, height, pixels.data(), width,
-                                                    height, GDT_Byte, 0, 0, nullptr) == CE_None,
-            "GDAL takes no pixels");
+    GDALRasterBand* band = set.data(0)->GetRasterBand(1);
+    int columns = 0;
+    int rows = 0;
+    band->GetBlockSize(&columns, &rows);
+    require(columns == width, "blocks are no strips");
+    for (int y = 0; y * rows < height; ++y) {
+        GDALRasterBlock* block = band->GetLockedBlockRef(0, y, /*bJustInitialize=*/TRUE);
+        require(block, "GDAL has no block");
+        std::memset(block->GetDataRef(), 7,
+                    static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows));
+        block->MarkDirty();
+        block->DropLock();
+    }
 }
 
 /// What `close()` tells when there is no room for what GDAL has cached.
