@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include <cpl_conv.h>
 
 #include <ostream>
@@ -92,6 +94,22 @@ TEST(SideFilesOfImages, TakeTheirPlaceWithTheImage)
         const rasters::Dataset image = rasters::open(folder / name);
         ASSERT_TRUE(image) << name;
         EXPECT_STREQ(image->GetRasterBand(1)->GetMetadataItem("SENSOR"), "left") << name;
+    }
+}
+
+TEST(SideFilesOfImages, AreNotThereWithoutTheImage)
+{
+    for (const char* name : {"a.png", "a.jpg"}) {
+        const TempFolder folder;
+        const OwnMessages messages;
+        GDALStreamer set;
+        ASSERT_TRUE(set.openWrite(folder / name, 1, DataType::UInt8, 8, 6));
+        ASSERT_TRUE(set.open(0));
+        ASSERT_EQ(set.data(0)->GetRasterBand(1)->SetMetadataItem("SENSOR", "left"), CE_None);
+        std::filesystem::create_directories((folder / name + "/full").toStdString());
+        set.close();
+        EXPECT_TRUE(set.lastError());
+        EXPECT_EQ(folder.listing(), name);
     }
 }
 
