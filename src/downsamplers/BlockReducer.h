@@ -1,6 +1,7 @@
 #ifndef VEXEL_DOWNSAMPLERS_BLOCKREDUCER_H
 #define VEXEL_DOWNSAMPLERS_BLOCKREDUCER_H
 
+#include "companion/PixelMatrix.h"
 #include "downsamplers/tilestrips.h"
 
 #include <cstddef>
@@ -18,6 +19,12 @@ struct PixelRows
 
     const T* row(std::int64_t y) const { return first + y * step; }
 };
+
+/// The pixels of one block in place: rows, columns and a row stride.
+using BlockPixels = Eigen::Ref<PixelMatrix<float>, 0, Eigen::OuterStride<>>;
+
+/// A block of that many columns, as `DownsamplerBase::representativeValue` takes it.
+BlockPixels blockAt(const PixelRows<float>& pixels, std::int64_t columns);
 
 /// Reduces whole rows of blocks at a time, many blocks side by side: the fast form of
 /// `DownsamplerBase::representativeValue`, which it equals to the bit. Called from several threads at once.

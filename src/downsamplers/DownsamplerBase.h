@@ -17,18 +17,9 @@
 
 namespace vexel {
 
-class BlockAxis;
 class BlockReducer;
-struct BlockRun;
-struct TileStep;
-template <class T>
-struct PixelRows;
-template <class T>
-class StripReader;
-template <class T>
-class StripStep;
+struct StepContext;
 struct UnreadBlock;
-class UnreadPixels;
 
 /// A job that turns one raster set into a coarser one over the same map box, one tile of the input a step.
 ///
@@ -58,6 +49,12 @@ public:
     /// other. May be called for several values, before the first step. Alpha bands are left alone, and the
     /// warp strategy knows one value, the last. Without such a call only values below -9999.999 are no-data.
     void treatAsNoData(double value);
+
+    /// Lets the Gaussian leave out the pixels that are no-data, or transparent where there is an alpha band: what is left
+    /// is scaled up, and no result lies beyond the valid pixels that it is made of. By default it blurs holes as the
+    /// values that stand there. To be called before the first step. Which results are no-data stays the same. The other
+    /// strategies leave such pixels out in any case, and do not change.
+    void leaveHolesOut(bool leave);
 
     /// How many pixels of the input could not be read since `do_init`, and counted as zeros. Each pixel of each band
     /// counts once, however often steps read it; only pixels that a step needs are read. Always 0 for the warp strategy,
@@ -116,11 +113,8 @@ protected:
     /// @param box  in pixels of the input, half-open.
     bool readInput(PixelMatrix<float>& out, std::size_t band, const PixelBox& box) const;
 
-    /// Makes -10000 of the pixels, `count` of them in a row, that are to be treated as no-data. Not for an alpha band.
-    void markMissingValues(float* pixels, Eigen::Index count) const;
-
     /// What `treatAsNoData` was called with, in order.
-    const std::vector<double>& missingValues() const { return m_missingValues; }
+    const std::vector<double>& missingValues() const;
 
 private:
     /// Sets `steps` to the number of the input's tiles; false if the input is not open.
@@ -146,33 +140,15 @@ protected:
     /// subclasses.
     void reduceWith(std::unique_ptr<const BlockReducer> reducer);
 
-    /// Counts what could not be read. For the library's own subclasses.
+private:
+    struct State;
+    friend class DownsamplerGauss; // shares what steps are made of
+
+    StepContext stepContext();
+    bool leavesHolesOut() const;
     void noteUnread(const std::vector<UnreadBlock>& blocks);
 
-    /// A block of rows of that many columns as `representativeValue` takes it.
-    static Block blockAt(const PixelRows<float>& pixels, std::int64_t columns);
-
-private:
-    template <class T, class Out>
-    bool runStrips(const TileStep& plan);
-    void markMissing(StripReader<unsigned char>& strip, Eigen::Index firstNewRow) const;
-    void markMissing(StripReader<float>& strip, Eigen::Index firstNewRow) const;
-    template <class T, class Out>
-    PixelMatrix<Out> reduceStrip(StripReader<T>& strip, const StripStep<T>& step, const BlockRun& columns,
-                                 const BlockRun& rows) const;
-    void reduceRow(const PixelRows<unsigned char>& pixels, const PixelRows<unsigned char>* alphaRows,
-                   const BlockAxis& axis, const BlockRun& columns, float* out) const;
-    void reduceRow(const PixelRows<float>& pixels, const PixelRows<float>* alphaRows, const BlockAxis& axis,
-                   const BlockRun& columns, float* out) const;
-    bool writeNoData(const TileStep& plan);
-    template <class Out>
-    bool writeStrip(const TileStep& plan, const BlockRun& columns, const BlockRun& rows,
-                    const PixelMatrix<Out>& result);
-
-    std::vector<double> m_missingValues;
-    std::unique_ptr<const BlockReducer> m_reducer;
-    std::unique_ptr<UnreadPixels> m_unread; ///< null as long as all could be read
-    std::optional<UnreadBox> m_firstUnread;
+    std::unique_ptr<State> m_state;
 };
 
 } // namespace vexel

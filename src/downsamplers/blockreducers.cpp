@@ -444,7 +444,48 @@ private:
     std::vector<std::vector<kernels::Comparator>> m_networks; // for 2 places and more
 };
 
+/// Blocks one by one.
+class PlainReducer : public BlockReducer
+{
+public:
+    explicit PlainReducer(ReduceBlock reduceBlock) : m_reduceBlock(std::move(reduceBlock)) {}
+
+    bool takesBytes(std::int64_t) const override { return false; }
+    double nanosecondsPerFloat() const override { return 4.0; }
+    double nanosecondsPerByte() const override { return 4.0; }
+
+    void reduce(const Floats& pixels, const BlockAxis& columns, std::int64_t firstBlock, std::int64_t endBlock,
+                std::int64_t firstPixel, float* out) const override
+    {
+        for (std::int64_t j = firstBlock; j < endBlock; ++j) {
+            const BlockSpan& span = columns.span(j);
+            *out++ = m_reduceBlock({pixels.first + span.start - firstPixel, pixels.step, pixels.rows}, span.length);
+        }
+    }
+
+    void reduce(const Bytes&, const Bytes*, const BlockAxis&, std::int64_t, std::int64_t, std::int64_t,
+                float*) const override
+    {}
+
+private:
+    ReduceBlock m_reduceBlock;
+};
+
 } // namespace
+
+BlockPixels blockAt(const PixelRows<float>& pixels, std::int64_t columns)
+{
+    // The view is read only; Eigen has no reference with a stride to what is constant in the signature that
+    // is fixed.
+    using View = Eigen::Map<PixelMatrix<float>, 0, Eigen::OuterStride<>>;
+    return BlockPixels(
+        View(const_cast<float*>(pixels.first), pixels.rows, columns, Eigen::OuterStride<>(pixels.step)));
+}
+
+std::unique_ptr<BlockReducer> makePlainReducer(ReduceBlock reduceBlock)
+{
+    return std::make_unique<PlainReducer>(std::move(reduceBlock));
+}
 
 std::unique_ptr<BlockReducer> makeAverageReducer(ReduceBlock reduceBlock)
 {

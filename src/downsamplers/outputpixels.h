@@ -1,8 +1,12 @@
 #ifndef VEXEL_DOWNSAMPLERS_OUTPUTPIXELS_H
 #define VEXEL_DOWNSAMPLERS_OUTPUTPIXELS_H
 
+#include "streaming/GDALStreamer.h"
+#include "workspace/geometry.h"
+
 #include <algorithm>
 #include <cstddef>
+#include <vector>
 
 namespace vexel {
 
@@ -25,6 +29,11 @@ inline void toOutput(const float* results, std::ptrdiff_t count, float* out)
 {
     std::copy_n(results, count, out);
 }
+
+/// Writes one value into each band of a box, a few rows at a time. False if that fails.
+///
+/// @param values for all bands.
+bool writeConstant(GDALStreamer& output, const PixelBox& box, const std::vector<float>& values);
 
 } // namespace vexel
 

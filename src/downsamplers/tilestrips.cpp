@@ -1,6 +1,7 @@
 #include "downsamplers/tilestrips.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace vexel {
 
@@ -18,6 +19,12 @@ BlockAxis::BlockAxis(std::int64_t noBlocks, double factor, int offset, int borde
         m_spans.push_back(*span);
         m_endOfAll = std::max(m_endOfAll, span->start + span->length);
     }
+}
+
+BlockAxis::BlockAxis(std::vector<BlockSpan> spans) : m_spans(std::move(spans))
+{
+    for (const BlockSpan& span : m_spans)
+        m_endOfAll = std::max(m_endOfAll, span.start + span.length);
 }
 
 std::int64_t boundaryBefore(std::int64_t pixel, std::int64_t unit, std::int64_t origin)

@@ -14,6 +14,8 @@ class BlockAxis
 public:
     BlockAxis(std::int64_t noBlocks, double factor, int offset, int border, std::int64_t blockSize,
               std::int64_t available);
+    /// Blocks of any length whose starts ascend.
+    explicit BlockAxis(std::vector<BlockSpan> spans);
 
     std::int64_t noBlocks() const { return static_cast<std::int64_t>(m_spans.size()); }
     const BlockSpan& span(std::int64_t i) const { return m_spans[static_cast<std::size_t>(i)]; }
@@ -41,6 +43,9 @@ struct BlockRun
     /// Up to where to read so that the next run, which keeps what it shares with this one, goes on at a
     /// boundary of the file's own blocks: `endPixel` or beyond.
     std::int64_t readEnd;
+
+    std::int64_t noBlocks() const { return endBlock - firstBlock; }
+    std::int64_t readLength() const { return readEnd - firstPixel; }
 };
 
 /// The last boundary at or before `pixel` of a grid that has one at `origin` and every `unit` pixels.

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <exception>
+#include <iterator>
 
 namespace vexel {
 
@@ -37,9 +38,15 @@ GdalMessages::~GdalMessages() noexcept(false)
 std::exception_ptr GdalMessages::handOn()
 {
     CPLPopErrorHandler();
-    const bool toTheApplication = --listeners == 0;
+    --listeners;
+    return handOn(m_messages);
+}
+
+std::exception_ptr GdalMessages::handOn(const std::vector<Message>& messages)
+{
+    const bool toTheApplication = listeners == 0;
     std::exception_ptr thrown;
-    for (const Message& message : m_messages)
+    for (const Message& message : messages)
         try {
             if (toTheApplication && once)
                 once->handOn(message.severity, message.number, message.text);
@@ -90,6 +97,22 @@ QString GdalMessages::firstFailure() const
 {
     const Message* message = firstFailureMessage();
     return message ? QString::fromUtf8(message->text.c_str()) : QString();
+}
+
+HeldGdalMessages::Collector::~Collector() noexcept(false)
+{
+    std::vector<GdalMessages::Message> messages = m_messages.take();
+    m_to.m_messages.insert(m_to.m_messages.end(), std::make_move_iterator(messages.begin()),
+                           std::make_move_iterator(messages.end()));
+}
+
+void HeldGdalMessages::handOn()
+{
+    const int error = errno;
+    const std::exception_ptr thrown = GdalMessages::handOn(std::exchange(m_messages, {}));
+    errno = error;
+    if (thrown)
+        std::rethrow_exception(thrown);
 }
 
 EachGdalMessageOnce::EachGdalMessageOnce() : m_outer(once)

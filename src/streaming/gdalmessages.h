@@ -44,7 +44,6 @@ public:
     /// Failures so far do not count any more.
     void ignoreSoFar() { m_firstThatCounts = m_messages.size(); }
 
-private:
     struct Message
     {
         CPLErr severity;
@@ -52,16 +51,48 @@ private:
         std::string text;
     };
 
+    /// Hands out what there is, so that it is not handed on.
+    std::vector<Message> take() { return std::exchange(m_messages, {}); }
+
+private:
     static void CPL_STDCALL note(CPLErr severity, CPLErrorNum number, const char* text);
     void handOnFatal(CPLErrorNum number, const char* text);
     /// Stops listening and hands on what there is. Gives the first exception that came of it, null if none.
     std::exception_ptr handOn();
+    static std::exception_ptr handOn(const std::vector<Message>& messages);
+    friend class HeldGdalMessages;
     const Message* firstFailureMessage() const;
 
     HandlerException m_exception;
     int m_exceptionsBefore;
     std::vector<Message> m_messages;
     std::size_t m_firstThatCounts = 0;
+};
+
+/// Messages about something that was done before its turn: the application's handler has them when its turn comes, or
+/// never.
+class HeldGdalMessages
+{
+public:
+    /// Collects what GDAL says on this thread while it lives.
+    class Collector
+    {
+    public:
+        explicit Collector(HeldGdalMessages& to) : m_to(to) {}
+        ~Collector() noexcept(false);
+        Collector(const Collector&) = delete;
+        Collector& operator=(const Collector&) = delete;
+
+    private:
+        HeldGdalMessages& m_to;
+        GdalMessages m_messages;
+    };
+
+    /// Hands all on, in order, and forgets them. Rethrows the first exception that the handler throws.
+    void handOn();
+
+private:
+    std::vector<GdalMessages::Message> m_messages;
 };
 
 /// While one lives, the application's handler gets each message of the same number and text once from the

@@ -1,6 +1,5 @@
 #include "costfixtures.h"
 #include "downsamplers/DownsamplerFactory.h"
-#include "downsamplers/DownsamplerGauss.h"
 #include "support/CacheSize.h"
 #include "support/CountingFiles.h"
 #include "support/CustomDownsampler.h"
@@ -29,6 +28,7 @@ using downsampling::countPieces;
 using downsampling::doStep;
 using downsampling::makeCells;
 using downsampling::mebi;
+using downsampling::mostPiecesOfAStrip;
 using vexel::DownsamplingStrategy;
 using vexel::GdalFileType;
 using vexel::ImageAlphaType;
@@ -157,14 +157,14 @@ TEST_P(DownsamplerStripFetches, EachBlockOnceWhereStripsMeet)
         const auto strips = countPieces(*job);
         files.reset();
         ASSERT_TRUE(doStep(*job));
-        EXPECT_GT(*strips, 1);
+        EXPECT_GT(*strips, mostPiecesOfAStrip);
         expectBlocksReadOnce(files, in);
         job->discard();
     }
 }
 
 INSTANTIATE_TEST_SUITE_P(Strategies, DownsamplerStripFetches,
-                         testing::Values(average, median, percentile75, minimum, maximum),
+                         testing::Values(average, gauss, median, percentile75, minimum, maximum),
                          [](const auto& row) { return std::string(row.param.name); });
 
 struct StripLayout
@@ -191,7 +191,7 @@ TEST_P(DownsamplerStripLayouts, AreReadOnceWithABorderToo)
         const auto strips = countPieces(job);
         files.reset();
         ASSERT_TRUE(doStep(job));
-        EXPECT_GT(*strips, 1);
+        EXPECT_GT(*strips, mostPiecesOfAStrip);
         expectBlocksReadOnce(files, in, border == 0 ? 0 : GetParam().beyondBorders);
         job.discard();
     }
@@ -227,9 +227,10 @@ TEST(DownsamplerStrips, OfBytesHoldFourTimesThePixels)
         strips[asFloats] = *pieces;
         job->discard();
     }
-    // Of 4.8 million pixels in 16 rows of blocks, a strip of bytes holds 16.6 million and one of floats 4.2.
-    EXPECT_EQ(strips[0], 1);
-    EXPECT_EQ(strips[1], 2);
+    // Of 4.8 million pixels in 16 rows of blocks, a strip of bytes holds 8.3 million and one of floats 2.1. The bytes are
+    // two transfers of 16 MiB, the floats three strips of two each.
+    EXPECT_EQ(strips[0], 2 + 1);
+    EXPECT_EQ(strips[1], 3 * (2 + 1));
 }
 
 // ---- Columns of strips
@@ -319,7 +320,7 @@ TEST_P(DownsamplerColumns, AreReadOnceAndLeaveNoSeam)
     const auto strips = countPieces(*running);
     files.reset();
     ASSERT_TRUE(doStep(*running));
-    EXPECT_GT(*strips, (GetParam().height + 1023) / 1024) << "there are no columns";
+    EXPECT_GT(*strips, (GetParam().height + 1023) / 1024 * mostPiecesOfAStrip) << "there are no columns";
     expectBlocksReadOnce(files, in);
     running.reset(); // completes the output
     for (int band = 1; band <= 4; ++band)
@@ -391,7 +392,7 @@ TEST(DownsamplerSequentialFile, IsDecodedFromTheTopOnce)
     files.reset();
 #endif
     ASSERT_TRUE(doStep(*job));
-    EXPECT_GT(*strips, 1);
+    EXPECT_GT(*strips, mostPiecesOfAStrip);
     EXPECT_EQ(opens.opens(path), 1);
 #ifdef VEXEL_TESTS_HAVE_COUNTING_FILES
     EXPECT_LE(files.bytes(in), sizeOf(in) + headerBytes(0));

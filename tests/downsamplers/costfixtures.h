@@ -30,9 +30,12 @@ void makeSparse(const QString& path, int width, int height, int bands);
 void makeCells(const QString& path, int width, int height, int bands,
                const std::vector<std::string>& options);
 
-/// Counts how often a job tells its progress from now on: once for each strip, and by the Gaussian once for
-/// each band of each part.
+/// Counts how often a job tells its progress from now on: after each transfer that is read, and after each strip that is
+/// written.
 std::shared_ptr<int> countPieces(vexel::Worker& job);
+
+/// A strip has less than 32 MiB, which is three transfers at most. A tile of more pieces has several strips.
+constexpr int mostPiecesOfAStrip = 4;
 
 } // namespace downsampling
 

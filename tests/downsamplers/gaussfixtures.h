@@ -18,7 +18,7 @@ using vexel::ImageAlphaType;
 using Image = vexel::PixelMatrix<float>;
 
 constexpr float kNoData = -10000.0f;
-/// Of a constant image of 50: the recursion sums to 1 to float rounding, of which 50 has units of 4e-6. A wrong
+/// Of a constant image of 50: the weights sum to 1 to float rounding, of which 50 has units of 4e-6. A wrong
 /// weight or a neighbour that leaks in shows by far more.
 constexpr double kRounding = 1e-3;
 
@@ -42,7 +42,6 @@ public:
     using DownsamplerBase::factor;
     using DownsamplerBase::input;
     using DownsamplerBase::output;
-    using DownsamplerGauss::workingSetBytes;
 };
 
 inline void downsample(const QString& in, const QString& out, double resolution, const Manner& manner = {})
@@ -69,11 +68,10 @@ struct Raster
     }
 };
 
-/// Each row of `image` convolved with the Gaussian sampled at whole pixels out to six sigma and scaled to sum
-/// 1. Beyond the border the edge pixels go on.
-inline Eigen::MatrixXd convolvedRows(const Eigen::MatrixXd& image, double sigma)
+/// Each row of `image` convolved with the Gaussian sampled at whole pixels out to `reach` and scaled to sum 1. Beyond the
+/// border the edge pixels go on.
+inline Eigen::MatrixXd convolvedRows(const Eigen::MatrixXd& image, double sigma, Eigen::Index reach)
 {
-    const auto reach = static_cast<Eigen::Index>(std::ceil(6.0 * sigma));
     const auto x =
         Eigen::ArrayXd::LinSpaced(2 * reach + 1, -static_cast<double>(reach), static_cast<double>(reach));
     Eigen::ArrayXd weights = (-0.5 * x.square() / (sigma * sigma)).exp();
@@ -86,11 +84,11 @@ inline Eigen::MatrixXd convolvedRows(const Eigen::MatrixXd& image, double sigma)
     return sums;
 }
 
-/// The Gaussian itself, which the recursion approximates.
-inline Image direct(const Image& image, double sigma)
+/// The blur itself, in double precision.
+inline Eigen::MatrixXd direct(const Image& image, double sigma, Eigen::Index reach)
 {
-    const Eigen::MatrixXd rows = convolvedRows(image.cast<double>(), sigma);
-    return convolvedRows(rows.transpose(), sigma).transpose().cast<float>();
+    const Eigen::MatrixXd rows = convolvedRows(image.cast<double>(), sigma, reach);
+    return convolvedRows(rows.transpose(), sigma, reach).transpose();
 }
 
 /// Values of 0 to 255 with holes, and whole and zero alpha in the last band if it is alpha.

@@ -11,6 +11,7 @@
 
 using vexel::EachGdalMessageOnce;
 using vexel::GdalMessages;
+using vexel::HeldGdalMessages;
 
 namespace {
 
@@ -129,6 +130,71 @@ TEST_F(GdalMessagesTest, DropExceptionsOfTheHandlerWhereTheyAreAskedTo)
         CPLError(CE_Failure, 1, "one");
         CPLError(CE_Failure, 1, "two");
     });
+    CPLPopErrorHandler();
+    EXPECT_EQ(m_heard.size(), 2u);
+}
+
+// ---- Held for later
+
+TEST_F(GdalMessagesTest, AreHeldUntilTheirTurn)
+{
+    HeldGdalMessages held;
+    {
+        const HeldGdalMessages::Collector collector(held);
+        CPLError(CE_Warning, 1, "first");
+        const GdalMessages ofATransfer;
+        CPLError(CE_Failure, 4, "%s", "100% second");
+    }
+    CPLError(CE_Warning, 1, "in between");
+    {
+        const HeldGdalMessages::Collector collector(held);
+        CPLError(CE_Warning, 1, "third");
+    }
+    EXPECT_EQ(m_heard, (std::vector<std::string>{"2/1 in between"}));
+    m_heard.clear();
+    errno = EDOM;
+    held.handOn();
+    EXPECT_EQ(errno, EDOM);
+    EXPECT_EQ(m_heard, (std::vector<std::string>{"2/1 first", "3/4 100% second", "2/1 third"}));
+    held.handOn();
+    EXPECT_EQ(m_heard.size(), 3u) << "they are forgotten";
+}
+
+TEST_F(GdalMessagesTest, ThatAreHeldAreDroppedWithTheirHolder)
+{
+    {
+        HeldGdalMessages held;
+        const HeldGdalMessages::Collector collector(held);
+        CPLError(CE_Failure, 1, "one");
+    }
+    EXPECT_TRUE(m_heard.empty());
+}
+
+TEST_F(GdalMessagesTest, ThatAreHeldAreToldOnceWhereOthersAre)
+{
+    const EachGdalMessageOnce once;
+    for (int k = 0; k < 3; ++k) {
+        HeldGdalMessages held;
+        {
+            const HeldGdalMessages::Collector collector(held);
+            CPLError(CE_Failure, 1, "one");
+        }
+        held.handOn();
+    }
+    EXPECT_EQ(m_heard, (std::vector<std::string>{"3/1 one"}));
+}
+
+TEST_F(GdalMessagesTest, ThatAreHeldLetExceptionsOfTheHandlerOutInTheirTurn)
+{
+    CPLPushErrorHandler(raise);
+    HeldGdalMessages held;
+    EXPECT_NO_THROW({
+        const HeldGdalMessages::Collector collector(held);
+        CPLError(CE_Failure, 1, "one");
+        CPLError(CE_Failure, 1, "two");
+    });
+    EXPECT_TRUE(m_heard.empty());
+    EXPECT_THROW(held.handOn(), std::runtime_error);
     CPLPopErrorHandler();
     EXPECT_EQ(m_heard.size(), 2u);
 }

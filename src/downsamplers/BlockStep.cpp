@@ -1,0 +1,197 @@
+#include "downsamplers/BlockStep.h"
+
+#include "companion/PixelMatrix.h"
+#include "companion/errnotext.h"
+#include "companion/log.h"
+#include "downsamplers/StripRun.h"
+#include "downsamplers/missingvalues.h"
+#include "downsamplers/outputpixels.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <numeric>
+#include <type_traits>
+#include <vector>
+
+namespace vexel {
+
+namespace {
+
+constexpr float noData = -10000.0f;
+constexpr double opaqueAbove = 127.5;
+
+void makeOpaqueOrTransparent(std::vector<float>& values)
+{
+    for (float& value : values)
+        value = static_cast<double>(value) > opaqueAbove ? 255.0f : 0.0f;
+}
+
+/// Where the results of a strip belong, cut to the output box of the tile.
+PixelBox stripBox(const PixelBox& outBox, const StripPlace& strip)
+{
+    const auto at = [](int start, std::int64_t index, int end) {
+        return static_cast<int>(std::min<std::int64_t>(start + index, end));
+    };
+    const PixelPoint& first = outBox.min_corner();
+    const PixelPoint& end = outBox.max_corner();
+    return {PixelPoint(at(first.x(), strip.columns.firstBlock, end.x()), at(first.y(), strip.rows.firstBlock, end.y())),
+            PixelPoint(at(first.x(), strip.columns.endBlock, end.x()), at(first.y(), strip.rows.endBlock, end.y()))};
+}
+
+bool isEmpty(const PixelBox& box)
+{
+    return box.min_corner().x() >= box.max_corner().x() || box.min_corner().y() >= box.max_corner().y();
+}
+
+/// Always false, for the step that ends with it.
+bool tellUnwritten(const GDALStreamer& output)
+{
+    const QString reason = errnoText();
+    log::LogStreamer(log::defaultLogSource(), log::level::error, QString(),
+                     log::FileAndLine("DownsamplerBase", 199))
+        << "Unable to write tile to '" << output.path() << "': " << reason;
+    return false;
+}
+
+/// What the strips of a tile become, as `StripRun` asks for it.
+///
+/// @tparam T   element type that the tile is read as.
+/// @tparam Out element type of the results.
+template <class T, class Out>
+class BlockStep
+{
+public:
+    using Pixel = T;
+    using Result = Out;
+    using Results = PixelMatrix<Out>;
+    using Scratch = std::vector<float>; ///< a row of results before it is rounded
+
+    BlockStep(const StepContext& context, const StripLayout& layout, const PixelBox& outBox, const BlockReducer& reducer)
+        : m_context(context), m_layout(layout), m_outBox(outBox), m_reducer(reducer)
+    {}
+
+    double nanoseconds() const
+    {
+        const double perPixel =
+            std::is_same_v<T, float> ? m_reducer.nanosecondsPerFloat() : m_reducer.nanosecondsPerByte();
+        return perPixel * static_cast<double>(m_layout.rows.endOfAll()) *
+               static_cast<double>(m_layout.columns.endOfAll()) * static_cast<double>(m_context.input.noBands());
+    }
+
+    Scratch makeScratch() const { return {}; }
+
+    /// Bytes hold no no-data value: transparent ones are told by their alpha when they are reduced.
+    void prepare(StripPixels<T>& pixels, Eigen::Index first, Eigen::Index end) const
+    {
+        if constexpr (std::is_same_v<T, float>)
+            for (std::size_t band = 0; band < m_context.input.noBands(); ++band)
+                for (Eigen::Index y = first; y < end && !m_context.isAlphaBand(band); ++y) {
+                    markMissingValues(pixels.row(band, y), pixels.columns(), m_context.missingValues);
+                    if (m_context.alpha)
+                        markTransparent(pixels.row(band, y), pixels.row(alphaBand(), y), pixels.columns());
+                }
+    }
+
+    std::int64_t begin(const StripPlace& strip, Results& results) const
+    {
+        results.resize(static_cast<std::int64_t>(m_context.input.noBands()) * strip.rows.noBlocks(), strip.columns.noBlocks());
+        return results.rows();
+    }
+
+    void reduce(const StripPixels<T>& pixels, const StripPlace& strip, std::int64_t row, Scratch& values,
+                Results& results) const
+    {
+        values.resize(static_cast<std::size_t>(results.cols()));
+        const auto band = static_cast<std::size_t>(row / strip.rows.noBlocks());
+        const BlockSpan& span = m_layout.rows.span(strip.rows.firstBlock + row % strip.rows.noBlocks());
+        reduceRow(pixels, band, span, strip.columns, values.data());
+        if (m_context.isAlphaBand(band))
+            makeOpaqueOrTransparent(values);
+        toOutput(values.data(), results.cols(), results.data() + row * results.cols());
+    }
+
+    bool write(const StripPlace& strip, const StripNews& news, const Results& results) const
+    {
+        m_context.noteUnread(news.unread);
+        std::vector<int> bands(m_context.input.noBands());
+        std::iota(bands.begin(), bands.end(), 1);
+        const PixelBox box = stripBox(m_outBox, strip);
+        return (m_context.output.opened() && (isEmpty(box) || m_context.output.writeBands(results, bands, box))) ||
+               tellUnwritten(m_context.output);
+    }
+
+private:
+    std::size_t alphaBand() const { return m_context.input.noBands() - 1; }
+
+    static PixelRows<T> rowsOf(const StripPixels<T>& pixels, std::size_t band, const BlockSpan& span)
+    {
+        return {pixels.row(band, span.start), pixels.columns(), span.length};
+    }
+
+    void reduceRow(const StripPixels<T>& pixels, std::size_t band, const BlockSpan& span, const BlockRun& columns,
+                   float* out) const
+    {
+        const PixelRows<T> rows = rowsOf(pixels, band, span);
+        if constexpr (std::is_same_v<T, float>) {
+            m_reducer.reduce(rows, m_layout.columns, columns.firstBlock, columns.endBlock, columns.firstPixel, out);
+        } else {
+            const PixelRows<T> alphaRows = rowsOf(pixels, alphaBand(), span);
+            const bool isMasked = m_context.alpha && !m_context.isAlphaBand(band);
+            m_reducer.reduce(rows, isMasked ? &alphaRows : nullptr, m_layout.columns, columns.firstBlock,
+                             columns.endBlock, columns.firstPixel, out);
+        }
+    }
+
+    const StepContext& m_context;
+    const StripLayout& m_layout;
+    PixelBox m_outBox;
+    const BlockReducer& m_reducer;
+};
+
+template <class T, class Out>
+bool runStrips(const StepContext& context, const StripLayout& layout, const PixelBox& outBox,
+               const BlockReducer& reducer, double factor)
+{
+    const GDALStreamer::KeepFilesOpen keepOpen(context.input);
+    const StripPlan plan(layout, context.input.blockWidth(), context.input.blockHeight(),
+                         stripCost(context.input, sizeof(T), sizeof(Out), factor));
+    if (plan.strips().empty())
+        return context.output.opened() || tellUnwritten(context.output);
+    BlockStep<T, Out> step(context, layout, outBox, reducer);
+    return StripRun<BlockStep<T, Out>>(context.input, plan, step, context.report).run();
+}
+
+/// An input that was closed leaves no-data, which is transparent.
+bool writeNoData(const StepContext& context, const PixelBox& outBox)
+{
+    std::vector<float> values(context.input.noBands(), noData);
+    if (context.alpha && !values.empty())
+        values.back() = 0.0f;
+    return (context.output.opened() && writeConstant(context.output, outBox, values)) ||
+           tellUnwritten(context.output);
+}
+
+} // namespace
+
+bool reduceBlocks(const StepContext& context, const TileStep& plan, double factor, int border,
+                  const BlockReducer& reducer)
+{
+    if (!context.input.opened())
+        return writeNoData(context, plan.outBox);
+    const StripLayout layout{plan.readBox,
+                             plan.xOffset,
+                             plan.yOffset,
+                             plan.blockSize,
+                             BlockAxis(plan.rows, factor, plan.yOffset, border, plan.blockSize, heightOf(plan.readBox)),
+                             BlockAxis(plan.columns, factor, plan.xOffset, border, plan.blockSize, widthOf(plan.readBox))};
+    const bool asBytes = context.input.dtype() == DataType::UInt8 && context.missingValues.empty() &&
+                         reducer.takesBytes(plan.blockSize);
+    if (!asBytes)
+        return runStrips<float, float>(context, layout, plan.outBox, reducer, factor);
+    return context.output.dtype() == DataType::UInt8
+               ? runStrips<unsigned char, unsigned char>(context, layout, plan.outBox, reducer, factor)
+               : runStrips<unsigned char, float>(context, layout, plan.outBox, reducer, factor);
+}
+
+} // namespace vexel

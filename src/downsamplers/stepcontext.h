@@ -1,0 +1,39 @@
+#ifndef VEXEL_DOWNSAMPLERS_STEPCONTEXT_H
+#define VEXEL_DOWNSAMPLERS_STEPCONTEXT_H
+
+#include "downsamplers/StripPlan.h"
+#include "downsamplers/blockwiseread.h"
+#include "streaming/GDALStreamer.h"
+
+#include <cstddef>
+#include <functional>
+#include <vector>
+
+namespace vexel {
+
+/// What a step of any strategy works on and reports to.
+struct StepContext
+{
+    GDALStreamer& input;
+    GDALStreamer& output;
+    bool alpha;                               ///< the last band is alpha
+    const std::vector<double>& missingValues; ///< those to be treated as no-data
+    std::function<void(const std::vector<UnreadBlock>&)> noteUnread;
+    std::function<bool(double)> report; ///< false asks the step to stop
+
+    /// @param band counted from 0.
+    bool isAlphaBand(std::size_t band) const { return alpha && band + 1 == input.noBands(); }
+};
+
+/// Memory that strips of the input's pixels take, read as elements of `pixelBytes` and reduced to such of `resultBytes`.
+/// Results are there twice, as they are and as GDAL takes them.
+inline StripCost stripCost(const GDALStreamer& input, std::size_t pixelBytes, std::size_t resultBytes, double factor)
+{
+    const auto noBands = static_cast<double>(input.noBands());
+    return {noBands * static_cast<double>(pixelBytes), 2.0 * noBands * static_cast<double>(resultBytes),
+            factor * factor};
+}
+
+} // namespace vexel
+
+#endif
