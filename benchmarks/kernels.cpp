@@ -70,8 +70,8 @@ const std::vector<Strategy>& strategies()
 {
     static const std::vector<Strategy> all = {
         {"average", [] { return makeAverageReducer(definition<DownsamplerAverage>()); }},
-        {"median", [] { return makePercentileReducer(0.5, definition<DownsamplerPercentile>(0.5)); }},
-        {"percentile75", [] { return makePercentileReducer(0.75, definition<DownsamplerPercentile>(0.75)); }},
+        {"median", [] { return makePercentileReducer(0.5); }},
+        {"percentile75", [] { return makePercentileReducer(0.75); }},
         {"min",
          [] { return makeMinReducer(definition<DownsamplerOp<Choice>>(ChoiceFunction(std::min<float>))); }},
         {"max",
@@ -179,7 +179,7 @@ std::string reducerName(const Strategy& strategy, const char* type, std::int64_t
 
 const bool registered = [] {
     for (const Strategy& strategy : strategies())
-        for (const std::int64_t blockSize : {2, 3, 4, 8})
+        for (const std::int64_t blockSize : {2, 3, 4, 8, 9, 16, 32})
             for (const Holes holes : {Holes::None, Holes::Some}) {
                 benchmark::RegisterBenchmark(reducerName(strategy, "bytes", blockSize, holes).c_str(),
                                              reduceBytes, strategy, blockSize, holes);

@@ -1,12 +1,9 @@
 #include "downsamplers/DownsamplerPercentile.h"
 
 #include "downsamplers/blockreducers.h"
-#include "workspace/arithmetic.h"
+#include "downsamplers/orderstatistic.h"
 
-#include <algorithm>
-#include <cmath>
-#include <cstdint>
-#include <stdexcept>
+#include <cstddef>
 #include <vector>
 
 namespace vexel {
@@ -16,22 +13,6 @@ namespace {
 /// Compared as a float, unlike in the other reducers, the value -9999.9990234375 is valid.
 constexpr float firstValid = static_cast<float>(-9999.999);
 
-/// Ascending with NaN last: a strict order, which a plain comparison is not when there are NaNs.
-bool ascending(float a, float b)
-{
-    return a < b || (std::isnan(b) && !std::isnan(a));
-}
-
-float selectAt(std::vector<float>& values, std::uint64_t index)
-{
-    if (values.empty())
-        throw std::logic_error("empty container");
-    const std::uint64_t k = std::min<std::uint64_t>(index, values.size() - 1);
-    const auto selected = values.begin() + static_cast<std::ptrdiff_t>(k);
-    std::nth_element(values.begin(), selected, values.end(), ascending);
-    return *selected;
-}
-
 } // namespace
 
 DownsamplerPercentile::DownsamplerPercentile(const QString& inputPath, const QString& outputPath,
@@ -40,10 +21,7 @@ DownsamplerPercentile::DownsamplerPercentile(const QString& inputPath, const QSt
     : DownsamplerBase(inputPath, outputPath, wkt, resolution, alphaType, fileType, NoAlignment),
       m_percentile(percentile)
 {
-    reduceWith(
-        makePercentileReducer(percentile, [this](const PixelRows<float>& pixels, std::int64_t columns) {
-            return representativeValue(blockAt(pixels, columns));
-        }));
+    reduceWith(makePercentileReducer(percentile));
 }
 
 DownsamplerPercentile::DownsamplerPercentile(double percentile) : m_percentile(percentile) {}
@@ -59,8 +37,8 @@ float DownsamplerPercentile::representativeValue(const Block& block) const
     // A single valid pixel counts as no-data here, unlike in the other reducers.
     if (valid.size() < 2)
         return -10000.0f;
-    const double position = static_cast<double>(valid.size()) * m_percentile;
-    return selectAt(valid, static_cast<std::uint64_t>(arithmetic::roundHalfAway(position)));
+    return orderstatistic::select(valid.data(), valid.size(),
+                                  orderstatistic::rankOf(m_percentile, valid.size()));
 }
 
 } // namespace vexel

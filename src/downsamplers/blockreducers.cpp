@@ -1,13 +1,14 @@
 #include "downsamplers/blockreducers.h"
 
+#include "downsamplers/blockselection.h"
 #include "downsamplers/lanekernels.h"
-#include "workspace/arithmetic.h"
+#include "downsamplers/orderstatistic.h"
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <cstring>
-#include <mutex>
+#include <functional>
+#include <numeric>
 #include <utility>
 #include <vector>
 
@@ -39,12 +40,43 @@ using Floats = PixelRows<float>;
 
 constexpr float noData = -10000.0f;
 
-/// Copies one block of bytes into floats, missing pixels as no-data.
-void copyBlock(const Bytes& pixels, const Bytes* alpha, std::int64_t start, std::int64_t length, float* out)
+/// Bit i set: block i of a group has to be reduced by itself.
+using Rest = std::uint32_t;
+
+/// Whether `lanes` blocks from `block` on are equally wide.
+bool isGroup(const BlockAxis& columns, std::int64_t block, std::int64_t endBlock)
 {
-    for (std::int64_t y = 0; y < pixels.rows; ++y)
-        for (std::int64_t x = start; x < start + length; ++x)
-            *out++ = alpha && alpha->row(y)[x] == 0 ? noData : static_cast<float>(pixels.row(y)[x]);
+    // Spans ascend to the raster's edge, so the last of a group tells whether all have that length.
+    return block + lanes <= endBlock && columns.span(block + lanes - 1).length == columns.span(block).length;
+}
+
+Starts startsOf(const BlockAxis& columns, std::int64_t block, std::int64_t firstPixel)
+{
+    Starts starts{};
+    for (std::ptrdiff_t lane = 0; lane < lanes; ++lane)
+        starts.at[static_cast<std::size_t>(lane)] = columns.first(block + lane) - firstPixel;
+    starts.distance = block + lanes <= columns.noRegular() ? columns.span(block).length : 0;
+    return starts;
+}
+
+/// Calls `group(starts, length, out)` for groups of blocks, and `one(start, length)` for the rest.
+template <class One, class Group>
+void reduceAll(const BlockAxis& columns, std::int64_t firstBlock, std::int64_t endBlock,
+               std::int64_t firstPixel, float* out, const One& one, const Group& group)
+{
+    for (std::int64_t j = firstBlock; j < endBlock; ++j, ++out) {
+        const std::int64_t length = columns.span(j).length;
+        if (isGroup(columns, j, endBlock)) {
+            const Starts starts = startsOf(columns, j, firstPixel);
+            for (Rest rest = group(starts, length, out), lane = 0; rest != 0; rest >>= 1, ++lane)
+                if (rest & 1u)
+                    out[lane] = one(starts.at[lane], length);
+            j += lanes - 1;
+            out += lanes - 1;
+        } else {
+            *out = one(columns.first(j) - firstPixel, length);
+        }
+    }
 }
 
 /// Common road of the reducers for floats: groups of equally wide blocks go to the kernels, the rest one by one.
@@ -66,38 +98,12 @@ public:
     }
 
 protected:
-    /// Bit i set: block i of the group has to be reduced by itself.
-    using Rest = std::uint32_t;
-
     virtual Rest reduceGroup(const Floats& pixels, const Starts& starts, std::int64_t length,
                              float* out) const = 0;
 
     float reduceBlock(const Floats& pixels, std::int64_t length) const
     {
         return m_reduceBlock(pixels, length);
-    }
-
-    template <class One, class Group>
-    static void reduceAll(const BlockAxis& columns, std::int64_t firstBlock, std::int64_t endBlock,
-                          std::int64_t firstPixel, float* out, const One& one, const Group& group)
-    {
-        Starts starts{};
-        for (std::int64_t j = firstBlock; j < endBlock; ++j, ++out) {
-            const std::int64_t length = columns.span(j).length;
-            // Spans ascend to the raster's edge, so the last of a group tells whether all have that length.
-            if (j + lanes <= endBlock && columns.span(j + lanes - 1).length == length) {
-                for (std::ptrdiff_t lane = 0; lane < lanes; ++lane)
-                    starts.at[static_cast<std::size_t>(lane)] = columns.first(j + lane) - firstPixel;
-                starts.distance = j + lanes <= columns.noRegular() ? length : 0;
-                for (Rest rest = group(starts, length, out), lane = 0; rest != 0; rest >>= 1, ++lane)
-                    if (rest & 1u)
-                        out[lane] = one(starts.at[lane], length);
-                j += lanes - 1;
-                out += lanes - 1;
-            } else {
-                *out = one(columns.first(j) - firstPixel, length);
-            }
-        }
     }
 
 private:
@@ -316,59 +322,164 @@ public:
     }
 };
 
-class PercentileReducer : public LaneReducer
+/// Percentile. Small blocks go side by side, each as a lane; larger ones are selected from by themselves.
+class PercentileReducer : public BlockReducer
 {
 public:
-    PercentileReducer(double percentile, ReduceBlock reduceBlock)
-        : LaneReducer(std::move(reduceBlock)), m_percentile(percentile)
+    explicit PercentileReducer(double percentile) : m_percentile(percentile)
     {
-        for (std::size_t n = 2; n <= mostPlaces; ++n)
-            m_networks.push_back(kernels::selectionNetwork(n, rank(n)));
+        for (std::size_t n = 2; n <= mostPlaces; ++n) {
+            m_ranks[n] = static_cast<std::uint8_t>(orderstatistic::rankOf(percentile, n));
+            m_selecting.push_back(kernels::selectionNetwork(n, m_ranks[n]));
+            m_sorting.push_back(kernels::sortingNetwork(n));
+        }
     }
-
-    using LaneReducer::reduce;
 
     bool takesBytes(std::int64_t) const override { return true; }
 
-    double nanosecondsPerFloat() const override { return 2.0; }
-    double nanosecondsPerByte() const override { return 0.8; }
+    double nanosecondsPerFloat() const override { return 2.5; }
+    double nanosecondsPerByte() const override { return 1.0; }
 
-    void reduce(const Bytes& pixels, const Bytes* alpha, const BlockAxis& columns, std::int64_t firstBlock,
+    void reduce(const Floats& pixels, const BlockAxis& columns, std::int64_t firstBlock,
                 std::int64_t endBlock, std::int64_t firstPixel, float* out) const override
     {
-        std::vector<float> block;
+        FloatSelection selection(m_percentile);
         const auto one = [&](std::int64_t start, std::int64_t length) {
-            block.resize(static_cast<std::size_t>(pixels.rows * length));
-            copyBlock(pixels, alpha, start, length, block.data());
-            return reduceBlock({block.data(), length, pixels.rows}, length);
+            return selection.reduce({pixels.first + start, pixels.step, pixels.rows}, length);
         };
         const auto group = [&](const Starts& starts, std::int64_t length, float* results) {
-            const std::int64_t width = starts.at.back() + length - starts.at.front();
-            const bool opaque = !alpha || isOpaque(*alpha, starts.at.front(), width);
-            if (!opaque && isTransparent(*alpha, starts.at.front(), width)) {
-                std::fill_n(results, lanes, noData);
-                return Rest{0};
-            }
-            return reduceGroup(pixels, opaque ? nullptr : alpha, starts, length, results);
+            return reduceGroup(pixels, starts, length, results);
         };
         reduceAll(columns, firstBlock, endBlock, firstPixel, out, one, group);
     }
 
-private:
-    /// Beyond so many pixels a block costs less when a partial selection is made of it alone.
-    static constexpr std::size_t mostPlaces = 64;
-
-    std::size_t rank(std::size_t n) const
+    void reduce(const Bytes& pixels, const Bytes* alpha, const BlockAxis& columns, std::int64_t firstBlock,
+                std::int64_t endBlock, std::int64_t firstPixel, float* out) const override
     {
-        const std::int64_t k = arithmetic::roundHalfAway(static_cast<double>(n) * m_percentile);
-        return std::min(static_cast<std::size_t>(k), n - 1);
+        ByteSelection selection(m_percentile);
+        while (firstBlock < endBlock) {
+            const std::int64_t length = columns.span(firstBlock).length;
+            std::int64_t count = lanes;
+            if (isTaken(pixels.rows * length) && isGroup(columns, firstBlock, endBlock)) {
+                reduceGroup(pixels, alpha, startsOf(columns, firstBlock, firstPixel), length, out);
+            } else {
+                std::array<BlockSpan, BytePanel::mostBlocks> blocks{};
+                const auto most =
+                    static_cast<std::int64_t>(ByteSelection::blocksAtATime(pixels.rows * length));
+                count = std::min(endBlock - firstBlock, most);
+                for (std::int64_t i = 0; i < count; ++i)
+                    blocks[static_cast<std::size_t>(i)] = {columns.first(firstBlock + i) - firstPixel,
+                                                           columns.span(firstBlock + i).length};
+                selection.reduce(pixels, alpha, blocks.data(), static_cast<std::size_t>(count), out);
+            }
+            firstBlock += count;
+            out += count;
+        }
     }
 
-    bool isTaken(std::int64_t places) const { return places >= 2 && places <= std::int64_t{mostPlaces}; }
+private:
+    using Network = std::vector<kernels::Comparator>;
 
-    const std::vector<kernels::Comparator>& networkFor(std::int64_t places) const
+    /// Larger blocks go faster by themselves.
+    static constexpr std::int64_t mostPlaces = 64;
+
+    static bool isTaken(std::int64_t places) { return places >= 2 && places <= mostPlaces; }
+
+    static const Network& networkFor(std::int64_t places, const std::vector<Network>& networks)
     {
-        return m_networks[static_cast<std::size_t>(places) - 2];
+        return networks[static_cast<std::size_t>(places) - 2];
+    }
+
+    Rest reduceGroup(const Floats& pixels, const Starts& starts, std::int64_t length, float* out) const
+    {
+        const std::int64_t places = pixels.rows * length;
+        if (!isTaken(places))
+            return ~Rest{0};
+        float values[mostPlaces * lanes];
+        std::uint8_t bad[lanes] = {};
+        float* place = values;
+        for (std::int64_t y = 0; y < pixels.rows; ++y)
+            for (std::int64_t x = 0; x < length; ++x, place += lanes) {
+                gather(pixels.row(y) + x, starts, place);
+                kernels::markUnordered(place, bad);
+            }
+        if (isAnySet(bad))
+            return selectValid(values, places, out);
+        kernels::runNetwork(networkFor(places, m_selecting), values);
+        std::copy_n(values + m_ranks[static_cast<std::size_t>(places)] * lanes, lanes, out);
+        return 0;
+    }
+
+    /// Where values are missing, each lane has a rank of its own.
+    Rest selectValid(float* values, std::int64_t places, float* out) const
+    {
+        std::uint8_t valid[lanes] = {};
+        std::uint8_t odd[lanes] = {};
+        kernels::raiseMissing(values, places, valid, odd);
+        kernels::runNetwork(networkFor(places, m_sorting), values);
+        for (std::ptrdiff_t lane = 0; lane < lanes; ++lane)
+            out[lane] = valid[lane] < 2 ? noData : values[m_ranks[valid[lane]] * lanes + lane];
+        return restOf(odd);
+    }
+
+    static bool isAnySet(const std::uint8_t* flags)
+    {
+        std::array<std::uint64_t, lanes / sizeof(std::uint64_t)> words{};
+        std::memcpy(words.data(), flags, sizeof words);
+        return std::accumulate(words.begin(), words.end(), std::uint64_t{0}, std::bit_or<>()) != 0;
+    }
+
+    static Rest restOf(const std::uint8_t* odd)
+    {
+        Rest rest = 0;
+        for (std::ptrdiff_t lane = 0; lane < lanes; ++lane)
+            rest |= static_cast<Rest>(odd[lane] != 0) << lane;
+        return rest;
+    }
+
+    void reduceGroup(const Bytes& pixels, const Bytes* alpha, const Starts& starts, std::int64_t length,
+                     float* out) const
+    {
+        const std::int64_t width = starts.at.back() + length - starts.at.front();
+        const bool opaque = !alpha || isOpaque(*alpha, starts.at.front(), width);
+        if (!opaque && isTransparent(*alpha, starts.at.front(), width)) {
+            std::fill_n(out, lanes, noData);
+            return;
+        }
+        unsigned char values[mostPlaces * lanes];
+        gatherAll(pixels, starts, length, values);
+        const std::int64_t places = pixels.rows * length;
+        if (opaque) {
+            kernels::runNetwork(networkFor(places, m_selecting), values);
+            std::copy_n(values + m_ranks[static_cast<std::size_t>(places)] * lanes, lanes, out);
+        } else {
+            unsigned char alphas[mostPlaces * lanes];
+            gatherAll(*alpha, starts, length, alphas);
+            selectValid(values, alphas, places, out);
+        }
+    }
+
+    static void gatherAll(const Bytes& bytes, const Starts& starts, std::int64_t length, unsigned char* place)
+    {
+        for (std::int64_t y = 0; y < bytes.rows; ++y)
+            for (std::int64_t x = 0; x < length; ++x, place += lanes)
+                gather(bytes.row(y) + x, starts, place);
+    }
+
+    /// The same for bytes.
+    void selectValid(unsigned char* values, const unsigned char* alphas, std::int64_t places,
+                     float* out) const
+    {
+        std::uint8_t valid[lanes];
+        kernels::countOpaque(alphas, places, valid);
+        kernels::raiseTransparent(alphas, values, places * lanes); // last in order
+        std::uint8_t ranks[lanes];
+        for (std::ptrdiff_t lane = 0; lane < lanes; ++lane)
+            ranks[lane] = m_ranks[valid[lane]];
+        unsigned char selected[lanes];
+        kernels::selectInLanes(values, places, ranks, selected);
+        for (std::ptrdiff_t lane = 0; lane < lanes; ++lane)
+            out[lane] = valid[lane] < 2 ? noData : static_cast<float>(selected[lane]);
     }
 
     static bool isOpaque(const Bytes& alpha, std::int64_t start, std::int64_t width)
@@ -387,61 +498,10 @@ private:
         return true;
     }
 
-    static void markTransparent(const unsigned char* alpha, const Starts& starts, std::uint8_t* bad)
-    {
-        for (std::size_t lane = 0; lane < starts.at.size(); ++lane)
-            bad[lane] = static_cast<std::uint8_t>(bad[lane] | (alpha[starts.at[lane]] == 0));
-    }
-
-    static Rest restOf(const std::uint8_t* bad)
-    {
-        Rest rest = 0;
-        for (std::ptrdiff_t lane = 0; lane < lanes; ++lane)
-            rest |= static_cast<Rest>(bad[lane] != 0) << lane;
-        return rest;
-    }
-
-    Rest reduceGroup(const Floats& pixels, const Starts& starts, std::int64_t length,
-                     float* out) const override
-    {
-        const std::int64_t places = pixels.rows * length;
-        if (!isTaken(places))
-            return ~Rest{0};
-        float values[mostPlaces * lanes];
-        std::uint8_t bad[lanes] = {};
-        float* place = values;
-        for (std::int64_t y = 0; y < pixels.rows; ++y)
-            for (std::int64_t x = 0; x < length; ++x, place += lanes) {
-                gather(pixels.row(y) + x, starts, place);
-                kernels::markUnordered(place, bad);
-            }
-        kernels::runNetwork(networkFor(places), values);
-        std::copy_n(values + rank(static_cast<std::size_t>(places)) * lanes, lanes, out);
-        return restOf(bad);
-    }
-
-    Rest reduceGroup(const Bytes& pixels, const Bytes* alpha, const Starts& starts, std::int64_t length,
-                     float* out) const
-    {
-        const std::int64_t places = pixels.rows * length;
-        if (!isTaken(places))
-            return ~Rest{0};
-        unsigned char values[mostPlaces * lanes];
-        std::uint8_t bad[lanes] = {};
-        unsigned char* place = values;
-        for (std::int64_t y = 0; y < pixels.rows; ++y)
-            for (std::int64_t x = 0; x < length; ++x, place += lanes) {
-                gather(pixels.row(y) + x, starts, place);
-                if (alpha)
-                    markTransparent(alpha->row(y) + x, starts, bad);
-            }
-        kernels::runNetwork(networkFor(places), values);
-        std::copy_n(values + rank(static_cast<std::size_t>(places)) * lanes, lanes, out);
-        return restOf(bad);
-    }
-
     double m_percentile;
-    std::vector<std::vector<kernels::Comparator>> m_networks; // for 2 places and more
+    std::array<std::uint8_t, mostPlaces + 1> m_ranks{}; // by the number of valid pixels
+    std::vector<Network> m_selecting;                   // for 2 places and more
+    std::vector<Network> m_sorting;
 };
 
 /// Blocks one by one.
@@ -492,9 +552,9 @@ std::unique_ptr<BlockReducer> makeAverageReducer(ReduceBlock reduceBlock)
     return std::make_unique<AverageReducer>(std::move(reduceBlock));
 }
 
-std::unique_ptr<BlockReducer> makePercentileReducer(double percentile, ReduceBlock reduceBlock)
+std::unique_ptr<BlockReducer> makePercentileReducer(double percentile)
 {
-    return std::make_unique<PercentileReducer>(percentile, std::move(reduceBlock));
+    return std::make_unique<PercentileReducer>(percentile);
 }
 
 std::unique_ptr<BlockReducer> makeMinReducer(ReduceBlock reduceBlock)

@@ -15,7 +15,7 @@ using ReduceBlock = std::function<float(const PixelRows<float>& pixels, std::int
 std::unique_ptr<BlockReducer> makePlainReducer(ReduceBlock reduceBlock);
 
 std::unique_ptr<BlockReducer> makeAverageReducer(ReduceBlock reduceBlock);
-std::unique_ptr<BlockReducer> makePercentileReducer(double percentile, ReduceBlock reduceBlock);
+std::unique_ptr<BlockReducer> makePercentileReducer(double percentile);
 std::unique_ptr<BlockReducer> makeMinReducer(ReduceBlock reduceBlock);
 std::unique_ptr<BlockReducer> makeMaxReducer(ReduceBlock reduceBlock);
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <type_traits>
 
 namespace vexel::kernels {
@@ -15,10 +16,10 @@ constexpr float firstValidFloat = static_cast<float>(-9999.999);
 
 constexpr float noData = -10000.0f;
 
-/// All bits of a byte where the alpha is not 0.
+/// All bits of a byte where the alpha is not 0. A choice in its place keeps GCC from making vectors of some loops.
 VEXEL_ALWAYS_INLINE unsigned char countedMask(unsigned char alpha)
 {
-    return alpha != 0 ? 0xFF : 0;
+    return static_cast<unsigned char>(-static_cast<int>(alpha != 0));
 }
 
 /// Calls `work` with the length, as a constant where it is a common one: strides that are known make vectors.
@@ -37,6 +38,25 @@ VEXEL_ALWAYS_INLINE void withLength(std::ptrdiff_t length, const Work& work)
     default:
         return work(length);
     }
+}
+
+/// counts[lane] := how many of up to 255 values are not below thresholds[lane].
+VEXEL_ALWAYS_INLINE void countInLanes(const unsigned char* values, std::ptrdiff_t rows,
+                                      const unsigned char* thresholds, std::uint8_t* counts)
+{
+    std::uint8_t atLeast[lanes] = {}; // a local array stays in registers
+    for (std::ptrdiff_t y = 0; y < rows; ++y)
+        for (std::ptrdiff_t lane = 0; lane < lanes; ++lane) {
+            const int isCounted = values[y * lanes + lane] >= thresholds[lane] ? 1 : 0;
+            atLeast[lane] = static_cast<std::uint8_t>(atLeast[lane] + isCounted);
+        }
+    std::copy_n(atLeast, lanes, counts);
+}
+
+/// Turns the order of the bits of negative floats round, and back.
+VEXEL_ALWAYS_INLINE std::int32_t orderedBits(std::int32_t bits)
+{
+    return bits ^ (-static_cast<std::int32_t>(bits < 0) & std::numeric_limits<std::int32_t>::max());
 }
 
 template <class T>
@@ -220,6 +240,22 @@ VEXEL_MULTIVERSION void markUnordered(const float* __restrict values, std::uint8
     }
 }
 
+VEXEL_MULTIVERSION void raiseMissing(float* __restrict values, std::ptrdiff_t rows,
+                                     std::uint8_t* __restrict valid, std::uint8_t* __restrict odd)
+{
+    for (std::ptrdiff_t y = 0; y < rows; ++y, values += lanes)
+        for (std::ptrdiff_t lane = 0; lane < lanes; ++lane) {
+            std::uint32_t bits = 0;
+            std::memcpy(&bits, values + lane, sizeof bits);
+            const float value = values[lane];
+            const bool missing = value < firstValidFloat;
+            const bool isOdd = value != value || bits == 0x80000000u;
+            values[lane] = missing ? std::numeric_limits<float>::infinity() : value;
+            valid[lane] = static_cast<std::uint8_t>(valid[lane] + (missing ? 0 : 1));
+            odd[lane] = static_cast<std::uint8_t>(odd[lane] | (isOdd ? 1 : 0));
+        }
+}
+
 VEXEL_MULTIVERSION unsigned char joinedBits(const unsigned char* row, std::ptrdiff_t width)
 {
     unsigned char bits = 0;
@@ -228,7 +264,84 @@ VEXEL_MULTIVERSION unsigned char joinedBits(const unsigned char* row, std::ptrdi
     return bits;
 }
 
-std::vector<Comparator> selectionNetwork(std::size_t n, std::size_t k)
+VEXEL_MULTIVERSION void selectInLanes(const unsigned char* values, std::ptrdiff_t places,
+                                      const std::uint8_t* ranks, unsigned char* out)
+{
+    // Bit by bit from the highest on: one is set if enough values are as large with it.
+    unsigned char found[lanes] = {};
+    std::uint8_t needed[lanes];
+    for (std::ptrdiff_t lane = 0; lane < lanes; ++lane)
+        needed[lane] = static_cast<std::uint8_t>(places - ranks[lane]);
+    for (int bit = 128; bit != 0; bit /= 2) {
+        unsigned char tried[lanes];
+        std::uint8_t atLeast[lanes];
+        for (std::ptrdiff_t lane = 0; lane < lanes; ++lane)
+            tried[lane] = static_cast<unsigned char>(found[lane] | bit);
+        countInLanes(values, places, tried, atLeast);
+        for (std::ptrdiff_t lane = 0; lane < lanes; ++lane)
+            found[lane] = atLeast[lane] >= needed[lane] ? tried[lane] : found[lane];
+    }
+    std::copy_n(found, lanes, out);
+}
+
+VEXEL_MULTIVERSION void countOpaque(const unsigned char* alphas, std::ptrdiff_t places, std::uint8_t* counts)
+{
+    unsigned char least[lanes];
+    std::fill_n(least, lanes, static_cast<unsigned char>(1));
+    countInLanes(alphas, places, least, counts);
+}
+
+VEXEL_MULTIVERSION void countAtLeast(const unsigned char* values, std::ptrdiff_t rows,
+                                     const unsigned char* thresholds, std::size_t* counts)
+{
+    constexpr std::ptrdiff_t columns = lanes / quarters;
+    constexpr std::ptrdiff_t mostRows = std::numeric_limits<std::uint8_t>::max();
+    unsigned char columnThresholds[lanes];
+    for (std::ptrdiff_t lane = 0; lane < lanes; ++lane)
+        columnThresholds[lane] = thresholds[lane / columns];
+    std::fill_n(counts, quarters, std::size_t{0});
+    for (std::ptrdiff_t y = 0; y < rows; y += mostRows) {
+        std::uint8_t columnCounts[lanes];
+        countInLanes(values + y * lanes, std::min(mostRows, rows - y), columnThresholds, columnCounts);
+        for (std::ptrdiff_t lane = 0; lane < lanes; ++lane)
+            counts[lane / columns] += columnCounts[lane];
+    }
+}
+
+VEXEL_MULTIVERSION void raiseTransparent(const unsigned char* __restrict alpha, unsigned char* __restrict row,
+                                         std::ptrdiff_t width)
+{
+    for (std::ptrdiff_t x = 0; x < width; ++x)
+        row[x] = static_cast<unsigned char>(row[x] | ~countedMask(alpha[x]));
+}
+
+float valueOfKey(std::int32_t key)
+{
+    const std::int32_t bits = orderedBits(key);
+    float value = 0.0f;
+    std::memcpy(&value, &bits, sizeof value);
+    return value;
+}
+
+VEXEL_MULTIVERSION KeyRange orderedKeys(const float* __restrict values, std::int32_t* __restrict keys,
+                                        std::ptrdiff_t count)
+{
+    constexpr std::int32_t infinity = 0x7F800000;
+    std::int32_t lowest = std::numeric_limits<std::int32_t>::max();
+    std::int32_t highest = std::numeric_limits<std::int32_t>::min();
+    for (std::ptrdiff_t i = 0; i < count; ++i) {
+        std::int32_t bits = 0;
+        std::memcpy(&bits, values + i, sizeof bits);
+        const std::int32_t nanMask = -static_cast<std::int32_t>((bits & keyOfNan) > infinity);
+        const std::int32_t key = (orderedBits(bits) & ~nanMask) | (keyOfNan & nanMask);
+        keys[i] = key;
+        lowest = std::min(lowest, key);
+        highest = std::max(highest, key);
+    }
+    return {lowest, highest};
+}
+
+std::vector<Comparator> sortingNetwork(std::size_t n)
 {
     // Batcher's odd-even merge sort for any n.
     std::vector<Comparator> sorting;
@@ -239,7 +352,12 @@ std::vector<Comparator> selectionNetwork(std::size_t n, std::size_t k)
                     if ((i + j) / (2 * p) == (i + j + q) / (2 * p))
                         sorting.push_back(
                             {static_cast<std::uint16_t>(i + j), static_cast<std::uint16_t>(i + j + q)});
+    return sorting;
+}
 
+std::vector<Comparator> selectionNetwork(std::size_t n, std::size_t k)
+{
+    const std::vector<Comparator> sorting = sortingNetwork(n);
     // Exchanges that no longer reach the wanted place are left out, from the last one back.
     std::vector<bool> matters(n, false);
     matters[k] = true;

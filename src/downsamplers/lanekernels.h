@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <vector>
 
 /// The innermost loops of the block reducers, on plain rows. Either blocks are lanes: `lanes` of them go side
@@ -59,8 +60,42 @@ void highestOfBlocks(const unsigned char* highest, std::ptrdiff_t length, std::p
 /// bad[lane] |= 1 where a plain comparison would not order the value: below -9999.999 as a float, NaN, or -0.
 void markUnordered(const float* values, std::uint8_t* bad);
 
+/// For rows of values, one of each lane: missing ones become infinite, valid[lane] += 1 for the others, and odd[lane] |= 1
+/// for those of them that a plain comparison would not order.
+void raiseMissing(float* values, std::ptrdiff_t rows, std::uint8_t* valid, std::uint8_t* odd);
+
 /// The bits that any of the bytes has.
 unsigned char joinedBits(const unsigned char* row, std::ptrdiff_t width);
+
+/// out[lane] := the value of rank ranks[lane] among the `places` values of that lane, 255 at most; place p of all lanes
+/// stands at `values + p * lanes`.
+void selectInLanes(const unsigned char* values, std::ptrdiff_t places, const std::uint8_t* ranks,
+                   unsigned char* out);
+
+/// counts[lane] := how many of `places` values of that lane, 255 at most, are not 0.
+void countOpaque(const unsigned char* alphas, std::ptrdiff_t places, std::uint8_t* counts);
+
+constexpr std::ptrdiff_t quarters = 4;
+
+/// counts[q] := how many values are not below thresholds[q] in quarter q of the columns of rows of `lanes` values.
+void countAtLeast(const unsigned char* values, std::ptrdiff_t rows, const unsigned char* thresholds,
+                  std::size_t* counts);
+
+/// row[x] := 255 where alpha[x] is 0
+void raiseTransparent(const unsigned char* alpha, unsigned char* row, std::ptrdiff_t width);
+
+/// Integers in the order of the values, and of the same one only for the same bits or NaN.
+constexpr std::int32_t keyOfNan = std::numeric_limits<std::int32_t>::max();
+float valueOfKey(std::int32_t key);
+
+struct KeyRange
+{
+    std::int32_t lowest;
+    std::int32_t highest;
+};
+
+/// keys[i] := the key of values[i], at least one of them.
+KeyRange orderedKeys(const float* values, std::int32_t* keys, std::ptrdiff_t count);
 
 /// An exchange that puts the smaller value of two places first.
 struct Comparator
@@ -71,6 +106,9 @@ struct Comparator
 
 /// Exchanges that bring the value of rank `k` of `n` places to place k; the others end up anywhere.
 std::vector<Comparator> selectionNetwork(std::size_t n, std::size_t k);
+
+/// Exchanges that bring all of `n` values into order.
+std::vector<Comparator> sortingNetwork(std::size_t n);
 
 /// Runs a network on each lane; place p of all lanes stands at `values + p * lanes`.
 void runNetwork(const std::vector<Comparator>& network, float* values);

@@ -9,10 +9,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
+#include <functional>
+#include <limits>
 #include <memory>
 #include <random>
 #include <string>
+#include <vector>
 
 using namespace vexel;
 
@@ -21,11 +25,13 @@ namespace {
 using Fold = DownsamplerOp<std::function<const float&(const float&, const float&)>>;
 using FoldFunction = const float& (*)(const float&, const float&);
 
+using Definition = std::function<float(PixelMatrix<float>&)>;
+
 /// A fast reducer and the definition that it has to equal.
 struct Reduction
 {
     const char* name;
-    std::function<float(PixelMatrix<float>&)> definition;
+    Definition definition;
     std::unique_ptr<BlockReducer> (*make)(ReduceBlock);
 };
 
@@ -35,9 +41,9 @@ std::vector<Reduction> reductions()
         {"average", [](PixelMatrix<float>& b) { return DirectReducer<DownsamplerAverage>()(b); },
          &makeAverageReducer},
         {"median", [](PixelMatrix<float>& b) { return DirectReducer<DownsamplerPercentile>(0.5)(b); },
-         [](ReduceBlock one) { return makePercentileReducer(0.5, std::move(one)); }},
+         [](ReduceBlock) { return makePercentileReducer(0.5); }},
         {"percentile75", [](PixelMatrix<float>& b) { return DirectReducer<DownsamplerPercentile>(0.75)(b); },
-         [](ReduceBlock one) { return makePercentileReducer(0.75, std::move(one)); }},
+         [](ReduceBlock) { return makePercentileReducer(0.75); }},
         {"min", [](PixelMatrix<float>& b) { return DirectReducer<Fold>(FoldFunction(std::min<float>))(b); },
          &makeMinReducer},
         {"max", [](PixelMatrix<float>& b) { return DirectReducer<Fold>(FoldFunction(std::max<float>))(b); },
@@ -167,20 +173,19 @@ struct WideRow
 };
 
 /// Compares each block of the axis with its definition.
-void expectDefinition(const Reduction& reduction, const BlockAxis& axis,
+void expectDefinition(const BlockReducer& reducer, const Definition& definition, const BlockAxis& axis,
                       const PixelMatrix<unsigned char>& pixels, const PixelMatrix<unsigned char>* alpha)
 {
-    const auto reducer = reduction.make(definitionOf(reduction));
     const PixelRows<unsigned char> rows{pixels.data(), pixels.cols(), pixels.rows()};
     const PixelRows<unsigned char> alphaRows{alpha ? alpha->data() : nullptr, pixels.cols(), pixels.rows()};
     std::vector<float> out(static_cast<std::size_t>(axis.noBlocks()) + 1, 4711.0f);
-    reducer->reduce(rows, alpha ? &alphaRows : nullptr, axis, 0, axis.noBlocks(), 0, out.data());
+    reducer.reduce(rows, alpha ? &alphaRows : nullptr, axis, 0, axis.noBlocks(), 0, out.data());
     for (std::int64_t j = 0; j < axis.noBlocks(); ++j) {
         PixelMatrix<float> block = pixels.middleCols(axis.first(j), axis.span(j).length).cast<float>();
         for (Eigen::Index i = 0; alpha && i < block.size(); ++i)
             if ((*alpha)(i / block.cols(), axis.first(j) + i % block.cols()) == 0)
                 block.data()[i] = -10000.0f;
-        const float expected = reduction.definition(block);
+        const float expected = definition(block);
         ASSERT_TRUE(sameBits(out[static_cast<std::size_t>(j)], expected))
             << "block " << j << ": " << out[static_cast<std::size_t>(j)] << " for " << expected;
     }
@@ -194,7 +199,8 @@ TEST(BlockReducers, EqualTheirDefinitionOnRowsOfSeveralChunks)
 {
     std::mt19937 random(29);
     constexpr std::int64_t columns = 3 * 2048 + 211;
-    for (const Reduction& reduction : reductions())
+    for (const Reduction& reduction : reductions()) {
+        const auto reducer = reduction.make(definitionOf(reduction));
         for (const WideRow& row :
              {WideRow{2, 0, 0}, WideRow{3, 1, 0}, WideRow{2048.0 / 64, 0, 0}, WideRow{45, 0, 0},
               WideRow{89, 7, 0}, WideRow{2.994, 0, 0}, WideRow{2.5, 0, 0}, WideRow{3.4, 2, 0},
@@ -210,15 +216,17 @@ TEST(BlockReducers, EqualTheirDefinitionOnRowsOfSeveralChunks)
                     pixels.data()[i] = static_cast<unsigned char>(random() % 256);
                     alpha.data()[i] = static_cast<unsigned char>(random() % 3);
                 }
-                expectDefinition(reduction, axis, pixels, withAlpha ? &alpha : nullptr);
+                expectDefinition(*reducer, reduction.definition, axis, pixels, withAlpha ? &alpha : nullptr);
             }
+    }
 }
 
 TEST(BlockReducers, TakeBlocksAsWideAsAChunk)
 {
     std::mt19937 random(31);
     for (const Reduction& reduction : reductions()) {
-        if (!reduction.make(definitionOf(reduction))->takesBytes(2048))
+        const auto reducer = reduction.make(definitionOf(reduction));
+        if (!reducer->takesBytes(2048))
             continue;
         SCOPED_TRACE(reduction.name);
         const BlockAxis axis(4, 2048, 5, 0, 2048, 5000);
@@ -228,12 +236,240 @@ TEST(BlockReducers, TakeBlocksAsWideAsAChunk)
             pixels.data()[i] = static_cast<unsigned char>(20 + random() % 200);
         pixels(1, 5 + 2047) = 255;
         pixels(0, 5 + 2048) = 1;
-        expectDefinition(reduction, axis, pixels, nullptr);
+        expectDefinition(*reducer, reduction.definition, axis, pixels, nullptr);
     }
     EXPECT_TRUE(makeMinReducer(nullptr)->takesBytes(2048));
     EXPECT_FALSE(makeMinReducer(nullptr)->takesBytes(2049));
     EXPECT_TRUE(makeMaxReducer(nullptr)->takesBytes(2048));
     EXPECT_FALSE(makeMaxReducer(nullptr)->takesBytes(2049));
+}
+
+namespace {
+
+float ofBits(std::uint32_t bits)
+{
+    float value = 0.0f;
+    std::memcpy(&value, &bits, sizeof value);
+    return value;
+}
+
+std::uint32_t bitsOf(float value)
+{
+    std::uint32_t bits = 0;
+    std::memcpy(&bits, &value, sizeof bits);
+    return bits;
+}
+
+struct FloatKind
+{
+    const char* name;
+    std::function<float(std::mt19937&)> draw;
+};
+
+/// What a selection might get wrong: values of one order and different bits, far apart, or all the same.
+std::vector<FloatKind> floatKinds()
+{
+    const auto number = [](std::mt19937& random) {
+        return static_cast<float>(random() % 5000) * 0.37f - 900.0f;
+    };
+    const auto oneOf = [](std::vector<float> values) {
+        return [values](std::mt19937& random) { return values[random() % values.size()]; };
+    };
+    const auto mostly = [](unsigned int oneIn, auto usual, auto rare) {
+        return [=](std::mt19937& random) { return random() % oneIn == 0 ? rare(random) : usual(random); };
+    };
+    const auto anyBits = [](std::mt19937& random) { return ofBits(static_cast<std::uint32_t>(random())); };
+    const float large = std::numeric_limits<float>::max();
+    const auto zeros = oneOf({-0.0f, 0.0f});
+    const auto nans =
+        oneOf({ofBits(0x7FC00000u), ofBits(0xFFC00001u), ofBits(0x7FC12345u), ofBits(0x7FFFFFFFu)});
+    const auto infinities = oneOf({INFINITY, -INFINITY, large, -large});
+    const auto holes = oneOf({-10000.0f, -INFINITY, -20000.0f});
+    return {{"numbers", number},
+            {"holes", mostly(5, number, holes)},
+            {"few valid", mostly(60, holes, number)},
+            {"none valid", holes},
+            {"zeros of both signs", zeros},
+            {"a few zeros of both signs", mostly(3, number, zeros)},
+            {"zeros among holes", mostly(3, zeros, holes)},
+            {"NaN", mostly(4, number, nans)},
+            {"mostly NaN", mostly(4, nans, number)},
+            {"NaN and infinities", mostly(2, nans, infinities)},
+            {"infinities", mostly(3, number, infinities)},
+            {"the threshold", mostly(3, number, oneOf({-9999.9990234375f, -9999.998046875f, -10000.0f}))},
+            {"one value", oneOf({312.25f})},
+            {"two values", oneOf({312.25f, -7.5f})},
+            {"close together, some far away",
+             mostly(
+                 50, [](std::mt19937& random) { return 300.0f + static_cast<float>(random() % 999) * 1e-4f; },
+                 oneOf({0.0f, -9000.0f, large}))},
+            {"tiny",
+             [](std::mt19937& random) { return ofBits(1u + static_cast<std::uint32_t>(random() % 4000)); }},
+            {"any bits", anyBits}};
+}
+
+struct BlockShape
+{
+    const char* name;
+    double factor;
+    int border;
+    std::int64_t rows;
+};
+
+const BlockShape blockShapes[] = {{"Small", 4, 0, 4},
+                                  {"SmallAndIrregular", 3.4, 0, 3},
+                                  {"OnePixel", 1, 0, 1},
+                                  {"JustLarge", 13, 0, 5},
+                                  {"OddEdge", 9, 0, 9},
+                                  {"WholePanels", 16, 0, 16},
+                                  {"Irregular", 12.7, 0, 13},
+                                  {"Overlapping", 9, 3, 15},
+                                  {"MoreRowsThan255", 48, 0, 45},
+                                  {"FlatAndWide", 150, 0, 2},
+                                  {"Alone", 133, 0, 130}};
+
+/// The axis of a shape: a few groups, a rest, and blocks that the raster's edge cuts.
+Strip stripOf(const BlockShape& shape)
+{
+    const std::int64_t noBlocks = shape.factor > 100 ? 3 : shape.factor > 40 ? 9 : 75;
+    const auto size = static_cast<std::int64_t>(shape.factor + 2 * shape.border + 0.5);
+    const std::int64_t columns =
+        static_cast<std::int64_t>(static_cast<double>(noBlocks) * shape.factor) - size / 3;
+    return {BlockAxis(noBlocks, shape.factor, 0, shape.border, size, columns), columns, shape.rows};
+}
+
+class Percentiles : public testing::TestWithParam<BlockShape>
+{};
+
+} // namespace
+
+TEST_P(Percentiles, OfFloatsHaveTheBitsOfTheDefinition)
+{
+    std::mt19937 random(37);
+    const Strip strip = stripOf(GetParam());
+    for (const double percentile : {0.0, 0.5, 0.75, 1.0})
+        for (const FloatKind& kind : floatKinds()) {
+            const DirectReducer<DownsamplerPercentile> definition(percentile);
+            PixelMatrix<float> pixels(strip.rows, strip.columns);
+            for (Eigen::Index i = 0; i < pixels.size(); ++i)
+                pixels.data()[i] = kind.draw(random);
+            std::vector<float> out(static_cast<std::size_t>(strip.axis.noBlocks()) + 1, 4711.0f);
+            makePercentileReducer(percentile)
+                ->reduce({pixels.data(), strip.columns, strip.rows}, strip.axis, 0, strip.axis.noBlocks(), 0,
+                         out.data());
+            for (std::int64_t j = 0; j < strip.axis.noBlocks(); ++j) {
+                const float expected =
+                    definition(pixels, 0, strip.axis.first(j), strip.rows, strip.axis.span(j).length);
+                ASSERT_EQ(bitsOf(out[static_cast<std::size_t>(j)]), bitsOf(expected))
+                    << kind.name << ", " << percentile << ", block " << j << ": "
+                    << out[static_cast<std::size_t>(j)] << " for " << expected;
+            }
+            ASSERT_EQ(out.back(), 4711.0f) << "beyond the last block";
+        }
+}
+
+TEST_P(Percentiles, OfBytesEqualTheDefinition)
+{
+    using Draw = std::function<unsigned int(std::mt19937&)>;
+    const Draw values[] = {[](std::mt19937& random) { return random() % 256; },
+                           [](std::mt19937& random) { return random() % 3 * 127; },
+                           [](std::mt19937&) { return 255; }, [](std::mt19937&) { return 0; }};
+    const Draw alphas[] = {nullptr, [](std::mt19937& random) { return random() % 9; },
+                           [](std::mt19937& random) { return random() % 40 == 0 ? 1 : 0; },
+                           [](std::mt19937&) { return 255; }, [](std::mt19937&) { return 0; }};
+    std::mt19937 random(41);
+    const Strip strip = stripOf(GetParam());
+    for (const double percentile : {0.0, 0.5, 0.75, 1.0})
+        for (const Draw& value : values)
+            for (const Draw& alphaValue : alphas) {
+                PixelMatrix<unsigned char> pixels(strip.rows, strip.columns);
+                PixelMatrix<unsigned char> alpha(strip.rows, strip.columns);
+                for (Eigen::Index i = 0; i < pixels.size(); ++i) {
+                    pixels.data()[i] = static_cast<unsigned char>(value(random));
+                    alpha.data()[i] = static_cast<unsigned char>(alphaValue ? alphaValue(random) : 0);
+                }
+                SCOPED_TRACE(testing::Message() << percentile << ", values " << &value - values << ", alpha "
+                                                << &alphaValue - alphas);
+                const DirectReducer<DownsamplerPercentile> definition(percentile);
+                const auto definitionOfBlock = [&](PixelMatrix<float>& block) { return definition(block); };
+                expectDefinition(*makePercentileReducer(percentile), definitionOfBlock, strip.axis, pixels,
+                                 alphaValue ? &alpha : nullptr);
+            }
+}
+
+INSTANTIATE_TEST_SUITE_P(Blocks, Percentiles, testing::ValuesIn(blockShapes),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+namespace {
+
+/// A block of that edge in which each of the values 0, 1, 2, … stands once.
+PixelMatrix<float> permutation(std::int64_t edge)
+{
+    PixelMatrix<float> block(edge, edge);
+    for (Eigen::Index i = 0; i < block.size(); ++i)
+        block.data()[i] = static_cast<float>(i * 37 % block.size()); // 37 is prime to each size here
+    return block;
+}
+
+} // namespace
+
+TEST(Percentiles, OfLargeBlocksStandAtTheRoundedIndex)
+{
+    PixelMatrix<float> floats = permutation(32);
+    PixelMatrix<unsigned char> bytes = permutation(16).cast<unsigned char>();
+    const auto ofFloats = [&](double percentile) {
+        float out = 0.0f;
+        makePercentileReducer(percentile)
+            ->reduce({floats.data(), 32, 32}, BlockAxis(1, 32, 0, 0, 32, 32), 0, 1, 0, &out);
+        return out;
+    };
+    const auto ofBytes = [&](double percentile) {
+        float out = 0.0f;
+        makePercentileReducer(percentile)
+            ->reduce({bytes.data(), 16, 16}, nullptr, BlockAxis(1, 16, 0, 0, 16, 16), 0, 1, 0, &out);
+        return out;
+    };
+    EXPECT_EQ(ofFloats(0.0), 0.0f);
+    EXPECT_EQ(ofFloats(0.5), 512.0f);
+    EXPECT_EQ(ofFloats(0.75), 768.0f);
+    EXPECT_EQ(ofFloats(1.0), 1023.0f);
+    EXPECT_EQ(ofBytes(0.0), 0.0f);
+    EXPECT_EQ(ofBytes(0.5), 128.0f);
+    EXPECT_EQ(ofBytes(0.75), 192.0f);
+    EXPECT_EQ(ofBytes(1.0), 255.0f);
+    floats.bottomRows(16).setConstant(-10000.0f);
+    floats(0, 0) = -10000.0f; // it was 0; 511 values of the upper half of the rows are left
+    std::vector<float> left(floats.data() + 1, floats.data() + 512);
+    std::sort(left.begin(), left.end());
+    EXPECT_EQ(ofFloats(0.5), left[256]);  // round(255.5)
+    EXPECT_EQ(ofFloats(0.75), left[383]); // round(383.25)
+}
+
+TEST(Percentiles, OfLargeBlocksTakeTwoValidPixels)
+{
+    const BlockAxis axis(6, 10.0, 0, 0, 10, 60);
+    PixelMatrix<float> floats = PixelMatrix<float>::Constant(10, 60, -10000.0f);
+    PixelMatrix<unsigned char> bytes = PixelMatrix<unsigned char>::Constant(10, 60, 77);
+    PixelMatrix<unsigned char> alpha = PixelMatrix<unsigned char>::Zero(10, 60);
+    const auto set = [&](Eigen::Index y, Eigen::Index x, int value) {
+        floats(y, x) = static_cast<float>(value);
+        bytes(y, x) = static_cast<unsigned char>(value);
+        alpha(y, x) = 1;
+    };
+    set(3, 14, 9); // one in block 1
+    set(9, 29, 5); // two in block 2
+    set(0, 20, 3);
+    set(0, 50, 255); // and in block 5
+    set(9, 59, 255);
+    const float expected[] = {-10000.0f, -10000.0f, 5.0f, -10000.0f, -10000.0f, 255.0f};
+    const PixelRows<unsigned char> alphaRows{alpha.data(), 60, 10};
+    float out[6];
+    makePercentileReducer(0.75)->reduce({floats.data(), 60, 10}, axis, 0, 6, 0, out);
+    for (int j = 0; j < 6; ++j)
+        EXPECT_EQ(out[j], expected[j]) << "floats, block " << j;
+    makePercentileReducer(0.75)->reduce({bytes.data(), 60, 10}, &alphaRows, axis, 0, 6, 0, out);
+    for (int j = 0; j < 6; ++j)
+        EXPECT_EQ(out[j], expected[j]) << "bytes, block " << j;
 }
 
 TEST(BlockReducers, MeansOfBytesEqualTheRunningMeanUpToTheLargestBlock)

@@ -105,6 +105,45 @@ void runLaneKernels(Rows& rows, Results& results)
     note(results["markUnordered"], bad);
 }
 
+void runSelections(Rows& rows, Results& results)
+{
+    namespace kernels = vexel::kernels;
+    const auto places = static_cast<std::ptrdiff_t>(1 + rows.below(255));
+    const auto bytes = rows.bytes(3 * places * lanes);
+    auto ranks = rows.bytes(lanes);
+    for (unsigned char& rank : ranks)
+        rank = static_cast<unsigned char>(rank % places);
+    std::vector<unsigned char> selected(lanes);
+    kernels::selectInLanes(bytes.data(), places, ranks.data(), selected.data());
+    note(results["selectInLanes"], selected);
+
+    kernels::countOpaque(bytes.data(), places, selected.data());
+    note(results["countOpaque"], selected);
+
+    std::vector<std::size_t> counts(static_cast<std::size_t>(kernels::quarters));
+    kernels::countAtLeast(bytes.data(), 3 * places, rows.bytes(kernels::quarters).data(), counts.data());
+    note(results["countAtLeast"], counts);
+
+    const auto width = static_cast<std::ptrdiff_t>(1 + rows.below(mostColumns));
+    auto row = rows.bytes(width);
+    kernels::raiseTransparent(rows.bytes(width).data(), row.data(), width);
+    note(results["raiseTransparent"], row);
+
+    std::vector<std::int32_t> keys(static_cast<std::size_t>(width));
+    const kernels::KeyRange range = kernels::orderedKeys(rows.floats(width).data(), keys.data(), width);
+    keys.push_back(range.lowest);
+    keys.push_back(range.highest);
+    note(results["orderedKeys"], keys);
+
+    auto values = rows.floats(places * lanes);
+    std::vector<std::uint8_t> valid(lanes);
+    std::vector<std::uint8_t> odd(lanes);
+    kernels::raiseMissing(values.data(), places, valid.data(), odd.data());
+    note(results["raiseMissing"], values);
+    note(results["raiseMissing"], valid);
+    note(results["raiseMissing"], odd);
+}
+
 void runGathers(Rows& rows, Results& results)
 {
     const auto length = static_cast<std::ptrdiff_t>(1 + rows.below(9));
@@ -220,6 +259,7 @@ Results runKernels()
     Results results;
     for (int round = 0; round < rounds; ++round) {
         runLaneKernels(rows, results);
+        runSelections(rows, results);
         runGathers(rows, results);
         runRowKernels(rows, results);
         runBlockKernels(rows, results);
