@@ -1,5 +1,6 @@
 """What is compared with what: rasters, strategies, and the command lines of the library's program and its peers."""
 
+import itertools
 import math
 import os
 import re
@@ -9,8 +10,14 @@ from pathlib import Path
 from measure import Contestant, Floor, environment_with, run, warm
 
 PIXEL_SIZE = 0.1
+KINDS = {"rgba": "RGBA", "elevation": "elevation"}
+LAYOUTS = {
+    "tiled": "one file in blocks of 512 × 512",
+    "striped": "one file in strips",
+    "grid": "a grid of tile files",
+}
 STRATEGIES = ("average", "median", "percentile75", "min", "max", "gauss", "warp")
-BLOCK_STRATEGIES = ("average", "median", "percentile75", "min", "max")
+IN_STRIPS = ("average", "median", "percentile75", "min", "max", "gauss")
 WARP_METHODS = {"median": "med", "percentile75": "q3", "min": "min", "max": "max"}
 
 
@@ -37,19 +44,25 @@ class Rasters:
         self._folder = folder
         self._program = programs / "benchmarks/vexel-bench-data"
 
-    def get(self, kind, layout, width, height, tile=0):
-        name = f"{kind}-{layout}-{width}x{height}" + (f"-{tile}" if layout == "grid" else "")
+    def get(self, kind, layout, width, height, tile=0, block=512):
+        """`tile` is the edge of a grid's files, `block` that of the blocks in a tiled file."""
+        name = f"{kind}-{layout}-{width}x{height}" + (f"-{tile}" if layout == "grid" else f"-{block}")
         path = self._folder / name / "raster.tif"
         raster = Raster(kind, layout, path, width, height)
         finished = path.parent / "finished"
         if not finished.exists():
             path.parent.mkdir(parents=True, exist_ok=True)
             command = [str(self._program), str(path), "--kind", kind, "--layout", layout]
-            command += ["--size", str(width), str(height)] + (["--tile", str(tile)] if layout == "grid" else [])
+            command += ["--size", str(width), str(height), "--block", str(block)]
+            command += ["--tile", str(tile)] if layout == "grid" else []
             run(command, environment_with("5%"))
             finished.touch()
         warm(raster.files())
         return raster
+
+
+def case_name(strategy, factor, kind, layout, width):
+    return f"{strategy}-{factor}-{kind}-{layout}-{width}"
 
 
 @dataclass(frozen=True)
@@ -60,7 +73,7 @@ class Case:
 
     @property
     def name(self):
-        return f"{self.strategy}-{self.factor}-{self.raster.kind}-{self.raster.layout}"
+        return case_name(self.strategy, self.factor, self.raster.kind, self.raster.layout, self.raster.width)
 
 
 def resolution(factor):
@@ -173,30 +186,19 @@ def peer(case, name, how, method, work):
     return Contestant(name, command, folder, pattern, links)
 
 
-def bar(case, peer_name):
-    """The ratio that is wanted."""
-    colour = case.raster.kind == "rgba"
-    if case.strategy == "average":
-        return 1.2
-    if case.strategy in ("median", "percentile75"):
-        return 3.0 if colour else 1.8
-    if case.strategy in ("min", "max"):
-        return 2.0 if colour else 1.3
-    if case.strategy == "gauss":
-        return 1.3 if peer_name == "vips" else 1.0
-    return 0.97
+def factors_of(strategy, layout, quick):
+    """Under `quick` one factor alone of strips and grids."""
+    if quick and layout != "tiled":
+        return (4,)
+    return (2, 4, 8, 16, 32) if strategy == "median" and layout == "tiled" else (2, 4, 8)
 
 
-def all_cases(rasters, size, quick, only):
-    """Every strategy, factor, kind of pixels and layout; under `quick` one factor alone of strips and grids."""
-    tile = max(8, size // 5 // 8 * 8)
+def all_cases(rasters, sizes, quick, only):
+    """Every size, kind of pixels, layout, strategy and factor."""
     wanted = re.compile(only)
-    for kind in ("rgba", "elevation"):
-        for layout in ("tiled", "striped", "grid"):
-            factors = (4,) if quick and layout != "tiled" else (2, 4, 8)
-            for strategy in STRATEGIES:
-                for factor in factors:
-                    if strategy == "warp" and layout == "grid":
-                        continue
-                    if wanted.search(f"{strategy}-{factor}-{kind}-{layout}"):
-                        yield Case(strategy, factor, rasters.get(kind, layout, size, size, tile))
+    for size, kind, layout, strategy in itertools.product(sizes, KINDS, LAYOUTS, STRATEGIES):
+        if strategy == "warp" and layout == "grid":
+            continue
+        for factor in factors_of(strategy, layout, quick):
+            if wanted.search(case_name(strategy, factor, kind, layout, size)):
+                yield Case(strategy, factor, rasters.get(kind, layout, size, size, tile=max(8, size // 5 // 8 * 8)))

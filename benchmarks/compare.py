@@ -5,79 +5,34 @@ Ours and theirs run in turn, under the same settings, on the same made-up raster
 """
 
 import argparse
+import datetime
+import itertools
 import re
 import tempfile
-from dataclasses import dataclass, field
 from pathlib import Path
 
 import cases
+import goals
 import report
-from agreement import Agreement, facts
-from measure import Usage, absolute, environment_with, in_turn, medians
+from agreement import compare as agree
+from agreement import facts
+from measure import absolute, environment_with, in_turn, medians
+from results import CacheSize, Comparison, FileCount, Memory, Results, Run, load
 
-CACHE = "5%"
-SMALL_CACHE = "64"
-
-
-@dataclass
-class Comparison:
-    """One case: ours, the floor if there is one, and the peers by their names."""
-
-    case: cases.Case
-    ours: Usage
-    floor: Usage | None
-    peers: dict
-
-    def against(self):
-        """Names of the peers that count: both of the Gaussian's, the faster one otherwise."""
-        if self.case.strategy == "gauss":
-            return list(self.peers)
-        return [min(self.peers, key=lambda name: self.peers[name].wall)]
-
-    def ratio(self, peer):
-        return self.peers[peer].wall / self.ours.wall
-
-
-@dataclass
-class FileCount:
-    """Ours and the strongest peer on a set of that many files."""
-
-    count: int
-    ours: Usage
-    peer_name: str
-    peer: Usage
-
-
-@dataclass
-class CacheSize:
-    cache: str
-    ours: Usage
-
-
-@dataclass
-class Memory:
-    what: str
-    ours: Usage
-    limit_mb: float
-
-
-@dataclass
-class Results:
-    options: argparse.Namespace
-    agreement: Agreement = field(default_factory=Agreement)
-    comparisons: list = field(default_factory=list)
-    file_counts: list = field(default_factory=list)
-    cache_sizes: list = field(default_factory=list)
-    memory: list = field(default_factory=list)
+# Small, since hardly any block is asked for twice.
+CACHE = "64"
 
 
 class Benchmark:
-    def __init__(self, options, rasters, work):
+    """Measures what the options ask for, and puts it into `results`."""
+
+    def __init__(self, options, rasters, work, results):
         self.options = options
         self.programs = absolute(options.bin)
         self.rasters = rasters
         self.work = work
-        self.results = Results(options)
+        self.results = results
+        self.environment = environment_with(CACHE)
 
     def wants(self, name):
         return re.search(self.options.only, name) is not None
@@ -87,22 +42,22 @@ class Benchmark:
         peers = cases.peers(case, self.work)
         # What warp writes is not compressed, by either: the floor is not its.
         floors = [] if case.strategy == "warp" else [cases.floor(case, self.programs, own)]
-        environment = environment_with(CACHE)
-        usages = in_turn([own, *peers, *floors], self.options.runs, environment)
+        usages = in_turn([own, *peers, *floors], self.options.runs, self.environment)
         theirs = {peer.name: usage for peer, usage in zip(peers, usages[1:])}
-        comparison = Comparison(case, usages[0], usages[-1] if floors else None, theirs)
-        self.check(case, own, peers, environment)
+        floor = usages[-1] if floors else None
+        comparison = Comparison(case, usages[0], floor, theirs, self.agreements(case, own, peers))
         for contestant in [own, *peers]:
             contestant.clear()
-        self.results.comparisons.append(comparison)
-        for name in comparison.against():
-            print(f"{case.name:32} {usages[0].wall:7.2f} s  {name:14} {theirs[name].wall:7.2f} s  "
-                  f"{comparison.ratio(name):5.2f}×  (wanted {cases.bar(case, name)}×)", flush=True)  # fmt: skip
+        self.results.comparisons[case.name] = comparison
+        for name, usage in theirs.items():
+            wanted = goals.wanted_ratio(case, name)
+            text = f"  (wanted {wanted}×)" if wanted else ""
+            print(f"{case.name:34} {comparison.ours.wall:7.2f} s  {name:14} {usage.wall:7.2f} s  "
+                  f"{comparison.ratio(name):5.2f}×{text}", flush=True)  # fmt: skip
 
-    def check(self, case, own, peers, environment):
-        ours = facts(own.outputs(), environment)
-        for peer in peers:
-            self.results.agreement.compare(case, ours, facts(peer.outputs(), environment), peer.name)
+    def agreements(self, case, own, peers):
+        ours = facts(own.outputs(), self.environment)
+        return [agree(case, ours, facts(peer.outputs(), self.environment), peer.name) for peer in peers]
 
     def count_files(self):
         """Sets of ever more small files. The peer that is faster on the smallest set stands for both on the others."""
@@ -111,44 +66,48 @@ class Benchmark:
             count = columns * rows
             case = cases.Case("average", 4, self.rasters.get("rgba", "grid", columns * 64, rows * 64, 64))
             if count == 10000:
-                self.measure_memory("average, factor 4, 10,000 files of 64 × 64 RGBA", case, 250)
+                self.measure_memory("10,000 files of 64 × 64 RGBA", case, goals.MEMORY)
                 if self.options.quick:
                     return
             own = cases.ours(case, self.programs, self.work)
             peers = cases.peers(case, self.work, only=fastest)
-            usages = in_turn([own, *peers], self.options.runs, environment_with(SMALL_CACHE))
+            usages = in_turn([own, *peers], self.options.runs, self.environment)
             for contestant in [own, *peers]:
                 contestant.clear()
             theirs, fastest = min(zip(usages[1:], (peer.name for peer in peers)), key=lambda pair: pair[0].wall)
-            self.results.file_counts.append(FileCount(count, usages[0], fastest, theirs))
+            self.results.file_counts[count] = FileCount(count, usages[0], fastest, theirs)
             print(f"{count} files: {usages[0].wall:.2f} s, {fastest} {theirs.wall:.2f} s", flush=True)
 
     def vary_cache(self):
-        size = self.options.size
+        size = self.options.size[-1]
         case = cases.Case("average", 4, self.rasters.get("rgba", "tiled", size, size))
         own = cases.ours(case, self.programs, self.work)
         caches = ("16", "64", "5%")
         turns = [in_turn([own], 1, environment_with(cache)) for _ in range(self.options.runs) for cache in caches]
         for i, cache in enumerate(caches):
             usages = [turn[0] for turn in turns[i :: len(caches)]]
-            self.results.cache_sizes.append(CacheSize(cache, medians(usages)))
+            self.results.cache_sizes[cache] = CacheSize(cache, medians(usages))
         own.clear()
 
     def measure_memory(self, what, case, limit_mb):
         own = cases.ours(case, self.programs, self.work)
-        usage = in_turn([own], 1, environment_with(SMALL_CACHE))[0]
+        usage = own.measure(self.environment)
         own.clear()
-        self.results.memory.append(Memory(what, usage, limit_mb))
-        print(f"{what}: {usage.peak_mb:.0f} MB, {usage.wall:.1f} s", flush=True)
+        memory = Memory(what, case.strategy, case.factor, usage, limit_mb)
+        self.results.memory[memory.name] = memory
+        print(f"{memory.name}: {usage.peak_mb:.0f} MB, {usage.wall:.1f} s", flush=True)
 
     def measure_huge(self):
-        wide = self.rasters.get("rgba", "tiled", 60000, 4000)
-        for strategy in cases.BLOCK_STRATEGIES:
-            self.measure_memory(f"{strategy}, factor 4, 60,000 × 4,000 RGBA", cases.Case(strategy, 4, wide), 250)
+        """Of rasters that are far larger than what the library may take."""
+        for kind, block, factors in (("rgba", 512, (2, 4, 8)), ("elevation", 512, (2, 4, 8)), ("rgba", 1024, (4,))):
+            wide = self.rasters.get(kind, "tiled", 60000, 4000, block=block)
+            what = f"60,000 × 4,000, {cases.KINDS[kind]} in blocks of {block} × {block}"
+            for strategy, factor in itertools.product(cases.IN_STRIPS, factors):
+                self.measure_memory(what, cases.Case(strategy, factor, wide), goals.MEMORY)
         sparse = self.rasters.get("sparse", "tiled", 100000, 100000)
-        for strategy, limit_mb in (("average", 400), ("gauss", 1500)):
-            what = f"{strategy}, factor 8, 100,000 × 100,000 sparse bytes"
-            self.measure_memory(what, cases.Case(strategy, 8, sparse), limit_mb)
+        for strategy in cases.IN_STRIPS:
+            what = "100,000 × 100,000 bytes, nearly all of them missing in the file"
+            self.measure_memory(what, cases.Case(strategy, 8, sparse), goals.MEMORY_OF_LARGEST)
 
     def run(self):
         options = self.options
@@ -160,35 +119,67 @@ class Benchmark:
             self.vary_cache()
         if self.wants("memory") and (options.memory or not options.quick):
             self.measure_huge()
-        return self.results
+
+
+def sizes(text):
+    return sorted(int(word) for word in text.split(","))
 
 
 def parse():
     parser = argparse.ArgumentParser(prog="scripts/bench", description=__doc__)
-    parser.add_argument("--size", type=int, help="edge of the rasters in pixels [10000, with --quick 4000]")
+    parser.add_argument("--size", type=sizes, metavar="N[,N]...",
+                        help="edges of the rasters in pixels; sets and cache take the largest [10000, with --quick "
+                             "4000]")  # fmt: skip
     parser.add_argument("--quick", action="store_true", help="smaller rasters, and a third of the cases: ten minutes")
     parser.add_argument("--only", default="", metavar="REGEX",
-                        help="cases like median-4-rgba-tiled (or sets, cache, memory) that match")  # fmt: skip
+                        help="cases like median-4-rgba-tiled-10000 (or sets, cache, memory) that match")  # fmt: skip
     parser.add_argument("--runs", type=int, default=3, help="runs of each program; medians count [3]")
     parser.add_argument("--memory", action="store_true", help="peak memory on huge rasters with --quick too")
-    parser.add_argument("--out", default="docs/performance.md", help="the report; its chart goes beside it")
+    parser.add_argument("--out", default="docs/performance.md", help="the report; its chart goes next to it")
+    parser.add_argument("--add-to", metavar="FILE",
+                        help="where to keep what is measured, so that several runs make one report; the newest run "
+                             "of a case counts")  # fmt: skip
+    parser.add_argument("--report-only", action="store_true", help="write the report from the file of --add-to alone")
     parser.add_argument("--keep", metavar="DIR", help="where to make the rasters, and to find them the next time")
     parser.add_argument("--bin", default="build/release", help="build folder of the programs")
     options = parser.parse_args()
-    options.size = options.size or (4000 if options.quick else 10000)
+    options.size = options.size or [4000 if options.quick else 10000]
+    if options.report_only and not options.add_to:
+        parser.error("--report-only needs --add-to")
     return options
+
+
+def run_line(options):
+    """The options that decide what is measured, for the report."""
+    words = ["--size", ",".join(map(str, options.size))]
+    words += ["--quick"] * options.quick + ["--memory"] * options.memory
+    words += ["--only", f"'{options.only}'"] if options.only else []
+    return " ".join([*words, "--runs", str(options.runs)])
+
+
+def measure(options, results):
+    results.runs.append(Run(datetime.date.today(), run_line(options), options.runs))
+    if options.keep:
+        Path(options.keep).mkdir(parents=True, exist_ok=True)
+    with tempfile.TemporaryDirectory(prefix="vexel-bench-", dir=options.keep) as work:
+        rasters = cases.Rasters(absolute(options.keep or work), absolute(options.bin))
+        try:
+            Benchmark(options, rasters, absolute(work), results).run()
+        finally:
+            if options.add_to:
+                results.save(Path(options.add_to))
 
 
 def main():
     options = parse()
-    if options.keep:
-        Path(options.keep).mkdir(parents=True, exist_ok=True)
-    with tempfile.TemporaryDirectory(prefix="vexel-bench-", dir=options.keep) as work:
-        data = Path(options.keep or work)
-        results = Benchmark(options, cases.Rasters(absolute(data), absolute(options.bin)), absolute(work)).run()
+    results = load(Path(options.add_to)) if options.add_to else Results()
+    if not options.report_only:
+        measure(options, results)
     report.write(results, Path(options.out))
-    for complaint in results.agreement.complaints:
-        print(f"not the same work: {complaint}")
+    for comparison in results.comparisons.values():
+        for agreement in comparison.agreements:
+            if agreement.complaint:
+                print(f"not the same work: {agreement.complaint}")
 
 
 if __name__ == "__main__":

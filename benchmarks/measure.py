@@ -47,23 +47,26 @@ class Contestant:
     def __init__(self, name, command, folder, pattern, links=()):
         """`pattern` is that of the finished files below `folder`; `links` are files that are to be found there."""
         self.name = name
-        self._command = command
-        self._folder = folder
-        self._pattern = pattern
+        self.command = command
+        self.folder = folder
+        self.pattern = pattern
         self._links = links
 
     def measure(self, environment):
+        self.prepare()
+        return run(self.command, environment)
+
+    def prepare(self):
         self.clear()
-        self._folder.mkdir(parents=True)
+        self.folder.mkdir(parents=True)
         for file in self._links:
-            (self._folder / file.name).symlink_to(file)
-        return run(self._command, environment)
+            (self.folder / file.name).symlink_to(file)
 
     def outputs(self):
-        return sorted(self._folder.glob(self._pattern))
+        return sorted(self.folder.glob(self.pattern))
 
     def clear(self):
-        shutil.rmtree(self._folder, ignore_errors=True)
+        shutil.rmtree(self.folder, ignore_errors=True)
 
 
 class Floor:

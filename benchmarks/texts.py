@@ -1,0 +1,86 @@
+"""The prose of docs/performance.md. Figures are in the tables that the program makes, not here."""
+
+INTRODUCTION = """\
+How long does `vexel-downsample` take compared with GDAL's and libvips' own programs, and how much memory does it need?
+`scripts/bench` measures that and writes this page. Run it to see the figures of your machine."""
+
+RATIO = """\
+Each time is that of a whole run at factor {factor}, on {size} pixels in one tiled file, with {processors} processors:
+decode the raster, reduce it, and write a compressed GeoTIFF. The best peer is the fastest program that does the same
+work. Ratios are its time divided by ours: at 2 you wait half as long, and below 1 the peer is faster."""
+
+MOST_MEMORY = """\
+The peak is {wide} MB on rasters up to 60,000 pixels wide, and {largest} MB on 100,000 × 100,000 pixels, without
+`warp`."""
+
+CHART = """\
+![Ratios by strategy, factor and data on tiled files]({chart})
+
+The mark on a bar is the ratio that we want. Bars of the other colour fall short of it."""
+
+SETTINGS = """\
+Every time is the median of {repeats} runs, with the program and its peers in turn. The input is in the page cache. All
+programs run with `GDAL_NUM_THREADS=ALL_CPUS` and `GDAL_CACHEMAX=64`, and write GeoTIFF with LZW and a predictor (2 for
+bytes, 3 for floats), RGBA as RGB with alpha. CPU is the user and system time of the process and all that it starts.
+Peak memory is the largest of any run and process, in 10⁶ bytes.
+
+The *floor* is the work that no program can avoid: decode every block of the input once, and encode the finished output
+once. GDAL does both, with the same threads, in the same turns as the others. The floor counts from the first block,
+while ours counts from the start of the process. A case within 1.1 times the floor counts as met, whatever its peer
+takes, because there is hardly anything left to save.
+
+The rasters are made up. RGBA is a picture with fields, edges, grain and a transparent border, and LZW packs it to about
+six tenths. Elevation has one band of floats, with a twentieth of it declared as no-data -10000. Pixels are 0.1 m."""
+
+AGREEMENT = """\
+{alike} of {pairs} pairs of outputs have the same size and agree in their mean. The means of the first band differ by at
+most {rgba:.2f} grey levels and {elevation:.2f} m. Those of the Gaussian on elevation are not compared, because it blurs
+no-data like other values."""
+
+PEERS = """\
+### What the peers do
+
+| Strategy | Peer | Difference |
+|---|---|---|
+| `average` | `gdaladdo -r average` (to a separate file); `gdal_translate -r average`, without a goal | only rounding |
+| `median` | `gdalwarp -r med` | of two middle values it takes the lower one, we take the upper one |
+| `percentile75` | `gdalwarp -r q3` | takes the next lower rank than we do where the quarter is a whole number |
+| `min`, `max` | `gdalwarp -r min`, `gdalwarp -r max` | our `min` of a block whose first pixel is no-data is no-data |
+| `gauss` | `gdaladdo -r gauss` | a kernel of 3 to 7 pixels, far smaller than ours, which leaves out no-data |
+| `gauss` | `vips gaussblur` of the same sigma, then `vips subsample` | a kernel cut at a fifth of its height, with \
+no-data as values like others; the blurred raster is stored once, uncompressed |
+| `warp` | `gdalwarp -r cubicspline` with the library's arguments | none: neither output is compressed |
+
+`gdalwarp` runs with `-multi -wo NUM_THREADS=ALL_CPUS -wm 500`. On a grid of tile files, a peer is one process per file,
+as many at a time as there are processors, by `xargs -P`. That is faster than one process over a virtual mosaic. Ours is
+one process that reads the whole set and writes one set. `gaussalias` is the same as `gauss`, and `warp` works on single
+files only."""
+
+SLOW = """\
+These cases are slower than we want. *Needed* is the time that would meet the goal. *Beyond the floor* is the part of
+our time that could be saved, because it is neither decoding the input nor encoding the output. If the needed time is
+below the floor, no program can reach it."""
+
+REASONS = """\
+Where does that time go?
+
+- **Everybody decodes and encodes.** Where the peer takes little more than the floor, as it often does on elevation,
+  nobody can be much faster than the peer.
+- **Peers encode while they decode.** Ours writes an uncompressed working file first and completes the output at the
+  end, so that you have the whole output or none, however the process ends. Then it waits until the disk has the data,
+  while the peers leave that to the system.
+- **A strip of the finished file is one row**, as GDAL does by default. GDAL hands strips to its threads one at a time,
+  so not all processors are busy while it encodes.
+- **Start and check.** Loading GDAL takes every program some hundredths of a second, and ours opens its output again at
+  the end to see that it is whole. If your rasters are small, you notice both."""
+
+LARGE = """\
+These need more memory than we want."""
+
+MEMORY = "In 10⁶ bytes."
+
+SMALL_FILES = """\
+`average` at factor 4 of sets of tile files with 64 × 64 RGBA pixels each. The peer is one process per file, by
+`xargs -P`."""
+
+SMALL_CACHES = "`average` at factor 4 of the tiled RGBA file, with several sizes of GDAL's block cache."
