@@ -13,6 +13,10 @@ def ratio(value):
     return f"{value:.2f}×"
 
 
+def percent(share):
+    return f"{100 * share:.0f} %"
+
+
 def size(raster):
     return f"{raster.width:,} × {raster.height:,}"
 

@@ -14,6 +14,7 @@ from pathlib import Path
 import cases
 import goals
 import report
+import threads
 from agreement import compare as agree
 from agreement import facts
 from measure import absolute, environment_with, in_turn, medians
@@ -109,6 +110,24 @@ class Benchmark:
             what = "100,000 × 100,000 bytes, nearly all of them missing in the file"
             self.measure_memory(what, cases.Case(strategy, 8, sparse), goals.MEMORY_OF_LARGEST)
 
+    def measure_threads(self, kind):
+        size = self.options.size[-1]
+        names = {s: cases.case_name(s, threads.FACTOR, kind, "tiled", size) for s in cases.STRATEGIES}
+        strategies = [strategy for strategy, name in names.items() if self.wants(f"threads-{name}")]
+        if not strategies:
+            return
+        raster = self.rasters.get(kind, "tiled", size, size)
+        for strategy in strategies:
+            case = cases.Case(strategy, threads.FACTOR, raster)
+            own = cases.ours(case, self.programs, self.work)
+            scaling = threads.scale(case, own, self.environment, self.options.runs)
+            self.results.scaling[case.name] = scaling
+            print(f"{case.name:34} {scaling.one.wall:7.2f} s on one processor, {scaling.all.wall:.2f} s on "
+                  f"{scaling.processors}: {scaling.speedup:.2f}×", flush=True)  # fmt: skip
+        own = cases.ours(cases.Case("average", threads.FACTOR, raster), self.programs, self.work)
+        self.results.limits[kind] = threads.limit_of_machine(own, self.environment, self.options.runs)
+        print(f"{'at most, on ' + kind:34} {self.results.limits[kind]:.2f}×", flush=True)
+
     def run(self):
         options = self.options
         for case in cases.all_cases(self.rasters, options.size, options.quick, options.only):
@@ -119,6 +138,11 @@ class Benchmark:
             self.vary_cache()
         if self.wants("memory") and (options.memory or not options.quick):
             self.measure_huge()
+        if options.threads and not threads.can_be_measured():
+            print("threads: left out, because there is one processor alone, or no taskset (util-linux)")
+        elif options.threads:
+            for kind in cases.KINDS:
+                self.measure_threads(kind)
 
 
 def sizes(text):
@@ -128,13 +152,15 @@ def sizes(text):
 def parse():
     parser = argparse.ArgumentParser(prog="scripts/bench", description=__doc__)
     parser.add_argument("--size", type=sizes, metavar="N[,N]...",
-                        help="edges of the rasters in pixels; sets and cache take the largest [10000, with --quick "
-                             "4000]")  # fmt: skip
+                        help="edges of the rasters in pixels; sets, cache and threads take the largest [10000, with "
+                             "--quick 4000]")  # fmt: skip
     parser.add_argument("--quick", action="store_true", help="smaller rasters, and a third of the cases: ten minutes")
     parser.add_argument("--only", default="", metavar="REGEX",
-                        help="cases like median-4-rgba-tiled-10000 (or sets, cache, memory) that match")  # fmt: skip
+                        help="cases like median-4-rgba-tiled-10000 or threads-median-4-rgba-tiled-10000 (or sets, "
+                             "cache, memory) that match")  # fmt: skip
     parser.add_argument("--runs", type=int, default=3, help="runs of each program; medians count [3]")
     parser.add_argument("--memory", action="store_true", help="peak memory on huge rasters with --quick too")
+    parser.add_argument("--threads", action="store_true", help="each strategy on one processor and on all, too")
     parser.add_argument("--out", default="docs/performance.md", help="the report; its chart goes next to it")
     parser.add_argument("--add-to", metavar="FILE",
                         help="where to keep what is measured, so that several runs make one report; the newest run "
@@ -152,7 +178,7 @@ def parse():
 def run_line(options):
     """The options that decide what is measured, for the report."""
     words = ["--size", ",".join(map(str, options.size))]
-    words += ["--quick"] * options.quick + ["--memory"] * options.memory
+    words += ["--quick"] * options.quick + ["--memory"] * options.memory + ["--threads"] * options.threads
     words += ["--only", f"'{options.only}'"] if options.only else []
     return " ".join([*words, "--runs", str(options.runs)])
 

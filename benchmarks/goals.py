@@ -38,6 +38,10 @@ NEAR_FLOOR = 1.1
 MEMORY = 250
 MEMORY_OF_LARGEST = 400
 
+# How many times as fast two processors are as one.
+TWO_PROCESSORS = 1.8
+
+
 @dataclass(frozen=True)
 class Verdict:
     """`text` is what is wanted, whether it is met, and by how much."""
@@ -94,11 +98,20 @@ def judge_memory(memory):
     return Verdict(met, f"{memory.limit_mb}: {met_or_not(met)}, {distance(peak, memory.limit_mb)}")
 
 
+def judge_speedup(scaling):
+    """Nothing is wanted of other numbers of processors, and of the warp."""
+    if scaling.processors != 2 or scaling.case.strategy == "warp":
+        return NOTHING_WANTED
+    met = scaling.speedup >= TWO_PROCESSORS
+    return Verdict(met, f"{TWO_PROCESSORS}×: {met_or_not(met)}, {distance(scaling.speedup, TWO_PROCESSORS)}")
+
+
 def all_verdicts(results):
-    """Lists of what is wanted of speed and of memory."""
+    """Lists of what is wanted of speed, memory, and the gain of more processors."""
     speed = [judge_ratio(c, peer) for c in results.comparisons.values() for peer in c.peers]
     memory = [judge_memory(m) for m in results.all_memory()]
-    return [[verdict for verdict in verdicts if verdict != NOTHING_WANTED] for verdicts in (speed, memory)]
+    gain = [judge_speedup(s) for s in results.scaling.values()]
+    return [[verdict for verdict in verdicts if verdict != NOTHING_WANTED] for verdicts in (speed, memory, gain)]
 
 
 def count_met(verdicts):

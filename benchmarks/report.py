@@ -11,6 +11,7 @@ import cases
 import chart
 import fulltables
 import goals
+import scaling
 import shortfalls
 import summary
 import texts
@@ -64,6 +65,8 @@ def sections(results, drawing):
     yield from summary.sections(results, drawing)
     yield from method(results)
     yield from shortfalls.sections(results)
+    if results.scaling:
+        yield from scaling.sections(results)
     yield from fulltables.sections(results)
 
 

@@ -75,6 +75,8 @@ class Results:
     file_counts: dict = field(default_factory=dict)
     cache_sizes: dict = field(default_factory=dict)
     memory: dict = field(default_factory=dict)
+    scaling: dict = field(default_factory=dict)
+    limits: dict = field(default_factory=dict)
     runs: list = field(default_factory=list)
 
     def all_memory(self):

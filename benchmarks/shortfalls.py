@@ -2,7 +2,7 @@
 
 import goals
 import texts
-from cells import ratio, seconds, table
+from cells import percent, ratio, seconds, table
 
 
 def slow_rows(comparisons):
@@ -24,6 +24,19 @@ def slow_rows(comparisons):
         ]
 
 
+def serial_rows(results):
+    for s in results.scaling.values():
+        if goals.judge_speedup(s).met:
+            continue
+        yield [
+            f"`{s.case.name}`",
+            ratio(s.speedup),
+            f"{goals.TWO_PROCESSORS}×",
+            ratio(results.limits[s.case.raster.kind]),
+            *(percent(s.shares.of(state)) for state in ("alone", "single", "nobody")),
+        ]
+
+
 def large_rows(memory):
     for m in memory:
         if not goals.judge_memory(m).met:
@@ -37,6 +50,11 @@ def tables(results):
         header = ["Case", "Peer", "Ratio", "Wanted", "Ours, s", "Needed, s", "Floor, s", "Ours beyond the floor, s"]
         yield table(header, slow)
         yield texts.REASONS
+    serial = list(serial_rows(results))
+    if serial:
+        yield texts.SERIAL
+        header = ["Case", "Speed-up", "Wanted", "Processors can gain", "Calling thread alone", "Another alone", "None"]
+        yield table(header, serial)
     large = list(large_rows(results.all_memory()))
     if large:
         yield texts.LARGE

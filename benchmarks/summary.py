@@ -6,7 +6,7 @@ import cases
 import chart
 import goals
 import texts
-from cells import ratio, seconds, size, table
+from cells import ratio, seconds, size, span, table
 
 # The table has the times at one factor, and ratios at several.
 MAIN_FACTOR = 4
@@ -58,17 +58,26 @@ def memory_text(results):
     return texts.MOST_MEMORY.format(wide=f"{peaks[0]:.0f}", largest=f"{peaks[1]:.0f}")
 
 
+def gain_text(results):
+    gains = [s for s in results.scaling.values() if s.case.strategy != "warp"]
+    if not gains:
+        return ""
+    return texts.GAIN.format(processors=gains[0].processors, gains=span([s.speedup for s in gains], "{:.1f}".format))
+
+
 def in_short(results):
-    """A sentence each on speed and memory."""
-    speed, memory = goals.all_verdicts(results)
+    """A sentence each on goals, memory, and processors."""
+    speed, memory, gain = goals.all_verdicts(results)
     lines = []
     if speed:
         lines.append(f"- **Speed.** {goals.count_met(speed)} goals are met.")
     if memory:
         lines.append(f"- **Memory.** {goals.count_met(memory)} goals are met. {memory_text(results)}".rstrip())
+    if gain:
+        lines.append(f"- **Processors.** {goals.count_met(gain)} goals are met. {gain_text(results)}")
     if lines:
         yield "\n".join(lines)
-    if not all(verdict.met for verdict in [*speed, *memory]):
+    if not all(verdict.met for verdict in [*speed, *memory, *gain]):
         yield "You find the others, and the reasons, below under *What falls short*."
 
 

@@ -1,8 +1,9 @@
 """The prose of docs/performance.md. Figures are in the tables that the program makes, not here."""
 
 INTRODUCTION = """\
-How long does `vexel-downsample` take compared with GDAL's and libvips' own programs, and how much memory does it need?
-`scripts/bench` measures that and writes this page. Run it to see the figures of your machine."""
+How long does `vexel-downsample` take compared with GDAL's and libvips' own programs, how much memory does it need, and
+what does another processor gain? `scripts/bench` measures that and writes this page. Run it to see the figures of your
+machine."""
 
 RATIO = """\
 Each time is that of a whole run at factor {factor}, on {size} pixels in one tiled file, with {processors} processors:
@@ -12,6 +13,8 @@ work. Ratios are its time divided by ours: at 2 you wait half as long, and below
 MOST_MEMORY = """\
 The peak is {wide} MB on rasters up to 60,000 pixels wide, and {largest} MB on 100,000 × 100,000 pixels, without
 `warp`."""
+
+GAIN = "{processors} processors make it {gains} times as fast as one, without `warp`."
 
 CHART = """\
 ![Ratios by strategy, factor and data on tiled files]({chart})
@@ -74,8 +77,41 @@ Where does that time go?
 - **Start and check.** Loading GDAL takes every program some hundredths of a second, and ours opens its output again at
   the end to see that it is whole. If your rasters are small, you notice both."""
 
+SERIAL = """\
+These cases gain less from the second processor than we want. The last columns are shares of the time on the clock in
+which at most one thread runs. The section *More processors* shows which phases they belong to."""
+
 LARGE = """\
 These need more memory than we want."""
+
+SCALING = """\
+How much faster does it get with more processors? Each strategy ran at factor {factor} on one processor (`taskset -c 0`,
+so that GDAL and OpenMP use one thread) and on all {processors}, in turn. The serial share follows from the speed-up S
+on N processors by Amdahl's law: it is 1 - p, with p = (1 - 1/S) / (1 - 1/N)."""
+
+EXTRAPOLATION = """\
+The columns for {more} processors are not measured. They assume that the serial share takes as long as it does here, and
+that everything else spreads evenly over any number of processors. For that, memory, caches and the disk must keep up,
+and each request must have enough blocks for all of GDAL's threads. You should expect less."""
+
+LIMIT = """\
+Processors share caches and memory, so even independent work is slower on all of them at once. By the CPU time of
+independent runs of `average`, one pinned to each of {processors} processors, compared with a run alone, all of them
+together can gain at most {limits}. The serial share includes this loss."""
+
+BUSY = """\
+### Who is busy
+
+Where does the serial share come from? In further runs on all processors, the states of all threads in `/proc` were
+sampled every few milliseconds, with `OMP_WAIT_POLICY=passive` so that a thread without work does not look busy. The
+calling thread transfers pixels between GDAL's cache and the strips, writes the working file and completes the output.
+GDAL's threads decode and encode, and OpenMP's threads reduce. *Alone* is the share of the time on the clock in which
+only the calling thread runs. *Others* is the share in which it waits for a single thread, or for the disk."""
+
+PARTS = """\
+If `perf` is installed, it shows what the calling thread does while it runs alone. These are shares of the time on the
+clock, by the library whose code runs. Copying is in GDAL and the C library. Writing files and clearing new memory are
+in the kernel. Loading the program is among the others."""
 
 MEMORY = "In 10⁶ bytes."
 
