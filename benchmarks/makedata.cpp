@@ -1,5 +1,6 @@
 // Makes the rasters that the benchmarks work on, the same bytes of pixels on every machine:
 // vexel-bench-data OUTPUT --kind rgba|elevation|sparse --layout tiled|striped|grid --size W [H] [--tile N]
+//                 [--block N]
 //
 // A grid is a set of tile files OUTPUT_x_y.tif, counted from 1. Memory is bounded by one row of blocks.
 
@@ -23,7 +24,6 @@
 
 namespace {
 
-constexpr int blockSize = 512;
 constexpr double pixelSize = 0.1;
 constexpr double west = 500000.0;
 constexpr double north = 5300000.0;
@@ -35,6 +35,7 @@ struct Arguments
     std::string layout = "tiled";
     std::vector<int> size = {10000};
     int tile = 2000;
+    int block = 512;
 
     int width() const { return size.front(); }
     int height() const { return size.back(); }
@@ -75,10 +76,11 @@ Format formatOf(const Arguments& arguments)
         format.options.push_back("SPARSE_OK=TRUE");
     }
     const bool tiled =
-        arguments.layout == "tiled" || (arguments.layout == "grid" && arguments.tile > blockSize);
+        arguments.layout == "tiled" || (arguments.layout == "grid" && arguments.tile > arguments.block);
+    const std::string edge = std::to_string(arguments.block);
     if (tiled)
-        format.options.insert(format.options.end(), {"TILED=YES", "BLOCKXSIZE=" + std::to_string(blockSize),
-                                                     "BLOCKYSIZE=" + std::to_string(blockSize)});
+        format.options.insert(format.options.end(),
+                              {"TILED=YES", "BLOCKXSIZE=" + edge, "BLOCKYSIZE=" + edge});
     return format;
 }
 
@@ -167,13 +169,15 @@ void writeRows(const FileRow& target, const Format& format, int y, int rows, std
     }
 }
 
-void fill(const FileRow& target, const Format& format, int width, const MakeRow& makeRow)
+void fill(const FileRow& target, const Format& format, const Arguments& arguments, const MakeRow& makeRow)
 {
-    const std::size_t rowBytes = static_cast<std::size_t>(width) * static_cast<std::size_t>(format.bands) *
+    const std::size_t rowBytes = static_cast<std::size_t>(arguments.width()) *
+                                 static_cast<std::size_t>(format.bands) *
                                  static_cast<std::size_t>(GDALGetDataTypeSizeBytes(format.type));
-    std::vector<std::uint8_t> pixels(rowBytes * static_cast<std::size_t>(std::min(blockSize, target.height)));
-    for (int y = 0; y < target.height; y += blockSize) {
-        const int rows = std::min(blockSize, target.height - y);
+    std::vector<std::uint8_t> pixels(rowBytes *
+                                     static_cast<std::size_t>(std::min(arguments.block, target.height)));
+    for (int y = 0; y < target.height; y += arguments.block) {
+        const int rows = std::min(arguments.block, target.height - y);
 #pragma omp parallel for schedule(dynamic, 8)
         for (int i = 0; i < rows; ++i)
             makeRow(target.y + y + i, pixels.data() + static_cast<std::size_t>(i) * rowBytes);
@@ -187,7 +191,7 @@ void makeSingleFile(const Arguments& arguments)
     const Extent whole{0, 0, arguments.width(), arguments.height()};
     FileRow row{0, arguments.height(), {}, {whole}};
     row.files.push_back(create(arguments.output, format, whole, projection()));
-    fill(row, format, arguments.width(), rowsOf(arguments));
+    fill(row, format, arguments, rowsOf(arguments));
 }
 
 std::string tilePath(const std::string& path, int column, int row)
@@ -211,7 +215,7 @@ void makeGrid(const Arguments& arguments)
             row.files.push_back(create(tilePath(arguments.output, x / tile, y / tile), format, extent, wkt));
             row.extents.push_back(extent);
         }
-        fill(row, format, arguments.width(), makeRow);
+        fill(row, format, arguments, makeRow);
     }
 }
 
@@ -226,8 +230,8 @@ void makeSparse(const Arguments& arguments)
     const texture::Orthophoto photo(patchSize, patchSize);
     std::vector<std::uint8_t> pixels(std::size_t{patchSize} * patchSize);
     for (int patch = 0; patch < across * down; ++patch) {
-        const int x = arguments.width() / across * (patch % across) / blockSize * blockSize;
-        const int y = arguments.height() / down * (patch / across) / blockSize * blockSize;
+        const int x = arguments.width() / across * (patch % across) / arguments.block * arguments.block;
+        const int y = arguments.height() / down * (patch / across) / arguments.block * arguments.block;
         const int columns = std::min(patchSize, arguments.width() - x);
         const int rows = std::min(patchSize, arguments.height() - y);
         for (int i = 0; i < rows; ++i)
@@ -265,6 +269,8 @@ void declareArguments(CLI::App& app, Arguments& arguments)
         ->check(CLI::Range(1, 1000000));
     app.add_option("--tile", arguments.tile, "edge of a grid's files in pixels")
         ->check(CLI::Range(1, 1000000));
+    app.add_option("--block", arguments.block, "edge of the blocks in pixels, a multiple of 16")
+        ->check(CLI::Range(16, 16384));
 }
 
 } // namespace
