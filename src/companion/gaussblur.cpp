@@ -16,7 +16,7 @@ void gauss_iir2d(PixelMatrix<float>& m, float sigma, int n)
     if (!(sigma >= smallest) || m.size() == 0)
         return;
     const GaussRecursion recursion(sigma, n);
-    const ImagePart<float> image{m.data(), m.rows(), m.cols(), m.cols()};
+    const ImagePart image{m.data(), m.rows(), m.cols(), m.cols()};
     recursion.filterColumns(image);
     recursion.filterRows(image);
 }

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <complex>
+#include <vector>
 
 #ifdef __SSE2__
 #include <xmmintrin.h>
@@ -16,19 +17,16 @@ namespace {
 
 using Coefficients = GaussRecursion::Coefficients;
 
-/// Rows that are filtered side by side, one a vector lane. A multiple of every vector width, and a cache line
-/// of floats.
-constexpr std::ptrdiff_t lanes = 16;
+/// Columns that are filtered side by side, and rows of them that are filtered at a time: 64 KiB of forward responses.
+/// The states in front of each so many rows take as much as eight columns.
+constexpr std::ptrdiff_t columnsAtATime = 128;
+constexpr std::ptrdiff_t rowsAtATime = 128;
 
-/// Columns that are filtered side by side: their states stay in the nearest cache.
-constexpr std::ptrdiff_t columnsAtATime = 512;
+/// Rows that are turned into columns to be filtered side by side, one a vector lane. A multiple of every vector width,
+/// and a cache line of floats.
+constexpr std::ptrdiff_t rowsTurned = 16;
 
-/// The same where they are, and how many rows of them: 64 KiB of forward responses. The states in front of so many rows
-/// take as much as eight columns.
-constexpr std::ptrdiff_t columnsInPlace = 128;
-constexpr std::ptrdiff_t rowsInPlace = 128;
-
-/// Columns of `lanes` rows that are turned at a time: they stay in the nearest cache.
+/// Columns of so many rows that are turned at a time: they stay in the nearest cache.
 constexpr std::ptrdiff_t columnsTurned = 64;
 
 /// How long before they are needed rows are asked for.
@@ -85,8 +83,8 @@ struct States
 };
 
 /// The states after a row of samples has been the input for ever.
-template <std::size_t M, std::ptrdiff_t N, class T>
-VEXEL_ALWAYS_INLINE void settleOn(const T* __restrict samples, std::ptrdiff_t lines,
+template <std::size_t M, std::ptrdiff_t N>
+VEXEL_ALWAYS_INLINE void settleOn(const float* __restrict samples, std::ptrdiff_t lines,
                                   const Coefficients* modes, States<M, N>& states)
 {
     for (std::size_t k = 0; k < M; ++k)
@@ -132,29 +130,12 @@ VEXEL_ALWAYS_INLINE float smoothOfLine(float forward, std::ptrdiff_t line, const
 }
 
 /// Feeds one sample a line.
-template <std::size_t M, std::ptrdiff_t N, class T>
-VEXEL_ALWAYS_INLINE void feed(const T* __restrict samples, std::ptrdiff_t lines, const Coefficients* modes,
-                              States<M, N>& states)
+template <std::size_t M, std::ptrdiff_t N>
+VEXEL_ALWAYS_INLINE void feed(const float* __restrict samples, std::ptrdiff_t lines,
+                              const Coefficients* modes, States<M, N>& states)
 {
     for (std::ptrdiff_t line = 0; line < lines; ++line)
         feedLine(static_cast<double>(samples[line]), line, modes, states);
-}
-
-template <std::size_t M, std::ptrdiff_t N>
-VEXEL_ALWAYS_INLINE void respondForward(std::ptrdiff_t lines, const Coefficients* modes,
-                                        const States<M, N>& states, float* __restrict forward)
-{
-    for (std::ptrdiff_t line = 0; line < lines; ++line)
-        forward[line] = forwardOfLine(line, modes, states);
-}
-
-/// @param smooth the forward response before, the sum of both directions afterwards.
-template <std::size_t M, std::ptrdiff_t N>
-VEXEL_ALWAYS_INLINE void respondBackward(std::ptrdiff_t lines, const Coefficients* modes,
-                                         const States<M, N>& states, float* __restrict smooth)
-{
-    for (std::ptrdiff_t line = 0; line < lines; ++line)
-        smooth[line] = smoothOfLine(smooth[line], line, modes, states);
 }
 
 template <std::size_t M, std::ptrdiff_t N>
@@ -206,104 +187,60 @@ VEXEL_ALWAYS_INLINE void takeBack(const double* kept, std::ptrdiff_t lines, Stat
     }
 }
 
-/// The results that are wanted of lines.
-struct Wanted
-{
-    const std::ptrdiff_t* positions;
-    std::ptrdiff_t count;
-};
-
 /// Asks for the pixels of a row that will be needed soon: rows lie too far apart for the processor to see
 /// them coming.
-template <class T>
-VEXEL_ALWAYS_INLINE void prefetchRow(const ImagePart<T>& image, std::ptrdiff_t row)
+VEXEL_ALWAYS_INLINE void prefetchRow(const ImagePart& image, std::ptrdiff_t row)
 {
-    constexpr std::ptrdiff_t cacheLine = 64 / sizeof(T);
-    if (row < 0 || row >= image.rows)
+    constexpr std::ptrdiff_t cacheLine = 64 / sizeof(float);
+    if (row >= image.rows)
         return;
-    T* pixels = image.first + row * image.rowStep;
+    const float* pixels = image.first + row * image.rowStep;
     for (std::ptrdiff_t x = 0; x < image.columns; x += cacheLine)
         prefetch(pixels + x);
 }
 
 /// Up to N columns of an image, from column `first` on.
-template <std::ptrdiff_t N, class T>
-VEXEL_ALWAYS_INLINE ImagePart<T> columnsFrom(const ImagePart<T>& image, std::ptrdiff_t first)
+template <std::ptrdiff_t N>
+VEXEL_ALWAYS_INLINE ImagePart columnsFrom(const ImagePart& image, std::ptrdiff_t first)
 {
     return {image.first + first, image.rows, std::min(N, image.columns - first), image.rowStep};
 }
 
-/// Filters lines that run from row to row of `from`; their results go to the rows of `to`.
-template <std::size_t M, class T>
-VEXEL_ALWAYS_INLINE void filterLines(const ImagePart<const T>& from, const Wanted& wanted,
-                                     const ImagePart<float>& to, const Coefficients* modes)
-{
-    const std::ptrdiff_t lines = from.columns;
-    States<M, columnsAtATime> states;
-    settleOn(from.first, lines, modes, states);
-    std::ptrdiff_t next = 0;
-    for (std::ptrdiff_t k = 0; k < wanted.count; ++k) {
-        for (; next <= wanted.positions[k]; ++next) {
-            prefetchRow(from, next + rowsAhead);
-            feed(from.first + next * from.rowStep, lines, modes, states);
-        }
-        respondForward(lines, modes, states, to.first + k * to.rowStep);
-    }
-    next = from.rows - 1;
-    settleOn(from.first + next * from.rowStep, lines, modes, states);
-    for (std::ptrdiff_t k = wanted.count - 1; k >= 0; --k) {
-        for (; next > wanted.positions[k]; --next) {
-            prefetchRow(from, next - rowsAhead);
-            feed(from.first + next * from.rowStep, lines, modes, states);
-        }
-        respondBackward(lines, modes, states, to.first + k * to.rowStep);
-    }
-}
-
-/// The same for a number of lines that is known when it is compiled, whose states find room in registers.
-template <std::size_t M>
-VEXEL_ALWAYS_INLINE void filterLanes(const ImagePart<const float>& from, const Wanted& wanted,
-                                     const ImagePart<float>& to, const Coefficients* modes)
-{
-    filterLines<M>(ImagePart<const float>{from.first, from.rows, lanes, lanes}, wanted,
-                   ImagePart<float>{to.first, to.rows, lanes, lanes}, modes);
-}
-
-/// What a thread needs to filter columns where they are.
+/// What a thread needs to filter columns.
 struct ColumnScratch
 {
     ColumnScratch(std::ptrdiff_t rows, std::ptrdiff_t columns, std::size_t noModes)
-        : forward(static_cast<std::size_t>(std::min(rows, rowsInPlace) * columns)),
-          kept(static_cast<std::size_t>((rows - 1) / rowsInPlace) * stateSize(noModes, columns))
+        : forward(static_cast<std::size_t>(std::min(rows, rowsAtATime) * columns)),
+          kept(static_cast<std::size_t>((rows - 1) / rowsAtATime) * stateSize(noModes, columns))
     {}
 
     std::vector<float> forward; ///< responses of as many rows as are filtered at a time
     std::vector<double> kept;   ///< the states in front of each so many rows but the last
 };
 
-/// Filters lines that run from row to row where they are: the last rows first, for which the states in front of them
+/// Filters lines that run from row to row: the last rows first, for which the states in front of them
 /// are found once, and kept, by a pass over all rows.
 template <std::size_t M>
-VEXEL_ALWAYS_INLINE void filterInPlace(const ImagePart<float>& image, ColumnScratch& scratch,
-                                       const Coefficients* modes)
+VEXEL_ALWAYS_INLINE void filterLines(const ImagePart& image, ColumnScratch& scratch,
+                                     const Coefficients* modes)
 {
     const std::ptrdiff_t lines = image.columns;
     const auto row = [&](std::ptrdiff_t y) { return image.first + y * image.rowStep; };
-    States<M, columnsInPlace> ahead;
-    States<M, columnsInPlace> behind;
+    States<M, columnsAtATime> ahead;
+    States<M, columnsAtATime> behind;
     settleOn(row(0), lines, modes, ahead);
     settleOn(row(image.rows - 1), lines, modes, behind);
     std::ptrdiff_t first = 0;
     double* kept = scratch.kept.data();
-    for (; image.rows - first > rowsInPlace; first += rowsInPlace) {
+    for (; image.rows - first > rowsAtATime; first += rowsAtATime) {
         keep(ahead, lines, kept);
         kept += stateSize(M, lines);
-        for (std::ptrdiff_t y = first; y < first + rowsInPlace; ++y) {
+        for (std::ptrdiff_t y = first; y < first + rowsAtATime; ++y) {
             prefetchRow(image, y + rowsAhead);
             feed(row(y), lines, modes, ahead);
         }
     }
-    for (std::ptrdiff_t end = image.rows; end > 0; end = first, first -= rowsInPlace) {
+    for (std::ptrdiff_t end = image.rows; end > 0; end = first, first -= rowsAtATime) {
         float* forward = scratch.forward.data();
         for (std::ptrdiff_t y = first; y < end; ++y, forward += lines) {
             prefetchRow(image, y + rowsAhead);
@@ -320,12 +257,12 @@ VEXEL_ALWAYS_INLINE void filterInPlace(const ImagePart<float>& image, ColumnScra
     }
 }
 
-/// What a thread needs to filter up to `lanes` rows where they are.
+/// What a thread needs to filter up to `rowsTurned` rows.
 struct RowScratch
 {
     RowScratch(std::ptrdiff_t rows, std::ptrdiff_t columns)
-        : turned(static_cast<std::size_t>(columnsTurned * lanes)),
-          forward(static_cast<std::size_t>(std::min(rows, lanes) * columns))
+        : turned(static_cast<std::size_t>(columnsTurned * rowsTurned)),
+          forward(static_cast<std::size_t>(std::min(rows, rowsTurned) * columns))
     {}
 
     std::vector<float> turned;  ///< a part of the rows, turned into columns
@@ -342,65 +279,64 @@ VEXEL_ALWAYS_INLINE void turnFour(const float* first, std::ptrdiff_t rowStep, fl
     __m128 d = _mm_loadu_ps(first + 3 * rowStep);
     _MM_TRANSPOSE4_PS(a, b, c, d);
     _mm_storeu_ps(turned, a);
-    _mm_storeu_ps(turned + lanes, b);
-    _mm_storeu_ps(turned + 2 * lanes, c);
-    _mm_storeu_ps(turned + 3 * lanes, d);
+    _mm_storeu_ps(turned + rowsTurned, b);
+    _mm_storeu_ps(turned + 2 * rowsTurned, c);
+    _mm_storeu_ps(turned + 3 * rowsTurned, d);
 #else
     for (std::ptrdiff_t y = 0; y < 4; ++y)
         for (std::ptrdiff_t x = 0; x < 4; ++x)
-            turned[x * lanes + y] = first[y * rowStep + x];
+            turned[x * rowsTurned + y] = first[y * rowStep + x];
 #endif
 }
 
 /// Pixel (x, y) of the image becomes element y of turned row x.
-template <class T>
-VEXEL_ALWAYS_INLINE void turn(const ImagePart<T>& from, float* turned)
+VEXEL_ALWAYS_INLINE void turn(const ImagePart& from, float* turned)
 {
     const std::ptrdiff_t wholeRows = from.rows / 4 * 4;
     const std::ptrdiff_t wholeColumns = from.columns / 4 * 4;
     for (std::ptrdiff_t y = 0; y < wholeRows; y += 4)
         for (std::ptrdiff_t x = 0; x < wholeColumns; x += 4)
-            turnFour(from.first + y * from.rowStep + x, from.rowStep, turned + x * lanes + y);
+            turnFour(from.first + y * from.rowStep + x, from.rowStep, turned + x * rowsTurned + y);
     for (std::ptrdiff_t y = 0; y < from.rows; ++y)
         for (std::ptrdiff_t x = y < wholeRows ? wholeColumns : 0; x < from.columns; ++x)
-            turned[x * lanes + y] = from.first[y * from.rowStep + x];
+            turned[x * rowsTurned + y] = from.first[y * from.rowStep + x];
 }
 
 /// Element y of turned row x becomes pixel (x, y) of the image.
-VEXEL_ALWAYS_INLINE void turnBack(const float* __restrict turned, const ImagePart<float>& to)
+VEXEL_ALWAYS_INLINE void turnBack(const float* __restrict turned, const ImagePart& to)
 {
     for (std::ptrdiff_t y = 0; y < to.rows; ++y)
         for (std::ptrdiff_t x = 0; x < to.columns; ++x)
-            to.first[y * to.rowStep + x] = turned[x * lanes + y];
+            to.first[y * to.rowStep + x] = turned[x * rowsTurned + y];
 }
 
-/// Filters rows where they are.
+/// Filters rows.
 ///
 /// @param lines how many there are: best known when this is compiled.
 template <std::size_t M>
-VEXEL_ALWAYS_INLINE void filterTurned(const ImagePart<float>& image, std::ptrdiff_t lines,
-                                      RowScratch& scratch, const Coefficients* modes)
+VEXEL_ALWAYS_INLINE void filterTurned(const ImagePart& image, std::ptrdiff_t lines, RowScratch& scratch,
+                                      const Coefficients* modes)
 {
     float* const turned = scratch.turned.data();
     float* forward = scratch.forward.data();
-    States<M, lanes> states;
+    States<M, rowsTurned> states;
     turn(columnsFrom<1>(image, 0), turned);
     settleOn(turned, lines, modes, states);
     for (std::ptrdiff_t first = 0; first < image.columns; first += columnsTurned) {
-        const ImagePart<float> part = columnsFrom<columnsTurned>(image, first);
+        const ImagePart part = columnsFrom<columnsTurned>(image, first);
         turn(part, turned);
         for (std::ptrdiff_t x = 0; x < part.columns; ++x, forward += lines)
-            feedAndRespondForward(turned + x * lanes, lines, modes, states, forward);
+            feedAndRespondForward(turned + x * rowsTurned, lines, modes, states, forward);
     }
     turn(columnsFrom<1>(image, image.columns - 1), turned);
     settleOn(turned, lines, modes, states);
     for (std::ptrdiff_t end = image.columns; end > 0;) {
         const std::ptrdiff_t first = (end - 1) / columnsTurned * columnsTurned;
-        const ImagePart<float> part = columnsFrom<columnsTurned>(image, first);
+        const ImagePart part = columnsFrom<columnsTurned>(image, first);
         turn(part, turned);
         for (std::ptrdiff_t x = part.columns - 1; x >= 0; --x) {
             forward -= lines;
-            respondBackwardAndFeed(forward, lines, modes, states, turned + x * lanes);
+            respondBackwardAndFeed(forward, lines, modes, states, turned + x * rowsTurned);
         }
         turnBack(turned, part);
         end = first;
@@ -408,53 +344,25 @@ VEXEL_ALWAYS_INLINE void filterTurned(const ImagePart<float>& image, std::ptrdif
 }
 
 template <std::size_t M>
-VEXEL_ALWAYS_INLINE void filterTurned(const ImagePart<float>& image, RowScratch& scratch,
-                                      const Coefficients* modes)
+VEXEL_ALWAYS_INLINE void filterTurned(const ImagePart& image, RowScratch& scratch, const Coefficients* modes)
 {
-    if (image.rows == lanes)
-        filterTurned<M>(image, lanes, scratch, modes);
+    if (image.rows == rowsTurned)
+        filterTurned<M>(image, rowsTurned, scratch, modes);
     else
         filterTurned<M>(image, image.rows, scratch, modes);
 }
 
-VEXEL_MULTIVERSION void filterPart(const ImagePart<const unsigned char>& from, const Wanted& wanted,
-                                   const ImagePart<float>& to, const Coefficients* modes, bool oneMode)
+VEXEL_MULTIVERSION void filterColumnPart(const ImagePart& image, ColumnScratch& scratch,
+                                         const Coefficients* modes, bool oneMode)
 {
     if (oneMode)
-        filterLines<1>(from, wanted, to, modes);
+        filterLines<1>(image, scratch, modes);
     else
-        filterLines<2>(from, wanted, to, modes);
+        filterLines<2>(image, scratch, modes);
 }
 
-VEXEL_MULTIVERSION void filterPart(const ImagePart<const float>& from, const Wanted& wanted,
-                                   const ImagePart<float>& to, const Coefficients* modes, bool oneMode)
-{
-    if (oneMode)
-        filterLines<1>(from, wanted, to, modes);
-    else
-        filterLines<2>(from, wanted, to, modes);
-}
-
-VEXEL_MULTIVERSION void filterGroup(const ImagePart<const float>& from, const Wanted& wanted,
-                                    const ImagePart<float>& to, const Coefficients* modes, bool oneMode)
-{
-    if (oneMode)
-        filterLanes<1>(from, wanted, to, modes);
-    else
-        filterLanes<2>(from, wanted, to, modes);
-}
-
-VEXEL_MULTIVERSION void filterColumnsInPlace(const ImagePart<float>& image, ColumnScratch& scratch,
-                                             const Coefficients* modes, bool oneMode)
-{
-    if (oneMode)
-        filterInPlace<1>(image, scratch, modes);
-    else
-        filterInPlace<2>(image, scratch, modes);
-}
-
-VEXEL_MULTIVERSION void filterRowsInPlace(const ImagePart<float>& image, RowScratch& scratch,
-                                          const Coefficients* modes, bool oneMode)
+VEXEL_MULTIVERSION void filterRowGroup(const ImagePart& image, RowScratch& scratch, const Coefficients* modes,
+                                       bool oneMode)
 {
     if (oneMode)
         filterTurned<1>(image, scratch, modes);
@@ -495,35 +403,6 @@ std::ptrdiff_t partsOf(std::ptrdiff_t length, std::ptrdiff_t partLength)
     return (length + partLength - 1) / partLength;
 }
 
-Wanted wantedAt(const std::vector<std::ptrdiff_t>& positions)
-{
-    return {positions.data(), static_cast<std::ptrdiff_t>(positions.size())};
-}
-
-/// Turns long rows by parts that stay in the nearest cache.
-void turnByParts(const ImagePart<const float>& from, float* turned)
-{
-    for (std::ptrdiff_t x = 0; x < from.columns; x += columnsTurned)
-        turn(columnsFrom<columnsTurned>(from, x), turned + x * lanes);
-}
-
-void turnBackByParts(const float* turned, const ImagePart<float>& to)
-{
-    for (std::ptrdiff_t x = 0; x < to.columns; x += columnsTurned)
-        turnBack(turned + x * lanes, columnsFrom<columnsTurned>(to, x));
-}
-
-/// Rows turned into columns, `lanes` of them, and their results.
-struct TurnedRows
-{
-    TurnedRows(std::ptrdiff_t length, std::ptrdiff_t wanted)
-        : samples(static_cast<std::size_t>(length * lanes)), smooth(static_cast<std::size_t>(wanted * lanes))
-    {}
-
-    std::vector<float> samples;
-    std::vector<float> smooth;
-};
-
 } // namespace
 
 GaussRecursion::GaussRecursion(float sigma, int order) : m_noModes(order == 2 ? 1 : 2)
@@ -546,71 +425,30 @@ GaussRecursion::GaussRecursion(float sigma, int order) : m_noModes(order == 2 ? 
     }
 }
 
-template <class T>
-void GaussRecursion::filterColumns(const ImagePart<const T>& from,
-                                   const std::vector<std::ptrdiff_t>& positions,
-                                   const ImagePart<float>& to) const
+void GaussRecursion::filterColumns(const ImagePart& image) const
 {
-    parallelRows(partsOf(from.columns, columnsAtATime), from.rows * columnsAtATime * nanosecondsPerPixel,
-                 [&](std::ptrdiff_t part) {
-                     const FlushTinyToZero flush;
-                     filterPart(columnsFrom<columnsAtATime>(from, part * columnsAtATime), wantedAt(positions),
-                                columnsFrom<columnsAtATime>(to, part * columnsAtATime), m_modes.data(),
-                                m_noModes == 1);
-                 });
-}
-
-template void GaussRecursion::filterColumns(const ImagePart<const unsigned char>&,
-                                            const std::vector<std::ptrdiff_t>&,
-                                            const ImagePart<float>&) const;
-template void GaussRecursion::filterColumns(const ImagePart<const float>&, const std::vector<std::ptrdiff_t>&,
-                                            const ImagePart<float>&) const;
-
-void GaussRecursion::filterColumns(const ImagePart<float>& image) const
-{
-    const std::ptrdiff_t columnsOfPart = std::min(columnsInPlace, image.columns);
+    const std::ptrdiff_t columnsOfPart = std::min(columnsAtATime, image.columns);
     parallelRows(
-        partsOf(image.columns, columnsInPlace), image.rows * columnsOfPart * nanosecondsPerPixel,
+        partsOf(image.columns, columnsAtATime), image.rows * columnsOfPart * nanosecondsPerPixel,
         [&] { return ColumnScratch(image.rows, columnsOfPart, m_noModes); },
         [&](std::ptrdiff_t part, ColumnScratch& scratch) {
             const FlushTinyToZero flush;
-            filterColumnsInPlace(columnsFrom<columnsInPlace>(image, part * columnsInPlace), scratch,
-                                 m_modes.data(), m_noModes == 1);
+            filterColumnPart(columnsFrom<columnsAtATime>(image, part * columnsAtATime), scratch,
+                             m_modes.data(), m_noModes == 1);
         });
 }
 
-void GaussRecursion::filterRows(const ImagePart<float>& image) const
+void GaussRecursion::filterRows(const ImagePart& image) const
 {
     parallelRows(
-        partsOf(image.rows, lanes), image.columns * lanes * nanosecondsPerPixel,
+        partsOf(image.rows, rowsTurned), image.columns * rowsTurned * nanosecondsPerPixel,
         [&] { return RowScratch(image.rows, image.columns); },
         [&](std::ptrdiff_t group, RowScratch& scratch) {
             const FlushTinyToZero flush;
-            const std::ptrdiff_t first = group * lanes;
-            filterRowsInPlace({image.first + first * image.rowStep, std::min(lanes, image.rows - first),
-                               image.columns, image.rowStep},
-                              scratch, m_modes.data(), m_noModes == 1);
-        });
-}
-
-void GaussRecursion::filterRows(const ImagePart<const float>& from,
-                                const std::vector<std::ptrdiff_t>& positions,
-                                const ImagePart<float>& to) const
-{
-    const auto wanted = static_cast<std::ptrdiff_t>(positions.size());
-    parallelRows(
-        partsOf(from.rows, lanes), from.columns * lanes * nanosecondsPerPixel,
-        [&] { return TurnedRows(from.columns, wanted); },
-        [&](std::ptrdiff_t group, TurnedRows& turned) {
-            const FlushTinyToZero flush;
-            const std::ptrdiff_t first = group * lanes;
-            const std::ptrdiff_t rows = std::min(lanes, from.rows - first);
-            turnByParts(
-                ImagePart<const float>{from.first + first * from.rowStep, rows, from.columns, from.rowStep},
-                turned.samples.data());
-            filterGroup({turned.samples.data(), from.columns, lanes, lanes}, wantedAt(positions),
-                        {turned.smooth.data(), wanted, lanes, lanes}, m_modes.data(), m_noModes == 1);
-            turnBackByParts(turned.smooth.data(), {to.first + first * to.rowStep, rows, wanted, to.rowStep});
+            const std::ptrdiff_t first = group * rowsTurned;
+            filterRowGroup({image.first + first * image.rowStep, std::min(rowsTurned, image.rows - first),
+                            image.columns, image.rowStep},
+                           scratch, m_modes.data(), m_noModes == 1);
         });
 }
 

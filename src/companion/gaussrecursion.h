@@ -3,22 +3,19 @@
 
 #include <array>
 #include <cstddef>
-#include <vector>
 
 namespace vexel {
 
-/// A part of a row-major image: `rows` rows, `rowStep` elements apart.
-template <class T>
+/// A part of a row-major image: `rows` rows, `rowStep` pixels apart.
 struct ImagePart
 {
-    T* first;
+    float* first;
     std::ptrdiff_t rows;
     std::ptrdiff_t columns;
     std::ptrdiff_t rowStep;
 };
 
-/// The recursion of `gauss_iir2d` along one direction, which can leave out the results that nobody wants.
-/// Every pixel of a line counts for every result, wanted or not. Spread over OpenMP's threads.
+/// The recursion of `gauss_iir2d` along one direction. Spread over OpenMP's threads.
 class GaussRecursion
 {
 public:
@@ -26,24 +23,11 @@ public:
     /// @param order 2, 3 or 4.
     GaussRecursion(float sigma, int order);
 
-    /// Filters each column of `from` and puts the results at the rows `positions`, ascending, into the rows
-    /// of `to`, which has as many columns, in memory of its own. Keeps 32 bytes a column.
-    ///
-    /// @tparam T unsigned char or float.
-    template <class T>
-    void filterColumns(const ImagePart<const T>& from, const std::vector<std::ptrdiff_t>& positions,
-                       const ImagePart<float>& to) const;
-
     /// Filters each column in place. Each thread with work takes 64 KiB and the memory of at most 8 columns.
-    void filterColumns(const ImagePart<float>& image) const;
+    void filterColumns(const ImagePart& image) const;
 
     /// Filters each row in place. Each thread with work takes 4 KiB and the memory of at most 16 rows.
-    void filterRows(const ImagePart<float>& image) const;
-
-    /// Filters each row of `from` and puts the results at the columns `positions`, ascending, into the row of
-    /// `to` of the same index. `to` may be `from` itself. A thread copies 16 rows at a time.
-    void filterRows(const ImagePart<const float>& from, const std::vector<std::ptrdiff_t>& positions,
-                    const ImagePart<float>& to) const;
+    void filterRows(const ImagePart& image) const;
 
     /// A recursion of first order in the complex plane. One of these a pole stays exact where the poles crowd
     /// near 1 for a large sigma, which a single recursion of high order does not.

@@ -213,44 +213,19 @@ void runNetworks(Rows& rows, Results& results)
     note(results["runNetwork of bytes"], bytes);
 }
 
-std::vector<std::ptrdiff_t> everyOther(std::ptrdiff_t length)
+void runRecursion(Rows& rows, Results& results)
 {
-    std::vector<std::ptrdiff_t> positions;
-    for (std::ptrdiff_t k = 0; k < length; k += 2)
-        positions.push_back(k);
-    return positions;
-}
-
-void runGauss(Rows& rows, Results& results)
-{
-    // The axes are among every other row and column.
-    const auto height = static_cast<std::ptrdiff_t>(4 * rows.below(mostColumns / 4) + 1);
-    const auto width = static_cast<std::ptrdiff_t>(4 * rows.below(mostColumns / 4) + 1);
+    const auto height = static_cast<std::ptrdiff_t>(2 * rows.below(mostColumns / 2) + 1);
+    const auto width = static_cast<std::ptrdiff_t>(2 * rows.below(mostColumns / 2) + 1);
     const float sigmas[] = {0.3f, 1.7f, 10.0f, 300.0f, 1e5f};
     const float sigma = sigmas[rows.below(5)];
     const vexel::GaussRecursion recursion(sigma, static_cast<int>(2 + rows.below(3)));
-    const auto bytes = rows.bytes(width * height);
-    auto floats = rows.oddImage(height, width);
-    const std::vector<std::ptrdiff_t> atRows = everyOther(height);
-    const auto noRows = static_cast<std::ptrdiff_t>(atRows.size());
-    std::vector<float> smooth(static_cast<std::size_t>(noRows * width));
-    const vexel::ImagePart<float> columnsTo{smooth.data(), noRows, width, width};
-    recursion.filterColumns(vexel::ImagePart<const unsigned char>{bytes.data(), height, width, width}, atRows,
-                            columnsTo);
-    note(results["filterColumns of bytes"], smooth);
-    recursion.filterColumns(vexel::ImagePart<const float>{floats.data(), height, width, width}, atRows,
-                            columnsTo);
-    note(results["filterColumns of floats"], smooth);
-
-    const std::vector<std::ptrdiff_t> atColumns = everyOther(width);
-    const auto noColumns = static_cast<std::ptrdiff_t>(atColumns.size());
-    smooth.resize(static_cast<std::size_t>(height * noColumns));
-    recursion.filterRows({floats.data(), height, width, width}, atColumns,
-                         {smooth.data(), height, noColumns, noColumns});
-    note(results["filterRows"], smooth);
-    recursion.filterColumns({floats.data(), height, width, width});
-    recursion.filterRows({floats.data(), height, width, width});
-    note(results["filterColumns and filterRows in place"], floats);
+    auto image = rows.oddImage(height, width);
+    recursion.filterColumns({image.data(), height, width, width});
+    note(results["filterColumns"], image);
+    image = rows.oddImage(height, width);
+    recursion.filterRows({image.data(), height, width, width});
+    note(results["filterRows"], image);
 }
 
 Results runKernels()
@@ -264,7 +239,7 @@ Results runKernels()
         runRowKernels(rows, results);
         runBlockKernels(rows, results);
         runNetworks(rows, results);
-        runGauss(rows, results);
+        runRecursion(rows, results);
     }
     return results;
 }
