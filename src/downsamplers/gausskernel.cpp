@@ -33,39 +33,38 @@ std::vector<float> weightsOf(double sigma, int reach)
     return scaled;
 }
 
-/// sums[x] := weight * middle[x]
-template <class T>
-VEXEL_ALWAYS_INLINE void startWith(const T* middle, float weight, std::ptrdiff_t columns, float* sums)
+/// The weight of rows k and 2 reach - k of a window. The middle row is its own partner: halves of it add up exactly.
+VEXEL_ALWAYS_INLINE float pairWeight(const float* weights, int reach, int k)
 {
-    for (std::ptrdiff_t x = 0; x < columns; ++x)
-        sums[x] = weight * static_cast<float>(middle[x]);
+    return k < reach ? weights[k] : 0.5f * weights[k];
 }
 
 /// Adds two rows of the same weight. The sum of two bytes is exact.
-VEXEL_ALWAYS_INLINE void addPair(const unsigned char* a, const unsigned char* b, float weight, std::ptrdiff_t columns,
-                                 float* sums)
+VEXEL_ALWAYS_INLINE void addPair(const unsigned char* a, const unsigned char* b, float weight,
+                                 std::ptrdiff_t columns, float* sums)
 {
     for (std::ptrdiff_t x = 0; x < columns; ++x)
         sums[x] += weight * static_cast<float>(a[x] + b[x]);
 }
 
 /// That of two floats may leave their range, though the mean of them does not.
-VEXEL_ALWAYS_INLINE void addPair(const float* a, const float* b, float weight, std::ptrdiff_t columns, float* sums)
+VEXEL_ALWAYS_INLINE void addPair(const float* a, const float* b, float weight, std::ptrdiff_t columns,
+                                 float* sums)
 {
     for (std::ptrdiff_t x = 0; x < columns; ++x)
         sums[x] += weight * a[x] + weight * b[x];
 }
 
-/// From the middle row outwards.
+/// From the outermost rows inwards: those of little weight come first, so that rounding stays small in long windows.
 template <class T>
-VEXEL_ALWAYS_INLINE void sumRowsOf(const T* const* rows, const float* weights, int reach, std::ptrdiff_t columns,
-                                   float* out)
+VEXEL_ALWAYS_INLINE void sumRowsOf(const T* const* rows, const float* weights, int reach,
+                                   std::ptrdiff_t columns, float* out)
 {
     for (std::ptrdiff_t x = 0; x < columns; x += chunk) {
         const std::ptrdiff_t count = std::min(chunk, columns - x);
-        startWith(rows[reach] + x, weights[reach], count, out + x);
-        for (int k = 1; k <= reach; ++k)
-            addPair(rows[reach - k] + x, rows[reach + k] + x, weights[reach + k], count, out + x);
+        std::fill_n(out + x, count, 0.0f);
+        for (int k = 0; k <= reach; ++k)
+            addPair(rows[k] + x, rows[2 * reach - k] + x, pairWeight(weights, reach, k), count, out + x);
     }
 }
 
@@ -75,8 +74,8 @@ VEXEL_MULTIVERSION void sumByteRows(const unsigned char* const* rows, const floa
     sumRowsOf(rows, weights, reach, columns, out);
 }
 
-VEXEL_MULTIVERSION void sumFloatRows(const float* const* rows, const float* weights, int reach, std::ptrdiff_t columns,
-                                     float* out)
+VEXEL_MULTIVERSION void sumFloatRows(const float* const* rows, const float* weights, int reach,
+                                     std::ptrdiff_t columns, float* out)
 {
     sumRowsOf(rows, weights, reach, columns, out);
 }
@@ -99,48 +98,82 @@ struct Floats
     VEXEL_ALWAYS_INLINE bool isValid(std::ptrdiff_t x) const { return !(pixels[x] < firstValid); }
 };
 
+/// What a pixel adds to its column: if it is not valid, nothing.
+struct Share
+{
+    float sum;
+    float weight;
+    float lowest;
+    float highest;
+};
+
+template <class Pixels>
+VEXEL_ALWAYS_INLINE Share shareOf(const Pixels& pixels, std::ptrdiff_t x, float weight)
+{
+    const float value = pixels.value(x);
+    const bool isValid = pixels.isValid(x);
+    return {isValid ? weight * value : 0.0f, isValid ? weight : 0.0f, isValid ? value : infinity,
+            isValid ? value : -infinity};
+}
+
+/// NaN is passed over.
+VEXEL_ALWAYS_INLINE float lower(float value, float lowest)
+{
+    return value < lowest ? value : lowest;
+}
+VEXEL_ALWAYS_INLINE float higher(float value, float highest)
+{
+    return value > highest ? value : highest;
+}
+
+/// Adds two rows of the same weight.
+template <class Pixels>
+VEXEL_ALWAYS_INLINE void addValidPair(const Pixels& a, const Pixels& b, float weight, std::ptrdiff_t columns,
+                                      float* __restrict sums, float* __restrict weights,
+                                      float* __restrict lowest, float* __restrict highest)
+{
+    for (std::ptrdiff_t x = 0; x < columns; ++x) {
+        const Share ofA = shareOf(a, x, weight);
+        const Share ofB = shareOf(b, x, weight);
+        sums[x] += ofA.sum + ofB.sum;
+        weights[x] += ofA.weight + ofB.weight;
+        lowest[x] = lower(ofB.lowest, lower(ofA.lowest, lowest[x]));
+        highest[x] = higher(ofB.highest, higher(ofA.highest, highest[x]));
+    }
+}
+
+/// From the outermost rows inwards, too.
+///
 /// @param row makes the pixels of row k of the window from column x on.
 template <class Row>
-VEXEL_ALWAYS_INLINE void sumValidRowsOf(const Row& row, const float* weights, int size, std::ptrdiff_t columns,
-                                        const ValidSums& out)
+VEXEL_ALWAYS_INLINE void sumValidRowsOf(const Row& row, const float* weights, int reach,
+                                        std::ptrdiff_t columns, const ValidSums& out)
 {
-    for (std::ptrdiff_t first = 0; first < columns; first += chunk) {
-        const std::ptrdiff_t count = std::min(chunk, columns - first);
-        float* __restrict sums = out.sums + first;
-        float* __restrict counted = out.weights + first;
-        float* __restrict lowest = out.lowest + first;
-        float* __restrict highest = out.highest + first;
-        std::fill_n(sums, count, 0.0f);
-        std::fill_n(counted, count, 0.0f);
-        std::fill_n(lowest, count, infinity);
-        std::fill_n(highest, count, -infinity);
-        for (int k = 0; k < size; ++k) {
-            const auto pixels = row(k, first);
-            const float weight = weights[k];
-            for (std::ptrdiff_t x = 0; x < count; ++x) {
-                const float value = pixels.value(x);
-                const bool isValid = pixels.isValid(x);
-                sums[x] += isValid ? weight * value : 0.0f;
-                counted[x] += isValid ? weight : 0.0f;
-                lowest[x] = isValid && value < lowest[x] ? value : lowest[x];
-                highest[x] = isValid && value > highest[x] ? value : highest[x];
-            }
-        }
+    for (std::ptrdiff_t x = 0; x < columns; x += chunk) {
+        const std::ptrdiff_t count = std::min(chunk, columns - x);
+        std::fill_n(out.sums + x, count, 0.0f);
+        std::fill_n(out.weights + x, count, 0.0f);
+        std::fill_n(out.lowest + x, count, infinity);
+        std::fill_n(out.highest + x, count, -infinity);
+        for (int k = 0; k <= reach; ++k)
+            addValidPair(row(k, x), row(2 * reach - k, x), pairWeight(weights, reach, k), count, out.sums + x,
+                         out.weights + x, out.lowest + x, out.highest + x);
     }
 }
 
 VEXEL_MULTIVERSION void sumOpaqueRows(const unsigned char* const* rows, const unsigned char* const* alphas,
-                                      const float* weights, int size, std::ptrdiff_t columns, const ValidSums& out)
+                                      const float* weights, int reach, std::ptrdiff_t columns,
+                                      const ValidSums& out)
 {
     const auto row = [&](int k, std::ptrdiff_t x) { return OpaqueBytes{rows[k] + x, alphas[k] + x}; };
-    sumValidRowsOf(row, weights, size, columns, out);
+    sumValidRowsOf(row, weights, reach, columns, out);
 }
 
-VEXEL_MULTIVERSION void sumValidFloatRows(const float* const* rows, const float* weights, int size,
+VEXEL_MULTIVERSION void sumValidFloatRows(const float* const* rows, const float* weights, int reach,
                                           std::ptrdiff_t columns, const ValidSums& out)
 {
     const auto row = [&](int k, std::ptrdiff_t x) { return Floats{rows[k] + x}; };
-    sumValidRowsOf(row, weights, size, columns, out);
+    sumValidRowsOf(row, weights, reach, columns, out);
 }
 
 VEXEL_ALWAYS_INLINE float sumWindow(const float* pixels, const float* weights, int size)
@@ -177,8 +210,8 @@ VEXEL_ALWAYS_INLINE float firstOfWindow(const float* pixels, int size, const IsB
     return first;
 }
 
-VEXEL_MULTIVERSION void sumWindows(const float* row, const float* weights, int reach, const SampledPixels& samples,
-                                   float* out)
+VEXEL_MULTIVERSION void sumWindows(const float* row, const float* weights, int reach,
+                                   const SampledPixels& samples, float* out)
 {
     for (std::ptrdiff_t j = 0; j < samples.count; ++j)
         out[j] = sumWindow(row + samples.at(j) - reach, weights, 2 * reach + 1);
@@ -190,9 +223,11 @@ VEXEL_MULTIVERSION void meanOfWindows(const ValidSums& rows, const float* weight
     const int size = 2 * reach + 1;
     for (std::ptrdiff_t j = 0; j < samples.count; ++j) {
         const std::ptrdiff_t start = samples.at(j) - reach;
-        const float mean = sumWindow(rows.sums + start, weights, size) / sumWindow(rows.weights + start, weights, size);
+        const float mean =
+            sumWindow(rows.sums + start, weights, size) / sumWindow(rows.weights + start, weights, size);
         const float lowest = firstOfWindow(rows.lowest + start, size, [](float a, float b) { return a < b; });
-        const float highest = firstOfWindow(rows.highest + start, size, [](float a, float b) { return a > b; });
+        const float highest =
+            firstOfWindow(rows.highest + start, size, [](float a, float b) { return a > b; });
         const float notBelow = mean < lowest ? lowest : mean;
         out[j] = notBelow > highest ? highest : notBelow;
     }
@@ -220,12 +255,12 @@ void GaussKernel::sumColumns(const float* row, const SampledPixels& samples, flo
 void GaussKernel::sumValidRows(const unsigned char* const* rows, const unsigned char* const* alphas,
                                std::ptrdiff_t columns, const ValidSums& out) const
 {
-    sumOpaqueRows(rows, alphas, m_weights.data(), size(), columns, out);
+    sumOpaqueRows(rows, alphas, m_weights.data(), m_reach, columns, out);
 }
 
 void GaussKernel::sumValidRows(const float* const* rows, std::ptrdiff_t columns, const ValidSums& out) const
 {
-    sumValidFloatRows(rows, m_weights.data(), size(), columns, out);
+    sumValidFloatRows(rows, m_weights.data(), m_reach, columns, out);
 }
 
 void GaussKernel::meanOfColumns(const ValidSums& rows, const SampledPixels& samples, float* out) const
