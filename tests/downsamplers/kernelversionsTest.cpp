@@ -2,10 +2,12 @@
 
 #include "companion/compilerhints.h"
 #include "companion/gaussrecursion.h"
+#include "downsamplers/gausskernel.h"
 #include "downsamplers/lanekernels.h"
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>

@@ -7,12 +7,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <complex>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <limits>
-#include <numeric>
 #include <random>
 #include <type_traits>
 #include <vector>
@@ -25,8 +25,10 @@
 
 // Other names keep them apart from those of the library.
 #define kernels plainkernels
+#define GaussKernel PlainGaussKernel
 #define GaussRecursion PlainGaussRecursion
 #include "companion/gaussrecursion.cpp"
+#include "downsamplers/gausskernel.cpp"
 #include "downsamplers/lanekernels.cpp"
 #include "runkernels-inl.h"
 

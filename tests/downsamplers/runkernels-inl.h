@@ -33,8 +33,8 @@ public:
         return row;
     }
 
-    /// Among numbers of all sizes, one in eight is of those that comparisons and sums treat in their own way.
-    std::vector<float> floats(std::ptrdiff_t count)
+    /// Among numbers of all sizes, one in `part` is of those that comparisons and sums treat in their own way.
+    std::vector<float> floats(std::ptrdiff_t count, std::size_t part = 8)
     {
         const float odd[] = {-10000.0f,
                              -9999.9990234375f,
@@ -46,7 +46,8 @@ public:
                              std::numeric_limits<float>::quiet_NaN()};
         std::vector<float> row(static_cast<std::size_t>(count));
         for (float& value : row)
-            value = below(8) == 0 ? odd[below(8)] : static_cast<float>(below(1u << 24)) * 1.1e-3f - 9000.0f;
+            value =
+                below(part) == 0 ? odd[below(8)] : static_cast<float>(below(1u << 24)) * 1.1e-3f - 9000.0f;
         return row;
     }
 
@@ -77,6 +78,15 @@ void note(Bits& bits, const std::vector<T>& values)
     const std::size_t before = bits.size();
     bits.resize(before + values.size() * sizeof(T));
     std::memcpy(bits.data() + before, values.data(), values.size() * sizeof(T));
+}
+
+/// Sums, where it is the compiler's choice which NaN comes of two.
+void noteSums(Bits& bits, std::vector<float> sums)
+{
+    for (float& sum : sums)
+        if (std::isnan(sum))
+            sum = std::numeric_limits<float>::quiet_NaN();
+    note(bits, sums);
 }
 
 void runLaneKernels(Rows& rows, Results& results)
@@ -228,6 +238,94 @@ void runRecursion(Rows& rows, Results& results)
     note(results["filterRows"], image);
 }
 
+template <class T>
+std::vector<const T*> firstsOf(const std::vector<std::vector<T>>& rows)
+{
+    std::vector<const T*> firsts;
+    for (const std::vector<T>& row : rows)
+        firsts.push_back(row.data());
+    return firsts;
+}
+
+/// What is wanted of a row of windows.
+struct Windows
+{
+    const vexel::GaussKernel& kernel;
+    std::ptrdiff_t columns; ///< with those on either side that only windows reach
+    std::vector<std::ptrdiff_t> samples;
+
+    vexel::SampledPixels sampled() const
+    {
+        return {samples.data(), static_cast<std::ptrdiff_t>(samples.size()), 0};
+    }
+};
+
+/// @param sumRows puts the sums into the array that it is handed.
+template <class SumRows>
+void noteSummed(const Windows& windows, const SumRows& sumRows, Bits& bits)
+{
+    std::vector<float> sums(static_cast<std::size_t>(windows.columns));
+    std::vector<float> smooth(windows.samples.size());
+    sumRows(sums.data());
+    noteSums(bits, sums);
+    windows.kernel.sumColumns(sums.data(), windows.sampled(), smooth.data());
+    noteSums(bits, smooth);
+}
+
+template <class SumRows>
+void noteMeans(const Windows& windows, const SumRows& sumRows, Bits& bits)
+{
+    const auto columns = static_cast<std::size_t>(windows.columns);
+    std::vector<float> sums(columns);
+    std::vector<float> weights(columns);
+    std::vector<float> lowest(columns);
+    std::vector<float> highest(columns);
+    std::vector<float> means(windows.samples.size());
+    const vexel::ValidSums valid{sums.data(), weights.data(), lowest.data(), highest.data()};
+    sumRows(valid);
+    noteSums(bits, sums);
+    note(bits, weights);
+    note(bits, lowest);
+    note(bits, highest);
+    windows.kernel.meanOfColumns(valid, windows.sampled(), means.data());
+    noteSums(bits, means);
+}
+
+void runConvolution(Rows& rows, Results& results)
+{
+    const auto reach = static_cast<int>(rows.below(20));
+    const vexel::GaussKernel kernel(0.3 + 0.2 * reach, reach);
+    Windows windows{kernel, static_cast<std::ptrdiff_t>(2 * reach + 1 + rows.below(mostColumns)), {}};
+    for (std::ptrdiff_t x = reach; x < windows.columns - reach;
+         x += 1 + static_cast<std::ptrdiff_t>(rows.below(3)))
+        windows.samples.push_back(x);
+    std::vector<std::vector<unsigned char>> bytes;
+    std::vector<std::vector<unsigned char>> alphas;
+    std::vector<std::vector<float>> floats;
+    for (int k = 0; k < kernel.size(); ++k) {
+        bytes.push_back(rows.bytes(windows.columns));
+        alphas.push_back(rows.bytes(windows.columns));
+        floats.push_back(rows.floats(windows.columns, 1000));
+    }
+    const std::ptrdiff_t columns = windows.columns;
+    noteSummed(
+        windows, [&](float* out) { kernel.sumRows(firstsOf(bytes).data(), columns, out); },
+        results["sumRows and sumColumns of bytes"]);
+    noteSummed(
+        windows, [&](float* out) { kernel.sumRows(firstsOf(floats).data(), columns, out); },
+        results["sumRows and sumColumns of floats"]);
+    noteMeans(
+        windows,
+        [&](const vexel::ValidSums& out) {
+            kernel.sumValidRows(firstsOf(bytes).data(), firstsOf(alphas).data(), columns, out);
+        },
+        results["sumValidRows and meanOfColumns of bytes"]);
+    noteMeans(
+        windows,
+        [&](const vexel::ValidSums& out) { kernel.sumValidRows(firstsOf(floats).data(), columns, out); },
+        results["sumValidRows and meanOfColumns of floats"]);
+}
+
 Results runKernels()
 {
     Rows rows;
@@ -240,6 +338,7 @@ Results runKernels()
         runBlockKernels(rows, results);
         runNetworks(rows, results);
         runRecursion(rows, results);
+        runConvolution(rows, results);
     }
     return results;
 }
