@@ -35,8 +35,10 @@ PixelBox stripBox(const PixelBox& outBox, const StripPlace& strip)
     };
     const PixelPoint& first = outBox.min_corner();
     const PixelPoint& end = outBox.max_corner();
-    return {PixelPoint(at(first.x(), strip.columns.firstBlock, end.x()), at(first.y(), strip.rows.firstBlock, end.y())),
-            PixelPoint(at(first.x(), strip.columns.endBlock, end.x()), at(first.y(), strip.rows.endBlock, end.y()))};
+    return {PixelPoint(at(first.x(), strip.columns.firstBlock, end.x()),
+                       at(first.y(), strip.rows.firstBlock, end.y())),
+            PixelPoint(at(first.x(), strip.columns.endBlock, end.x()),
+                       at(first.y(), strip.rows.endBlock, end.y()))};
 }
 
 bool isEmpty(const PixelBox& box)
@@ -67,7 +69,8 @@ public:
     using Results = PixelMatrix<Out>;
     using Scratch = std::vector<float>; ///< a row of results before it is rounded
 
-    BlockStep(const StepContext& context, const StripLayout& layout, const PixelBox& outBox, const BlockReducer& reducer)
+    BlockStep(const StepContext& context, const StripLayout& layout, const PixelBox& outBox,
+              const BlockReducer& reducer)
         : m_context(context), m_layout(layout), m_outBox(outBox), m_reducer(reducer)
     {}
 
@@ -76,7 +79,8 @@ public:
         const double perPixel =
             std::is_same_v<T, float> ? m_reducer.nanosecondsPerFloat() : m_reducer.nanosecondsPerByte();
         return perPixel * static_cast<double>(m_layout.rows.endOfAll()) *
-               static_cast<double>(m_layout.columns.endOfAll()) * static_cast<double>(m_context.input.noBands());
+               static_cast<double>(m_layout.columns.endOfAll()) *
+               static_cast<double>(m_context.input.noBands());
     }
 
     Scratch makeScratch() const { return {}; }
@@ -85,17 +89,13 @@ public:
     void prepare(StripPixels<T>& pixels, Eigen::Index first, Eigen::Index end) const
     {
         if constexpr (std::is_same_v<T, float>)
-            for (std::size_t band = 0; band < m_context.input.noBands(); ++band)
-                for (Eigen::Index y = first; y < end && !m_context.isAlphaBand(band); ++y) {
-                    markMissingValues(pixels.row(band, y), pixels.columns(), m_context.missingValues);
-                    if (m_context.alpha)
-                        markTransparent(pixels.row(band, y), pixels.row(alphaBand(), y), pixels.columns());
-                }
+            markMissing(m_context, pixels, first, end, m_context.alpha ? markTransparent : nullptr);
     }
 
     std::int64_t begin(const StripPlace& strip, Results& results) const
     {
-        results.resize(static_cast<std::int64_t>(m_context.input.noBands()) * strip.rows.noBlocks(), strip.columns.noBlocks());
+        results.resize(static_cast<std::int64_t>(m_context.input.noBands()) * strip.rows.noBlocks(),
+                       strip.columns.noBlocks());
         return results.rows();
     }
 
@@ -117,26 +117,26 @@ public:
         std::vector<int> bands(m_context.input.noBands());
         std::iota(bands.begin(), bands.end(), 1);
         const PixelBox box = stripBox(m_outBox, strip);
-        return (m_context.output.opened() && (isEmpty(box) || m_context.output.writeBands(results, bands, box))) ||
+        return (m_context.output.opened() &&
+                (isEmpty(box) || m_context.output.writeBands(results, bands, box))) ||
                tellUnwritten(m_context.output);
     }
 
 private:
-    std::size_t alphaBand() const { return m_context.input.noBands() - 1; }
-
     static PixelRows<T> rowsOf(const StripPixels<T>& pixels, std::size_t band, const BlockSpan& span)
     {
         return {pixels.row(band, span.start), pixels.columns(), span.length};
     }
 
-    void reduceRow(const StripPixels<T>& pixels, std::size_t band, const BlockSpan& span, const BlockRun& columns,
-                   float* out) const
+    void reduceRow(const StripPixels<T>& pixels, std::size_t band, const BlockSpan& span,
+                   const BlockRun& columns, float* out) const
     {
         const PixelRows<T> rows = rowsOf(pixels, band, span);
         if constexpr (std::is_same_v<T, float>) {
-            m_reducer.reduce(rows, m_layout.columns, columns.firstBlock, columns.endBlock, columns.firstPixel, out);
+            m_reducer.reduce(rows, m_layout.columns, columns.firstBlock, columns.endBlock, columns.firstPixel,
+                             out);
         } else {
-            const PixelRows<T> alphaRows = rowsOf(pixels, alphaBand(), span);
+            const PixelRows<T> alphaRows = rowsOf(pixels, m_context.lastBand(), span);
             const bool isMasked = m_context.alpha && !m_context.isAlphaBand(band);
             m_reducer.reduce(rows, isMasked ? &alphaRows : nullptr, m_layout.columns, columns.firstBlock,
                              columns.endBlock, columns.firstPixel, out);
@@ -179,12 +179,13 @@ bool reduceBlocks(const StepContext& context, const TileStep& plan, double facto
 {
     if (!context.input.opened())
         return writeNoData(context, plan.outBox);
-    const StripLayout layout{plan.readBox,
-                             plan.xOffset,
-                             plan.yOffset,
-                             plan.blockSize,
-                             BlockAxis(plan.rows, factor, plan.yOffset, border, plan.blockSize, heightOf(plan.readBox)),
-                             BlockAxis(plan.columns, factor, plan.xOffset, border, plan.blockSize, widthOf(plan.readBox))};
+    const StripLayout layout{
+        plan.readBox,
+        plan.xOffset,
+        plan.yOffset,
+        plan.blockSize,
+        BlockAxis(plan.rows, factor, plan.yOffset, border, plan.blockSize, heightOf(plan.readBox)),
+        BlockAxis(plan.columns, factor, plan.xOffset, border, plan.blockSize, widthOf(plan.readBox))};
     const bool asBytes = context.input.dtype() == DataType::UInt8 && context.missingValues.empty() &&
                          reducer.takesBytes(plan.blockSize);
     if (!asBytes)

@@ -49,7 +49,8 @@ struct DownsamplerBase::State
 {
     std::vector<double> missingValues;
     bool leaveHolesOut = false;
-    std::unique_ptr<const BlockReducer> reducer; ///< null where there is nothing faster than the strategy itself
+    std::unique_ptr<const BlockReducer>
+        reducer; ///< null where there is nothing faster than the strategy itself
     UnreadPixels unread;
     std::optional<UnreadBox> firstUnread;
 };
@@ -137,11 +138,6 @@ void DownsamplerBase::leaveHolesOut(bool leave)
     m_state->leaveHolesOut = leave;
 }
 
-bool DownsamplerBase::leavesHolesOut() const
-{
-    return m_state->leaveHolesOut;
-}
-
 bool DownsamplerBase::readInput(PixelMatrix<float>& out, std::size_t band, const PixelBox& box) const
 {
     if (!input.opened())
@@ -158,6 +154,7 @@ StepContext DownsamplerBase::stepContext()
     return {input,
             output,
             alpha,
+            m_state->leaveHolesOut,
             m_state->missingValues,
             [this](const std::vector<UnreadBlock>& blocks) { noteUnread(blocks); },
             [this](double share) { return reportProgress(share); }};

@@ -26,19 +26,22 @@ struct UnreadBlock;
 /// Each step reads its tile with a margin, in strips of all bands, reduces every block of `factor` by
 /// `factor` pixels to one by `representativeValue`, and writes the results. Pixels below -9999.999, and where
 /// there is an alpha band those whose alpha is 0, are no-data to the reducers of the library. The sets are
-/// closed, and the output thereby completed, when the job is destroyed. `discard` removes the output instead, and
-/// progress is told after each strip.
+/// closed, and the output thereby completed, when the job is destroyed. `discard` removes the output instead.
+///
+/// Progress is told on the calling thread, without the GDAL lock, after each piece that is read, of at most 16 MiB or one
+/// row of the file's blocks, and after each strip that is written. Nothing is written after a stop.
 ///
 /// Pixels that cannot be read count as zeros, and the step goes on: ask `unreadPixels` or `JobRunner::Result` whether
 /// there were any before you trust the output. A transfer that fails is repeated block by block, so that only the blocks
 /// that GDAL cannot decode are lost. Within a step, GDAL's messages of the same number and text reach the application's
 /// error handler once; after a thousand different ones a warning says that the rest is left out.
 ///
-/// A step decodes every block of its tile once, and those of the neighbours along the seams once more. It holds strips of
-/// about 64 MiB, whatever the size of the tile, and takes time in proportion to the pixels of the tile.
+/// A step decodes every block of its tile once, and those of the neighbours along the seams once more. The pixels that it
+/// holds take about 64 MiB, whatever the size of the tile, and it takes time in proportion to these. While OpenMP's
+/// threads reduce one strip, the calling thread reads the next one; what GDAL says about it, and what goes wrong, is told
+/// when its turn comes.
 ///
-/// A job belongs to one thread at a time. It takes the GDAL lock for each transfer, and spreads the reduction
-/// over OpenMP's threads.
+/// A job belongs to one thread at a time. It takes the GDAL lock for each transfer.
 class VEXEL_EXPORT DownsamplerBase : public Worker
 {
 public:
@@ -145,7 +148,6 @@ private:
     friend class DownsamplerGauss; // shares what steps are made of
 
     StepContext stepContext();
-    bool leavesHolesOut() const;
     void noteUnread(const std::vector<UnreadBlock>& blocks);
 
     std::unique_ptr<State> m_state;

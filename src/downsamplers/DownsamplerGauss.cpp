@@ -79,9 +79,8 @@ public:
     using Results = PixelMatrix<Out>;
     using Scratch = GaussRow<T>;
 
-    GaussStrips(const StepContext& context, const GaussStep& plan, bool leaveHolesOut)
-        : m_context(context), m_plan(plan), m_kernel(plan.sigma, static_cast<int>(plan.margin)),
-          m_leaveHolesOut(leaveHolesOut)
+    GaussStrips(const StepContext& context, const GaussStep& plan)
+        : m_context(context), m_plan(plan), m_kernel(plan.sigma, static_cast<int>(plan.margin))
     {}
 
     double nanoseconds() const
@@ -93,15 +92,13 @@ public:
 
     Scratch makeScratch() const { return GaussRow<T>(m_kernel); }
 
+    /// Transparent bytes are told by their alpha when they are blurred.
     void prepare(StripPixels<T>& pixels, Eigen::Index first, Eigen::Index end) const
     {
-        if constexpr (std::is_same_v<T, float>)
-            for (std::size_t band = 0; band < m_context.input.noBands(); ++band)
-                for (Eigen::Index y = first; y < end && !m_context.isAlphaBand(band); ++y) {
-                    markMissingValues(pixels.row(band, y), pixels.columns(), m_context.missingValues);
-                    if (m_context.alpha && m_leaveHolesOut)
-                        markMasked(pixels.row(band, y), pixels.row(alphaBand(), y), pixels.columns());
-                }
+        if constexpr (std::is_same_v<T, float>) {
+            const bool marksMasked = m_context.alpha && m_context.leaveHolesOut;
+            markMissing(m_context, pixels, first, end, marksMasked ? markMasked : nullptr);
+        }
     }
 
     std::int64_t begin(const StripPlace& strip, Results& results) const
@@ -116,21 +113,23 @@ public:
     {
         const auto band = static_cast<std::size_t>(row / strip.rows.noBlocks());
         const std::int64_t sample =
-            m_plan.rows.samples[static_cast<std::size_t>(strip.rows.firstBlock + row % strip.rows.noBlocks())];
+            m_plan.rows
+                .samples[static_cast<std::size_t>(strip.rows.firstBlock + row % strip.rows.noBlocks())];
         const SampledPixels columns{m_plan.columns.samples.data() + strip.columns.firstBlock,
                                     strip.columns.noBlocks(), strip.columns.firstPixel};
         const bool isAlpha = m_context.isAlphaBand(band);
         const RowsRead<T> rows{pixels, band, strip.rows.firstPixel, strip.rows.endPixel};
-        const RowsRead<T> alphas{pixels, alphaBand(), strip.rows.firstPixel, strip.rows.endPixel};
+        const RowsRead<T> alphas{pixels, m_context.lastBand(), strip.rows.firstPixel, strip.rows.endPixel};
         float* values = nullptr;
-        if (!m_leaveHolesOut || isAlpha || (std::is_same_v<T, unsigned char> && !m_context.alpha))
+        if (!m_context.leaveHolesOut || isAlpha || (std::is_same_v<T, unsigned char> && !m_context.alpha))
             values = scratch.blur(rows, sample, columns);
         else
             values = scratch.blurValid(rows, alphas, sample, columns);
         if (isAlpha)
             std::transform(values, values + columns.count, values, opaqueOrTransparent);
         else
-            dropInvalid(pixels.row(band, sample), m_context.alpha ? pixels.row(alphaBand(), sample) : nullptr, columns,
+            dropInvalid(pixels.row(band, sample),
+                        m_context.alpha ? pixels.row(m_context.lastBand(), sample) : nullptr, columns,
                         values);
         toOutput(values, columns.count, results.data() + row * results.cols());
     }
@@ -149,8 +148,6 @@ public:
     }
 
 private:
-    std::size_t alphaBand() const { return m_context.input.noBands() - 1; }
-
     static void markMasked(float* pixels, const float* alphas, std::ptrdiff_t count)
     {
         for (std::ptrdiff_t x = 0; x < count; ++x)
@@ -191,28 +188,27 @@ private:
         std::iota(bands.begin(), bands.end(), 1);
         const Eigen::Index rows = strip.rows.noBlocks();
         return m_context.output.opened() &&
-               m_context.output.writeBands(BandPixels<const Out>{results.data(), rows, results.cols(), results.cols(),
-                                                                 rows * results.cols()},
+               m_context.output.writeBands(BandPixels<const Out>{results.data(), rows, results.cols(),
+                                                                 results.cols(), rows * results.cols()},
                                            bands, outBoxOf(m_plan, strip));
     }
 
     const StepContext& m_context;
     const GaussStep& m_plan;
     GaussKernel m_kernel;
-    bool m_leaveHolesOut;
 };
 
 template <class T, class Out>
-bool runStrips(const StepContext& context, const GaussStep& plan, double factor, bool leaveHolesOut)
+bool runStrips(const StepContext& context, const GaussStep& plan, double factor)
 {
     const GDALStreamer::KeepFilesOpen keepOpen(context.input);
-    const StripPlan strips({plan.readBox, plan.xOffset, plan.yOffset, 2 * plan.margin + 1, BlockAxis(plan.rows.windows),
-                            BlockAxis(plan.columns.windows)},
+    const StripPlan strips({plan.readBox, plan.xOffset, plan.yOffset, 2 * plan.margin + 1,
+                            BlockAxis(plan.rows.windows), BlockAxis(plan.columns.windows)},
                            context.input.blockWidth(), context.input.blockHeight(),
                            stripCost(context.input, sizeof(T), sizeof(Out), factor));
     if (strips.strips().empty())
         return context.output.opened() || tellUnwritten(context.output, plan.outBox);
-    GaussStrips<T, Out> step(context, plan, leaveHolesOut);
+    GaussStrips<T, Out> step(context, plan);
     return StripRun<GaussStrips<T, Out>>(context.input, strips, step, context.report).run();
 }
 
@@ -249,10 +245,9 @@ bool DownsamplerGauss::do_step(std::size_t step)
     if (!input.opened())
         return writeWithoutInput(context, plan.outBox);
     if (input.dtype() != DataType::UInt8 || !missingValues().empty())
-        return runStrips<float, float>(context, plan, factor, leavesHolesOut());
-    return output.dtype() == DataType::UInt8
-               ? runStrips<unsigned char, unsigned char>(context, plan, factor, leavesHolesOut())
-               : runStrips<unsigned char, float>(context, plan, factor, leavesHolesOut());
+        return runStrips<float, float>(context, plan, factor);
+    return output.dtype() == DataType::UInt8 ? runStrips<unsigned char, unsigned char>(context, plan, factor)
+                                             : runStrips<unsigned char, float>(context, plan, factor);
 }
 
 } // namespace vexel

@@ -10,11 +10,14 @@ StripPlan::StripPlan(StripLayout layout, int blockWidth, int blockHeight, const 
     : m_layout(std::move(layout))
 {
     const double bytesPerPixel = 2.0 * cost.bytesPerPixel + cost.bytesPerResult / cost.pixelsPerResult;
-    const auto pixelsIn = [&](double bytes) { return static_cast<std::int64_t>(bytes / std::max(bytesPerPixel, 1.0)); };
+    const auto pixelsIn = [&](double bytes) {
+        return static_cast<std::int64_t>(bytes / std::max(bytesPerPixel, 1.0));
+    };
     const std::int64_t fileRows = std::max(blockHeight, 1);
     const std::int64_t fewestRows = std::max(fileRows, m_layout.blockSize) + m_layout.blockSize;
     // What one column of strips keeps for the next one, while it has that of the one before.
-    const double keptBytes = 2.0 * cost.bytesPerPixel * static_cast<double>(m_layout.blockSize) * static_cast<double>(height());
+    const double keptBytes =
+        2.0 * cost.bytesPerPixel * static_cast<double>(m_layout.blockSize) * static_cast<double>(height());
     const auto columnsIn = [&](double bytes) {
         return cutIntoRuns(m_layout.columns, pixelsIn(bytes) / fewestRows, blockWidth, m_layout.xOffset);
     };
@@ -30,7 +33,8 @@ StripPlan::StripPlan(StripLayout layout, int blockWidth, int blockHeight, const 
             run.readEnd = run.endPixel;
         for (const BlockRun& rows :
              cutIntoRuns(m_layout.rows, pixelsIn(bytes) / run.readLength(), fileRows, m_layout.yOffset))
-            m_strips.push_back({run, rows, rows.firstBlock == 0, keeps ? std::max<std::int64_t>(0, shared) : 0});
+            m_strips.push_back(
+                {run, rows, rows.firstBlock == 0, keeps ? std::max<std::int64_t>(0, shared) : 0});
     }
 }
 

@@ -46,7 +46,10 @@ public:
     {
         return m_pixels.data() + static_cast<Eigen::Index>(band) * bandStep() + (y - m_firstRow) * m_columns;
     }
-    const T* row(std::size_t band, Eigen::Index y) const { return const_cast<StripPixels*>(this)->row(band, y); }
+    const T* row(std::size_t band, Eigen::Index y) const
+    {
+        return const_cast<StripPixels*>(this)->row(band, y);
+    }
 
 private:
     LargeBuffer<T> m_pixels; // every row is read before it is used
@@ -126,7 +129,8 @@ private:
     Eigen::Index endOfTransfer(Eigen::Index y, Eigen::Index columns) const
     {
         const std::int64_t blockHeight = std::max(m_set.blockHeight(), 1);
-        const double bytesPerRow = static_cast<double>(columns) * static_cast<double>(m_bands.size()) * sizeof(T);
+        const double bytesPerRow =
+            static_cast<double>(columns) * static_cast<double>(m_bands.size()) * sizeof(T);
         const auto rows = static_cast<std::int64_t>(transferBytes / std::max(bytesPerRow, 1.0));
         const std::int64_t origin = m_plan.layout().yOffset;
         return std::max(boundaryBefore(y + rows, blockHeight, origin),
@@ -143,9 +147,10 @@ private:
         const auto at = [&corner](std::int64_t x, std::int64_t y) {
             return PixelPoint(corner.x() + static_cast<int>(x), corner.y() + static_cast<int>(y));
         };
-        const PixelBox box(at(place.columns.firstPixel + m_west.columns, first), at(place.columns.readEnd, end));
-        const BandPixels<T> target{strip.row(0, first) + m_west.columns, end - first, columns, strip.columns(),
-                                   strip.bandStep()};
+        const PixelBox box(at(place.columns.firstPixel + m_west.columns, first),
+                           at(place.columns.readEnd, end));
+        const BandPixels<T> target{strip.row(0, first) + m_west.columns, end - first, columns,
+                                   strip.columns(), strip.bandStep()};
         if (!m_set.readBands(target, m_bands, box))
             BlockwiseRead<T>(m_set, m_bands, unread).read(target, box);
     }
@@ -158,7 +163,8 @@ private:
             for (Eigen::Index band = 0; band < noBands; ++band) {
                 T* pixels = strip.row(static_cast<std::size_t>(band), y);
                 std::copy_n(m_west.at(y, band, noBands), m_west.columns, pixels);
-                std::copy_n(pixels + strip.columns() - m_east.columns, m_east.columns, m_east.at(y, band, noBands));
+                std::copy_n(pixels + strip.columns() - m_east.columns, m_east.columns,
+                            m_east.at(y, band, noBands));
             }
     }
 

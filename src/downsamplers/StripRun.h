@@ -54,8 +54,9 @@ public:
 
     /// @param report is told the share that is done after each transfer and each strip; false ends the run.
     StripRun(GDALStreamer& input, const StripPlan& plan, Work& work, Report report)
-        : m_plan(plan), m_work(work), m_report(std::move(report)), m_reader(input, plan),
-          m_halves{Half(elementsOf(input, plan)), Half(plan.strips().size() > 1 ? elementsOf(input, plan) : 0)}
+        : m_plan(plan), m_work(work), m_report(std::move(report)),
+          m_reader(input, plan), m_halves{Half(elementsOf(input, plan)),
+                                          Half(plan.strips().size() > 1 ? elementsOf(input, plan) : 0)}
     {
         for (const StripPlace& strip : plan.strips())
             m_all += 2.0 * static_cast<double>(strip.pixels());
@@ -105,11 +106,11 @@ private:
             return false;
         start(team, 0);
         for (std::size_t k = 0; k < noStrips; ++k) {
-            const bool isLast = k + 1 == noStrips;
-            if (!isLast && !half(k).news.failure && !read(k + 1))
+            const bool goesOn = k + 1 < noStrips && !half(k).news.failure;
+            if (goesOn && !read(k + 1))
                 return false;
             team.finish();
-            if (!isLast && !half(k).news.failure)
+            if (goesOn)
                 start(team, k + 1);
             if (!write(k))
                 return false;
@@ -121,9 +122,10 @@ private:
     {
         const StripPlace& place = m_plan.strips()[k];
         Half& strip = half(k);
+        std::int64_t rows = 0;
+        attempt(strip.news, [&] { rows = m_work.begin(place, strip.results); });
         if (strip.news.failure)
             return;
-        const std::int64_t rows = m_work.begin(place, strip.results);
         team.start(rows, [this, &place, &strip](std::int64_t row, Scratch& scratch) {
             m_work.reduce(std::as_const(strip.pixels), place, row, scratch, strip.results);
         });
@@ -135,15 +137,18 @@ private:
         const StripPlace& place = m_plan.strips()[k];
         Half& strip = half(k);
         strip.news = {};
-        const Eigen::Index firstNew = m_reader.begin(place, strip.pixels, former(k));
-        m_done += pixelsOf(place, firstNew - strip.pixels.firstRow());
-        for (Eigen::Index first = firstNew, end = 0; first < strip.pixels.endRow(); first = end) {
-            end = readFrom(first, place, strip);
+        Eigen::Index first = 0;
+        attempt(strip.news, [&] { first = m_reader.begin(place, strip.pixels, former(k)); });
+        m_done += pixelsOf(place, first - place.rows.firstPixel);
+        while (!strip.news.failure && first < strip.pixels.endRow()) {
+            Eigen::Index end = first;
+            attempt(strip.news, [&] { end = readFrom(first, place, strip); });
             if (strip.news.failure)
                 return true;
             m_work.prepare(strip.pixels, first, end);
             if (!tell(pixelsOf(place, end - first)))
                 return false;
+            first = end;
         }
         return true;
     }
@@ -152,16 +157,22 @@ private:
     {
         StripNews& news = strip.news;
         const std::size_t unreadBefore = news.unread.size();
-        Eigen::Index end = first;
-        try {
-            const HeldGdalMessages::Collector collector(news.messages);
-            end = m_reader.readFrom(first, place, strip.pixels, news.unread);
-        } catch (...) {
-            news.failure = std::current_exception();
-        }
+        const HeldGdalMessages::Collector collector(news.messages);
+        const Eigen::Index end = m_reader.readFrom(first, place, strip.pixels, news.unread);
         if (news.unread.size() > unreadBefore)
             news.error = errno;
         return end;
+    }
+
+    template <class Action>
+    static void attempt(StripNews& news, const Action& action)
+    {
+        try {
+            action();
+        } catch (...) {
+            if (!news.failure)
+                news.failure = std::current_exception();
+        }
     }
 
     /// Ends a strip whose results are there.
@@ -172,7 +183,8 @@ private:
         strip.news.messages.handOn();
         if (strip.news.failure)
             std::rethrow_exception(strip.news.failure);
-        return m_work.write(place, strip.news, strip.results) && tell(pixelsOf(place, place.rows.readLength()));
+        return m_work.write(place, strip.news, strip.results) &&
+               tell(pixelsOf(place, place.rows.readLength()));
     }
 
     /// Counts each pixel once when it is there and once when what became of it is written.

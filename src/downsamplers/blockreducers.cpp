@@ -514,12 +514,13 @@ public:
     double nanosecondsPerFloat() const override { return 4.0; }
     double nanosecondsPerByte() const override { return 4.0; }
 
-    void reduce(const Floats& pixels, const BlockAxis& columns, std::int64_t firstBlock, std::int64_t endBlock,
-                std::int64_t firstPixel, float* out) const override
+    void reduce(const Floats& pixels, const BlockAxis& columns, std::int64_t firstBlock,
+                std::int64_t endBlock, std::int64_t firstPixel, float* out) const override
     {
         for (std::int64_t j = firstBlock; j < endBlock; ++j) {
             const BlockSpan& span = columns.span(j);
-            *out++ = m_reduceBlock({pixels.first + span.start - firstPixel, pixels.step, pixels.rows}, span.length);
+            *out++ = m_reduceBlock({pixels.first + span.start - firstPixel, pixels.step, pixels.rows},
+                                   span.length);
         }
     }
 

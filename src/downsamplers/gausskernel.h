@@ -56,8 +56,8 @@ public:
     /// below -9999.999.
     ///
     /// @param alphas rows of the same window.
-    void sumValidRows(const unsigned char* const* rows, const unsigned char* const* alphas, std::ptrdiff_t columns,
-                      const ValidSums& out) const;
+    void sumValidRows(const unsigned char* const* rows, const unsigned char* const* alphas,
+                      std::ptrdiff_t columns, const ValidSums& out) const;
     void sumValidRows(const float* const* rows, std::ptrdiff_t columns, const ValidSums& out) const;
 
     /// out[j] := the weighted mean of the valid pixels of the window round sample j, no less than the lowest and no more

@@ -88,10 +88,12 @@ GaussStep planGaussStep(const PixelBox& tile, const PixelBox& bounds, double fac
     step.yOffset = tile.min_corner().y() - corner.y();
     const std::int64_t columns = resultLength(tile.min_corner().x(), tile.max_corner().x(), factor);
     const std::int64_t rows = resultLength(tile.min_corner().y(), tile.max_corner().y(), factor);
-    step.columns = axisOf(columns, factor, step.xOffset, step.margin, reached.max_corner().x() - std::int64_t{corner.x()},
+    step.columns = axisOf(columns, factor, step.xOffset, step.margin,
+                          reached.max_corner().x() - std::int64_t{corner.x()},
                           bounds.max_corner().x() - std::int64_t{corner.x()});
-    step.rows = axisOf(rows, factor, step.yOffset, step.margin, reached.max_corner().y() - std::int64_t{corner.y()},
-                       bounds.max_corner().y() - std::int64_t{corner.y()});
+    step.rows =
+        axisOf(rows, factor, step.yOffset, step.margin, reached.max_corner().y() - std::int64_t{corner.y()},
+               bounds.max_corner().y() - std::int64_t{corner.y()});
     step.readBox = {corner, PixelPoint(saturate32(corner.x() + endOf(step.columns)),
                                        saturate32(corner.y() + endOf(step.rows)))};
     const int x0 = outputPosition(tile.min_corner().x(), factor);

@@ -1,8 +1,8 @@
 #ifndef VEXEL_DOWNSAMPLERS_GAUSSSTEP_H
 #define VEXEL_DOWNSAMPLERS_GAUSSSTEP_H
 
-#include "downsamplers/tilestrips.h"
 #include "downsamplers/tilestep.h"
+#include "downsamplers/tilestrips.h"
 #include "workspace/geometry.h"
 
 #include <cstddef>
@@ -28,9 +28,9 @@ struct GaussStep
     PixelBox readBox;    ///< what the windows cover, in pixels of the input
     int xOffset;         ///< where the tile's corner lies in what is read
     int yOffset;         ///<
-    GaussAxis rows;      ///< of the results that are reached: those whose sample lies in the tile with its margin
-    GaussAxis columns;   ///<
-    PixelBox outBox;     ///< where all results of the tile belong, in pixels of the output
+    GaussAxis rows; ///< of the results that are reached: those whose sample lies in the tile with its margin
+    GaussAxis columns; ///<
+    PixelBox outBox;   ///< where all results of the tile belong, in pixels of the output
 };
 
 /// Plans the step for `tile` of a raster with the given bounds and `factor` input pixels per output pixel, at

@@ -55,7 +55,8 @@ TEST_F(RowTeam, DoesEachRowOnce)
             std::vector<std::atomic<int>> times(static_cast<std::size_t>(rows));
             Team::run(useTeam, makeNothing, [&](Team& team) {
                 for (int round = 0; round < 3; ++round) {
-                    team.start(rows, [&](std::int64_t row, Nothing&) { ++times[static_cast<std::size_t>(row)]; });
+                    team.start(rows,
+                               [&](std::int64_t row, Nothing&) { ++times[static_cast<std::size_t>(row)]; });
                     team.finish();
                     for (const auto& done : times)
                         ASSERT_EQ(done, round + 1) << rows << " rows";

@@ -62,7 +62,8 @@ void sampleTile(Eigen::MatrixXd& out, const Raster& raster, std::size_t band, co
                 cell = kNoData;
             else if (raster.hasAlpha && band == last)
                 cell = smooth(r, c) > 127.5 ? 255.0 : 0.0;
-            else if (raster.bands[band](r, c) < -9999.999f || (raster.hasAlpha && raster.bands[last](r, c) == 0.0f))
+            else if (raster.bands[band](r, c) < -9999.999f ||
+                     (raster.hasAlpha && raster.bands[last](r, c) == 0.0f))
                 cell = kNoData;
             else
                 cell = smooth(r, c);
@@ -102,7 +103,8 @@ protected:
         }
         for (int band = 1; band <= bands; ++band) {
             SCOPED_TRACE("band " + std::to_string(band));
-            expectNear(raster, static_cast<std::size_t>(band - 1), rasters::pixels(folder / "out_1_1.tif", band));
+            expectNear(raster, static_cast<std::size_t>(band - 1),
+                       rasters::pixels(folder / "out_1_1.tif", band));
         }
     }
 
@@ -118,12 +120,13 @@ private:
     static Eigen::MatrixXd expected(const Raster& raster, std::size_t band, const Eigen::MatrixXd& smooth)
     {
         const ExactCase& row = GetParam();
-        Eigen::MatrixXd out = Eigen::MatrixXd::Constant(outputSize(row.height), outputSize(row.width), kNoData);
+        Eigen::MatrixXd out =
+            Eigen::MatrixXd::Constant(outputSize(row.height), outputSize(row.width), kNoData);
         for (int x = 0; x < raster.width; x += raster.tileWidth)
             for (int y = 0; y < raster.height; y += raster.tileHeight)
                 sampleTile(out, raster, band, smooth,
-                           Extent(y, std::min(y + raster.tileHeight, raster.height), raster.height, row.margin,
-                                  row.factor),
+                           Extent(y, std::min(y + raster.tileHeight, raster.height), raster.height,
+                                  row.margin, row.factor),
                            Extent(x, std::min(x + raster.tileWidth, raster.width), raster.width, row.margin,
                                   row.factor),
                            row.factor);

@@ -194,7 +194,8 @@ TEST_P(DownsamplerGaussTiles, HaveTheBitsOfASingleFile)
         downsample(folder / "in.tif", folder / "out.tif", row.factor, GdalFileType::SingleFile);
         downsample(folder / "set.tif", folder / "out.tif", row.factor, GdalFileType::TileSet);
         for (int band = 1; band <= 2; ++band)
-            EXPECT_EQ(rasters::pixels(folder / "out.tif", band), rasters::pixels(folder / "out_1_1.tif", band))
+            EXPECT_EQ(rasters::pixels(folder / "out.tif", band),
+                      rasters::pixels(folder / "out_1_1.tif", band))
                 << "band " << band;
     }
 }

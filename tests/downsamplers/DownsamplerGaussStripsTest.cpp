@@ -35,8 +35,8 @@ TEST_P(DownsamplerGaussStrips, HaveTheBitsOfSmallTiles)
     const std::string block = std::to_string(row.block);
     downsampling::makeCells(folder / "in.tif", row.width, row.height, 4,
                             {"TILED=YES", "BLOCKXSIZE=" + block, "BLOCKYSIZE=" + block, "COMPRESS=LZW"});
-    downsampling::makeTiles(folder / "set.tif", downsampling::mapped(row.width, row.height, GDT_Byte, 4), row.tile,
-                            row.tile, downsampling::cellValue);
+    downsampling::makeTiles(folder / "set.tif", downsampling::mapped(row.width, row.height, GDT_Byte, 4),
+                            row.tile, row.tile, downsampling::cellValue);
     const auto run = [&](const char* in, const char* out, const Manner& manner) {
         Job job(folder / in, folder / out, row.factor, manner);
         job.treatAsNoData(101.0); // read as floats, and holes in the blur

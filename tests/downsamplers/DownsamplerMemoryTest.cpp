@@ -54,8 +54,8 @@ private:
 auto jobOf(DownsamplingStrategy strategy, double factor)
 {
     return [strategy, factor](const QString& in, const QString& out) {
-        return vexel::DownsamplerFactory::createDownsampler(strategy, in, out, QString(), factor,
-                                                            ImageAlphaType::NoAlpha, GdalFileType::SingleFile);
+        return vexel::DownsamplerFactory::createDownsampler(
+            strategy, in, out, QString(), factor, ImageAlphaType::NoAlpha, GdalFileType::SingleFile);
     };
 }
 

@@ -45,8 +45,9 @@ class ReadAhead : public testing::TestWithParam<DownsamplingStrategy>
 protected:
     ReadAhead()
     {
-        downsampling::makeCells(in(), width, height, noBands,
-                                {"TILED=YES", "BLOCKXSIZE=256", "BLOCKYSIZE=256", "INTERLEAVE=PIXEL", "COMPRESS=LZW"});
+        downsampling::makeCells(
+            in(), width, height, noBands,
+            {"TILED=YES", "BLOCKXSIZE=256", "BLOCKYSIZE=256", "INTERLEAVE=PIXEL", "COMPRESS=LZW"});
     }
 
     QString in() const { return m_folder / "in.tif"; }
@@ -55,8 +56,8 @@ protected:
 
     std::shared_ptr<vexel::DownsamplerBase> makeJob() const
     {
-        auto job = vexel::DownsamplerFactory::createDownsampler(GetParam(), in(), out(), QString(), factor,
-                                                                ImageAlphaType::NoAlpha, GdalFileType::SingleFile);
+        auto job = vexel::DownsamplerFactory::createDownsampler(
+            GetParam(), in(), out(), QString(), factor, ImageAlphaType::NoAlpha, GdalFileType::SingleFile);
         job->treatAsNoData(1000.0); // read as floats, in three strips
         return job;
     }

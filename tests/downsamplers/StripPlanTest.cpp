@@ -85,8 +85,8 @@ TEST(StripPlan, KeepsWhatColumnsShareUnlessThatIsTooMuch)
         std::vector<BlockSpan> rows;
         for (std::int64_t start = 0; start + 37 <= height; start += 8)
             rows.push_back({start, 37});
-        const StripPlan plan({box(0, 0, 60000, height), 0, 0, 37, BlockAxis(rows), BlockAxis(windows)}, 512, 512,
-                             bytesOf(4, 8));
+        const StripPlan plan({box(0, 0, 60000, height), 0, 0, 37, BlockAxis(rows), BlockAxis(windows)}, 512,
+                             512, bytesOf(4, 8));
         int seams = 0;
         for (std::size_t k = 1; k < plan.strips().size(); ++k) {
             if (!plan.strips()[k].isFirstOfColumn)
@@ -114,7 +114,9 @@ double bytesTaken(const StripPlan& plan, const StripCost& cost)
 TEST(StripPlan, HoldsEachBlockOnceWithinTheMemory)
 {
     std::mt19937 random(11);
-    const auto number = [&](int low, int high) { return std::uniform_int_distribution<int>(low, high)(random); };
+    const auto number = [&](int low, int high) {
+        return std::uniform_int_distribution<int>(low, high)(random);
+    };
     for (int round = 0; round < 400; ++round) {
         SCOPED_TRACE(round);
         const int factor = number(1, 20);

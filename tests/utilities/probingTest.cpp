@@ -154,10 +154,11 @@ TEST(DoesExistValidFileAt, IsFalseForWhatIsNoRaster)
     const TempFolder folder;
     makeFile(folder / "text.tif", "no raster");
     makeRaster(folder / "complex.tif", 1, GDT_CFloat32);
+    ASSERT_TRUE(std::filesystem::create_directory((folder / "a folder").toStdString()));
     const OwnMessages messages;
     const auto mustNotBeCalled = [](const GDALStreamer&) { ADD_FAILURE() << "called"; };
     for (const QString& path :
-         {QString(), folder / "none.tif", folder / "text.tif", folder / "complex.tif", folder.path()})
+         {QString(), folder / "none.tif", folder / "text.tif", folder / "complex.tif", folder / "a folder"})
         EXPECT_FALSE(doesExistValidFileAt(path, mustNotBeCalled)) << path.toStdString();
     EXPECT_EQ(messages.text(), "");
 }
