@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <random>
 #include <string>
 #include <utility>
@@ -120,6 +121,17 @@ BlockAxis axisOf(std::int64_t blockSize)
     return {side / blockSize, static_cast<double>(blockSize), 0, 0, blockSize, side};
 }
 
+BlockColumns allOf(const BlockAxis& axis)
+{
+    return {axis, {0, axis.noBlocks(), 0, side, side}};
+}
+
+template <class T>
+PixelRows<T> rowsAt(const PixelMatrix<T>& pixels, std::int64_t y, std::int64_t blockSize)
+{
+    return {pixels.data() + y * side, side, blockSize};
+}
+
 void reduceFloats(benchmark::State& state, const Strategy& strategy, std::int64_t blockSize, Holes holes)
 {
     const std::unique_ptr<BlockReducer> reducer = strategy.make();
@@ -128,8 +140,7 @@ void reduceFloats(benchmark::State& state, const Strategy& strategy, std::int64_
     std::vector<float> out(static_cast<std::size_t>(axis.noBlocks()));
     for ([[maybe_unused]] auto _ : state)
         forEachBlockRow(blockSize, [&](std::int64_t y) {
-            reducer->reduce({pixels.data() + y * side, side, blockSize}, axis, 0, axis.noBlocks(), 0,
-                            out.data());
+            reducer->reduce(rowsAt(pixels, y, blockSize), allOf(axis), out.data());
             benchmark::DoNotOptimize(out.data());
         });
     countPixels(state);
@@ -148,10 +159,10 @@ void reduceBytes(benchmark::State& state, const Strategy& strategy, std::int64_t
     std::vector<float> out(static_cast<std::size_t>(axis.noBlocks()));
     for ([[maybe_unused]] auto _ : state)
         forEachBlockRow(blockSize, [&](std::int64_t y) {
-            const PixelRows<unsigned char> alphaRows{alpha.data() + y * side, side, blockSize};
-            reducer->reduce({pixels.data() + y * side, side, blockSize},
-                            holes == Holes::Some ? &alphaRows : nullptr, axis, 0, axis.noBlocks(), 0,
-                            out.data());
+            MaskedBytes rows{rowsAt(pixels, y, blockSize), std::nullopt};
+            if (holes == Holes::Some)
+                rows.alpha = rowsAt(alpha, y, blockSize);
+            reducer->reduce(rows, allOf(axis), out.data());
             benchmark::DoNotOptimize(out.data());
         });
     countPixels(state);

@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <numeric>
+#include <optional>
 #include <type_traits>
 #include <vector>
 
@@ -131,15 +132,15 @@ private:
     void reduceRow(const StripPixels<T>& pixels, std::size_t band, const BlockSpan& span,
                    const BlockRun& columns, float* out) const
     {
+        const BlockColumns blocks{m_layout.columns, columns};
         const PixelRows<T> rows = rowsOf(pixels, band, span);
         if constexpr (std::is_same_v<T, float>) {
-            m_reducer.reduce(rows, m_layout.columns, columns.firstBlock, columns.endBlock, columns.firstPixel,
-                             out);
+            m_reducer.reduce(rows, blocks, out);
         } else {
-            const PixelRows<T> alphaRows = rowsOf(pixels, m_context.lastBand(), span);
-            const bool isMasked = m_context.alpha && !m_context.isAlphaBand(band);
-            m_reducer.reduce(rows, isMasked ? &alphaRows : nullptr, m_layout.columns, columns.firstBlock,
-                             columns.endBlock, columns.firstPixel, out);
+            MaskedBytes bytes{rows, std::nullopt};
+            if (m_context.alpha && !m_context.isAlphaBand(band))
+                bytes.alpha = rowsOf(pixels, m_context.lastBand(), span);
+            m_reducer.reduce(bytes, blocks, out);
         }
     }
 

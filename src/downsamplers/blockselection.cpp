@@ -161,14 +161,6 @@ std::array<unsigned char, BytePanel::mostBlocks> select(const BytePanel& panel,
     return found;
 }
 
-bool hasZero(const Bytes& bytes, const BlockSpan& block)
-{
-    for (std::int64_t y = 0; y < bytes.rows; ++y)
-        if (std::memchr(bytes.row(y) + block.start, 0, static_cast<std::size_t>(block.length)))
-            return true;
-    return false;
-}
-
 } // namespace
 
 std::size_t BytePanel::columnsPerBlock() const
@@ -216,25 +208,24 @@ BytePanel::Counts BytePanel::countAtLeast(std::array<unsigned char, mostBlocks> 
     return counts;
 }
 
-std::size_t ByteSelection::blocksAtATime(std::int64_t pixels)
+std::int64_t ByteSelection::blocksAtATime(std::int64_t pixels)
 {
     constexpr std::int64_t mostPixelsSideBySide = 1 << 14;
-    return pixels <= mostPixelsSideBySide ? BytePanel::mostBlocks : 1;
+    return pixels <= mostPixelsSideBySide ? std::int64_t{BytePanel::mostBlocks} : 1;
 }
 
-void ByteSelection::reduce(const Bytes& pixels, const Bytes* alpha, const BlockSpan* blocks,
-                           std::size_t count, float* out)
+void ByteSelection::reduce(const MaskedBytes& bytes, const BlockSpan* blocks, std::size_t count, float* out)
 {
-    m_values.fill(pixels, blocks, count, 255);
+    const auto hasMissing = [&](const BlockSpan& block) { return hasZero(*bytes.alpha, block); };
     BytePanel::Counts valid{};
-    if (alpha &&
-        std::any_of(blocks, blocks + count, [&](const auto& block) { return hasZero(*alpha, block); })) {
-        m_alpha.fill(*alpha, blocks, count, 0);
+    m_values.fill(bytes.pixels, blocks, count, 255);
+    if (bytes.alpha && std::any_of(blocks, blocks + count, hasMissing)) {
+        m_alpha.fill(*bytes.alpha, blocks, count, 0);
         valid = m_alpha.countAtLeast({1, 1, 1, 1});
         m_values.raiseTransparent(m_alpha); // last in order, like the padding
     } else {
         for (std::size_t i = 0; i < count; ++i)
-            valid[i] = noPixels(pixels, blocks[i]);
+            valid[i] = noPixels(bytes.pixels, blocks[i]);
     }
     BytePanel::Counts needed{};
     for (std::size_t i = 0; i < count; ++i)
@@ -243,6 +234,14 @@ void ByteSelection::reduce(const Bytes& pixels, const Bytes* alpha, const BlockS
     const auto found = select(m_values, needed);
     for (std::size_t i = 0; i < count; ++i)
         out[i] = valid[i] < 2 ? noData : static_cast<float>(found[i]);
+}
+
+bool hasZero(const Bytes& bytes, const BlockSpan& columns)
+{
+    for (std::int64_t y = 0; y < bytes.rows; ++y)
+        if (std::memchr(bytes.row(y) + columns.start, 0, static_cast<std::size_t>(columns.length)))
+            return true;
+    return false;
 }
 
 } // namespace vexel

@@ -66,22 +66,23 @@ public:
     explicit ByteSelection(double percentile) : m_percentile(percentile) {}
 
     /// How many blocks of so many pixels go together at best: large ones alone, for the sake of memory.
-    static std::size_t blocksAtATime(std::int64_t pixels);
+    static std::int64_t blocksAtATime(std::int64_t pixels);
 
-    /// What `DownsamplerPercentile::representativeValue` makes of blocks whose pixels are missing where `alpha` is 0.
+    /// What `DownsamplerPercentile::representativeValue` makes of the blocks.
     ///
-    /// @param alpha  null if there is none.
     /// @param blocks where each starts in the rows, and its columns.
     /// @param count  of the blocks, from 1 to `BytePanel::mostBlocks`.
     /// @param out    one result for each block.
-    void reduce(const PixelRows<unsigned char>& pixels, const PixelRows<unsigned char>* alpha,
-                const BlockSpan* blocks, std::size_t count, float* out);
+    void reduce(const MaskedBytes& bytes, const BlockSpan* blocks, std::size_t count, float* out);
 
 private:
     double m_percentile;
     BytePanel m_values;
     BytePanel m_alpha;
 };
+
+/// Whether any of the bytes in those columns is 0.
+bool hasZero(const PixelRows<unsigned char>& bytes, const BlockSpan& columns);
 
 } // namespace vexel
 

@@ -14,6 +14,7 @@
 #include <functional>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <random>
 #include <string>
 #include <vector>
@@ -59,6 +60,26 @@ ReduceBlock definitionOf(const Reduction& reduction)
             std::copy_n(pixels.row(y), columns, block.data() + y * columns);
         return definition(block);
     };
+}
+
+PixelRows<float> rowsOf(const PixelMatrix<float>& pixels)
+{
+    return {pixels.data(), pixels.cols(), pixels.rows()};
+}
+
+MaskedBytes bytesOf(const PixelMatrix<unsigned char>& pixels,
+                    const PixelMatrix<unsigned char>* alpha = nullptr)
+{
+    MaskedBytes bytes{{pixels.data(), pixels.cols(), pixels.rows()}, std::nullopt};
+    if (alpha)
+        bytes.alpha = {alpha->data(), alpha->cols(), alpha->rows()};
+    return bytes;
+}
+
+/// All blocks, over rows that start at pixel 0 of the axis.
+BlockColumns allOf(const BlockAxis& axis)
+{
+    return {axis, {0, axis.noBlocks(), 0, axis.endOfAll(), axis.endOfAll()}};
 }
 
 bool sameBits(float a, float b)
@@ -117,8 +138,7 @@ TEST(BlockReducers, EqualTheirDefinitionOnFloats)
             for (Eigen::Index i = 0; i < pixels.size(); ++i)
                 pixels.data()[i] = pixelOf(kind, random);
             std::vector<float> out(static_cast<std::size_t>(strip.axis.noBlocks()));
-            reducer->reduce({pixels.data(), strip.columns, strip.rows}, strip.axis, 0, strip.axis.noBlocks(),
-                            0, out.data());
+            reducer->reduce(rowsOf(pixels), allOf(strip.axis), out.data());
             for (std::int64_t j = 0; j < strip.axis.noBlocks(); ++j) {
                 PixelMatrix<float> block = pixels.middleCols(strip.axis.first(j), strip.axis.span(j).length);
                 const float expected = reduction.definition(block);
@@ -144,10 +164,8 @@ TEST(BlockReducers, EqualTheirDefinitionOnBytes)
                 pixels.data()[i] = static_cast<unsigned char>(random() % 256);
                 alpha.data()[i] = static_cast<unsigned char>(random() % (round % 4 == 1 ? 2 : 9));
             }
-            const PixelRows<unsigned char> alphaRows{alpha.data(), strip.columns, strip.rows};
             std::vector<float> out(static_cast<std::size_t>(strip.axis.noBlocks()));
-            reducer->reduce({pixels.data(), strip.columns, strip.rows}, withAlpha ? &alphaRows : nullptr,
-                            strip.axis, 0, strip.axis.noBlocks(), 0, out.data());
+            reducer->reduce(bytesOf(pixels, withAlpha ? &alpha : nullptr), allOf(strip.axis), out.data());
             for (std::int64_t j = 0; j < strip.axis.noBlocks(); ++j) {
                 PixelMatrix<float> block(strip.rows, strip.axis.span(j).length);
                 for (Eigen::Index y = 0; y < block.rows(); ++y)
@@ -176,10 +194,8 @@ struct WideRow
 void expectDefinition(const BlockReducer& reducer, const Definition& definition, const BlockAxis& axis,
                       const PixelMatrix<unsigned char>& pixels, const PixelMatrix<unsigned char>* alpha)
 {
-    const PixelRows<unsigned char> rows{pixels.data(), pixels.cols(), pixels.rows()};
-    const PixelRows<unsigned char> alphaRows{alpha ? alpha->data() : nullptr, pixels.cols(), pixels.rows()};
     std::vector<float> out(static_cast<std::size_t>(axis.noBlocks()) + 1, 4711.0f);
-    reducer.reduce(rows, alpha ? &alphaRows : nullptr, axis, 0, axis.noBlocks(), 0, out.data());
+    reducer.reduce(bytesOf(pixels, alpha), allOf(axis), out.data());
     for (std::int64_t j = 0; j < axis.noBlocks(); ++j) {
         PixelMatrix<float> block = pixels.middleCols(axis.first(j), axis.span(j).length).cast<float>();
         for (Eigen::Index i = 0; alpha && i < block.size(); ++i)
@@ -354,9 +370,7 @@ TEST_P(Percentiles, OfFloatsHaveTheBitsOfTheDefinition)
             for (Eigen::Index i = 0; i < pixels.size(); ++i)
                 pixels.data()[i] = kind.draw(random);
             std::vector<float> out(static_cast<std::size_t>(strip.axis.noBlocks()) + 1, 4711.0f);
-            makePercentileReducer(percentile)
-                ->reduce({pixels.data(), strip.columns, strip.rows}, strip.axis, 0, strip.axis.noBlocks(), 0,
-                         out.data());
+            makePercentileReducer(percentile)->reduce(rowsOf(pixels), allOf(strip.axis), out.data());
             for (std::int64_t j = 0; j < strip.axis.noBlocks(); ++j) {
                 const float expected =
                     definition(pixels, 0, strip.axis.first(j), strip.rows, strip.axis.span(j).length);
@@ -420,13 +434,13 @@ TEST(Percentiles, OfLargeBlocksStandAtTheRoundedIndex)
     const auto ofFloats = [&](double percentile) {
         float out = 0.0f;
         makePercentileReducer(percentile)
-            ->reduce({floats.data(), 32, 32}, BlockAxis(1, 32, 0, 0, 32, 32), 0, 1, 0, &out);
+            ->reduce(rowsOf(floats), allOf(BlockAxis(1, 32, 0, 0, 32, 32)), &out);
         return out;
     };
     const auto ofBytes = [&](double percentile) {
         float out = 0.0f;
         makePercentileReducer(percentile)
-            ->reduce({bytes.data(), 16, 16}, nullptr, BlockAxis(1, 16, 0, 0, 16, 16), 0, 1, 0, &out);
+            ->reduce(bytesOf(bytes), allOf(BlockAxis(1, 16, 0, 0, 16, 16)), &out);
         return out;
     };
     EXPECT_EQ(ofFloats(0.0), 0.0f);
@@ -462,12 +476,11 @@ TEST(Percentiles, OfLargeBlocksTakeTwoValidPixels)
     set(0, 50, 255); // and in block 5
     set(9, 59, 255);
     const float expected[] = {-10000.0f, -10000.0f, 5.0f, -10000.0f, -10000.0f, 255.0f};
-    const PixelRows<unsigned char> alphaRows{alpha.data(), 60, 10};
     float out[6];
-    makePercentileReducer(0.75)->reduce({floats.data(), 60, 10}, axis, 0, 6, 0, out);
+    makePercentileReducer(0.75)->reduce(rowsOf(floats), allOf(axis), out);
     for (int j = 0; j < 6; ++j)
         EXPECT_EQ(out[j], expected[j]) << "floats, block " << j;
-    makePercentileReducer(0.75)->reduce({bytes.data(), 60, 10}, &alphaRows, axis, 0, 6, 0, out);
+    makePercentileReducer(0.75)->reduce(bytesOf(bytes, &alpha), allOf(axis), out);
     for (int j = 0; j < 6; ++j)
         EXPECT_EQ(out[j], expected[j]) << "bytes, block " << j;
 }
@@ -485,7 +498,7 @@ TEST(BlockReducers, MeansOfBytesEqualTheRunningMeanUpToTheLargestBlock)
             pixels.data()[i] = static_cast<unsigned char>(random() % (size % 2 == 0 ? 256 : 3));
         const BlockAxis axis(32, static_cast<double>(size), 0, 0, size, columns);
         float out[32];
-        reducer->reduce({pixels.data(), columns, size}, nullptr, axis, 0, 32, 0, out);
+        reducer->reduce(bytesOf(pixels), allOf(axis), out);
         for (std::int64_t j = 0; j < 32; ++j) {
             PixelMatrix<float> block = pixels.middleCols(j * size, size).cast<float>();
             ASSERT_EQ(out[j], DirectReducer<DownsamplerAverage>()(block)) << size;
@@ -494,6 +507,49 @@ TEST(BlockReducers, MeansOfBytesEqualTheRunningMeanUpToTheLargestBlock)
 }
 
 TEST(BlockReducers, ReduceAPartOfAnAxis)
+{
+    std::mt19937 random(43);
+    constexpr std::int64_t columns = 3000;
+    constexpr std::int64_t noRows = 4;
+    PixelMatrix<float> floats(noRows, columns);
+    PixelMatrix<unsigned char> bytes(noRows, columns);
+    PixelMatrix<unsigned char> alpha(noRows, columns);
+    for (Eigen::Index i = 0; i < floats.size(); ++i) {
+        floats.data()[i] = pixelOf(1, random);
+        bytes.data()[i] = static_cast<unsigned char>(random() % 256);
+        alpha.data()[i] = static_cast<unsigned char>(random() % 4);
+    }
+    for (const Reduction& reduction : reductions())
+        for (const double factor : {3.0, 2.5, 21.0}) {
+            SCOPED_TRACE(testing::Message() << reduction.name << ", factor " << factor);
+            const auto noBlocks = static_cast<std::int64_t>(columns / factor);
+            const BlockAxis axis(noBlocks, factor, 0, 0, static_cast<std::int64_t>(factor + 0.5), columns);
+            const auto reducer = reduction.make(definitionOf(reduction));
+            std::vector<float> all(static_cast<std::size_t>(noBlocks));
+            std::vector<float> allOfBytes(all.size());
+            reducer->reduce(rowsOf(floats), allOf(axis), all.data());
+            reducer->reduce(bytesOf(bytes, &alpha), allOf(axis), allOfBytes.data());
+            for (const std::int64_t first : {std::int64_t{1}, noBlocks / 3, noBlocks - 40}) {
+                const std::int64_t end = std::min(first + 101, noBlocks);
+                const std::int64_t start = axis.first(first);
+                const BlockColumns part{axis, {first, end, start, axis.end(end - 1), axis.end(end - 1)}};
+                const MaskedBytes partOfBytes{
+                    {bytes.data() + start, columns, noRows},
+                    PixelRows<unsigned char>{alpha.data() + start, columns, noRows}};
+                std::vector<float> out(static_cast<std::size_t>(end - first));
+                const auto expectPartOf = [&](const std::vector<float>& whole) {
+                    for (std::size_t i = 0; i < out.size(); ++i)
+                        ASSERT_EQ(out[i], whole[static_cast<std::size_t>(first) + i]) << first << " + " << i;
+                };
+                reducer->reduce(PixelRows<float>{floats.data() + start, columns, noRows}, part, out.data());
+                expectPartOf(all);
+                reducer->reduce(partOfBytes, part, out.data());
+                expectPartOf(allOfBytes);
+            }
+        }
+}
+
+TEST(BlockReducers, ReduceAPartOfARow)
 {
     const auto reducer = makeMaxReducer([](const PixelRows<float>& pixels, std::int64_t columns) {
         float largest = pixels.row(0)[0];
@@ -505,7 +561,7 @@ TEST(BlockReducers, ReduceAPartOfAnAxis)
     const BlockAxis axis(6, 2.0, 0, 0, 2, 12);
     float out[3] = {};
     // The row starts at pixel 4, which is block 2.
-    reducer->reduce({row.data(), 6, 1}, axis, 2, 5, 4, out);
+    reducer->reduce(PixelRows<float>{row.data(), 6, 1}, {axis, {2, 5, 4, 10, 10}}, out);
     EXPECT_EQ(out[0], 5);
     EXPECT_EQ(out[1], 8);
     EXPECT_EQ(out[2], 4);

@@ -23,6 +23,11 @@ struct Row
     BlockAxis axis() const { return {noBlocks, static_cast<double>(edge), 0, 0, edge, columns()}; }
 };
 
+BlockColumns allOf(const BlockAxis& axis)
+{
+    return {axis, {0, axis.noBlocks(), 0, axis.endOfAll(), axis.endOfAll()}};
+}
+
 template <class Reduce>
 std::uint64_t bytesOf(const Reduce& reduce)
 {
@@ -40,9 +45,8 @@ std::uint64_t bytesForFloats(const Row& row)
     std::vector<float> out(static_cast<std::size_t>(row.noBlocks));
     const auto reducer = makePercentileReducer(0.5);
     const BlockAxis axis = row.axis();
-    return bytesOf([&] {
-        reducer->reduce({pixels.data(), row.columns(), row.edge}, axis, 0, row.noBlocks, 0, out.data());
-    });
+    const PixelRows<float> rows{pixels.data(), row.columns(), row.edge};
+    return bytesOf([&] { reducer->reduce(rows, allOf(axis), out.data()); });
 }
 
 std::uint64_t bytesForBytes(const Row& row)
@@ -53,14 +57,12 @@ std::uint64_t bytesForBytes(const Row& row)
         pixels[i] = static_cast<unsigned char>(i * 31 % 251);
         alpha[i] = i % 7 == 0 ? 0 : 1;
     }
-    const PixelRows<unsigned char> alphaRows{alpha.data(), row.columns(), row.edge};
     std::vector<float> out(static_cast<std::size_t>(row.noBlocks));
     const auto reducer = makePercentileReducer(0.5);
     const BlockAxis axis = row.axis();
-    return bytesOf([&] {
-        reducer->reduce({pixels.data(), row.columns(), row.edge}, &alphaRows, axis, 0, row.noBlocks, 0,
-                        out.data());
-    });
+    const MaskedBytes bytes{{pixels.data(), row.columns(), row.edge},
+                            PixelRows<unsigned char>{alpha.data(), row.columns(), row.edge}};
+    return bytesOf([&] { reducer->reduce(bytes, allOf(axis), out.data()); });
 }
 
 TEST(ReducerMemory, IsAllocatedOncePerRowOfBlocks)
