@@ -3,6 +3,7 @@
 #include "companion/PixelMatrix.h"
 #include "companion/errnotext.h"
 #include "companion/log.h"
+#include "companion/pixelvalues.h"
 #include "downsamplers/StripRun.h"
 #include "downsamplers/missingvalues.h"
 #include "downsamplers/outputpixels.h"
@@ -18,15 +19,6 @@
 namespace vexel {
 
 namespace {
-
-constexpr float noData = -10000.0f;
-constexpr double opaqueAbove = 127.5;
-
-void makeOpaqueOrTransparent(std::vector<float>& values)
-{
-    for (float& value : values)
-        value = static_cast<double>(value) > opaqueAbove ? 255.0f : 0.0f;
-}
 
 /// Where the results of a strip belong, cut to the output box of the tile.
 PixelBox stripBox(const PixelBox& outBox, const StripPlace& strip)
@@ -108,7 +100,7 @@ public:
         const BlockSpan& span = m_layout.rows.span(strip.rows.firstBlock + row % strip.rows.noBlocks());
         reduceRow(pixels, band, span, strip.columns, values.data());
         if (m_context.isAlphaBand(band))
-            makeOpaqueOrTransparent(values);
+            std::transform(values.begin(), values.end(), values.begin(), opaqueOrTransparent);
         toOutput(values.data(), results.cols(), results.data() + row * results.cols());
     }
 

@@ -1,5 +1,6 @@
 #include "downsamplers/DownsamplerAverage.h"
 
+#include "companion/pixelvalues.h"
 #include "downsamplers/blockreducers.h"
 
 #include <cstdint>
@@ -23,13 +24,13 @@ float DownsamplerAverage::representativeValue(const Block& block) const
     for (Eigen::Index y = 0; y < block.rows(); ++y)
         for (Eigen::Index x = 0; x < block.cols(); ++x) {
             const double value = block(y, x);
-            if (value < -9999.999)
+            if (value < firstValidDouble)
                 continue;
             ++count;
             // The running form, not a sum divided at the end: its rounding is part of the result.
             mean += (value - mean) / static_cast<double>(count);
         }
-    return count == 0 ? -10000.0f : static_cast<float>(mean);
+    return count == 0 ? noData : static_cast<float>(mean);
 }
 
 } // namespace vexel

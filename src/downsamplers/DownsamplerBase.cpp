@@ -9,6 +9,7 @@
 #include "streaming/gdalmessages.h"
 #include "streaming/writetargets.h"
 #include "workspace/arithmetic.h"
+#include "workspace/mapunits.h"
 
 #include <QStringList>
 
@@ -21,7 +22,6 @@ namespace vexel {
 namespace {
 
 constexpr int outputTileSize = 5000;
-constexpr double mapUnitsPerUnit = 1e-5;
 constexpr double smallestFactor = 0.5; // blocks of a smaller one would be empty
 
 [[noreturn]] void throwUnableToOpen(const char* which, const QString& path)

@@ -2,6 +2,7 @@
 
 #include "companion/errnotext.h"
 #include "companion/log.h"
+#include "companion/pixelvalues.h"
 #include "downsamplers/GaussRow.h"
 #include "downsamplers/StripRun.h"
 #include "downsamplers/gaussstep.h"
@@ -21,15 +22,6 @@
 namespace vexel {
 
 namespace {
-
-constexpr float noData = -10000.0f;
-constexpr float firstValid = static_cast<float>(-9999.999);
-constexpr double opaqueAbove = 127.5;
-
-float opaqueOrTransparent(float alpha)
-{
-    return static_cast<double>(alpha) > opaqueAbove ? 255.0f : 0.0f;
-}
 
 /// The low 8 bits of the value without its fraction: 0 for a transparent pixel.
 unsigned char maskOfAlpha(float alpha)
@@ -161,7 +153,7 @@ private:
     {
         for (std::ptrdiff_t j = 0; j < columns.count; ++j) {
             const std::ptrdiff_t column = columns.at(j);
-            const bool isMissing = static_cast<float>(pixels[column]) < firstValid;
+            const bool isMissing = static_cast<float>(pixels[column]) < firstValidFloat;
             if (isMissing || (alphas && maskOfAlpha(static_cast<float>(alphas[column])) == 0))
                 values[j] = noData;
         }

@@ -1,6 +1,7 @@
 #ifndef VEXEL_DOWNSAMPLERS_DOWNSAMPLEROP_H
 #define VEXEL_DOWNSAMPLERS_DOWNSAMPLEROP_H
 
+#include "companion/pixelvalues.h"
 #include "downsamplers/DownsamplerBase.h"
 #include "downsamplers/blockreducers.h"
 
@@ -42,7 +43,7 @@ protected:
         for (Eigen::Index y = 0; y < block.rows(); ++y)
             for (Eigen::Index x = 0; x < block.cols(); ++x) {
                 const float value = block(y, x);
-                if (static_cast<double>(value) < -9999.999)
+                if (static_cast<double>(value) < firstValidDouble)
                     continue;
                 chosen = m_op(chosen, value);
             }

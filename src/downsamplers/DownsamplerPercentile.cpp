@@ -1,5 +1,6 @@
 #include "downsamplers/DownsamplerPercentile.h"
 
+#include "companion/pixelvalues.h"
 #include "downsamplers/blockreducers.h"
 #include "downsamplers/orderstatistic.h"
 
@@ -7,13 +8,6 @@
 #include <vector>
 
 namespace vexel {
-
-namespace {
-
-/// Compared as a float, unlike in the other reducers, the value -9999.9990234375 is valid.
-constexpr float firstValid = static_cast<float>(-9999.999);
-
-} // namespace
 
 DownsamplerPercentile::DownsamplerPercentile(const QString& inputPath, const QString& outputPath,
                                              const QString& wkt, double resolution, ImageAlphaType alphaType,
@@ -32,11 +26,11 @@ float DownsamplerPercentile::representativeValue(const Block& block) const
     valid.reserve(static_cast<std::size_t>(block.size()));
     for (Eigen::Index y = 0; y < block.rows(); ++y)
         for (Eigen::Index x = 0; x < block.cols(); ++x)
-            if (!(block(y, x) < firstValid))
+            if (!(block(y, x) < firstValidFloat))
                 valid.push_back(block(y, x));
     // A single valid pixel counts as no-data here, unlike in the other reducers.
     if (valid.size() < 2)
-        return -10000.0f;
+        return noData;
     return orderstatistic::select(valid.data(), valid.size(),
                                   orderstatistic::rankOf(m_percentile, valid.size()));
 }

@@ -4,6 +4,7 @@
 #include "companion/file.h"
 #include "companion/gdaldrivers.h"
 #include "companion/log.h"
+#include "companion/pixelvalues.h"
 #include "streaming/gdaldataset.h"
 #include "streaming/writetargets.h"
 #include "utilities/WarpOutput.h"
@@ -22,8 +23,6 @@
 namespace vexel {
 
 namespace {
-
-constexpr double noData = -10000.0;
 
 struct FreeWarpOptions
 {

@@ -1,5 +1,6 @@
 #include "downsamplers/blockreducers.h"
 
+#include "companion/pixelvalues.h"
 #include "downsamplers/lanegroups.h"
 #include "downsamplers/lanekernels.h"
 
@@ -12,8 +13,6 @@ namespace {
 
 using kernels::lanes;
 using lanegroups::Starts;
-
-constexpr float noData = -10000.0f;
 
 /// Neighbouring blocks of a run.
 struct BlockChunk

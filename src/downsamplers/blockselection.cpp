@@ -1,5 +1,6 @@
 #include "downsamplers/blockselection.h"
 
+#include "companion/pixelvalues.h"
 #include "downsamplers/lanekernels.h"
 #include "downsamplers/orderstatistic.h"
 
@@ -11,9 +12,6 @@
 namespace vexel {
 
 namespace {
-
-constexpr float noData = -10000.0f;
-constexpr float firstValid = static_cast<float>(-9999.999);
 
 /// So few values are selected from directly.
 constexpr std::size_t fewValues = 32;
@@ -64,7 +62,7 @@ std::size_t FloatSelection::copyValid(const PixelRows<float>& pixels, std::int64
         const float* row = pixels.row(y);
         for (std::int64_t x = 0; x < columns; ++x) {
             *end = row[x];
-            end += row[x] < firstValid ? 0 : 1;
+            end += row[x] < firstValidFloat ? 0 : 1;
         }
     }
     return static_cast<std::size_t>(end - m_values.data());

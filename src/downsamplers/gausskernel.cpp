@@ -1,6 +1,7 @@
 #include "downsamplers/gausskernel.h"
 
 #include "companion/compilerhints.h"
+#include "companion/pixelvalues.h"
 
 #include <algorithm>
 #include <cmath>
@@ -17,8 +18,6 @@ constexpr std::ptrdiff_t chunk = 2048;
 constexpr int lanes = 8;
 
 constexpr float infinity = std::numeric_limits<float>::infinity();
-
-constexpr float firstValid = static_cast<float>(-9999.999);
 
 std::vector<float> weightsOf(double sigma, int reach)
 {
@@ -95,7 +94,7 @@ struct Floats
     const float* pixels;
 
     VEXEL_ALWAYS_INLINE float value(std::ptrdiff_t x) const { return pixels[x]; }
-    VEXEL_ALWAYS_INLINE bool isValid(std::ptrdiff_t x) const { return !(pixels[x] < firstValid); }
+    VEXEL_ALWAYS_INLINE bool isValid(std::ptrdiff_t x) const { return !(pixels[x] < firstValidFloat); }
 };
 
 /// What a pixel adds to its column: if it is not valid, nothing.

@@ -1,6 +1,7 @@
 #include "downsamplers/lanekernels.h"
 
 #include "companion/compilerhints.h"
+#include "companion/pixelvalues.h"
 
 #include <algorithm>
 #include <cstring>
@@ -10,11 +11,6 @@
 namespace vexel::kernels {
 
 namespace {
-
-constexpr double firstValid = -9999.999;
-constexpr float firstValidFloat = static_cast<float>(-9999.999);
-
-constexpr float noData = -10000.0f;
 
 /// All bits of a byte where the alpha is not 0. A choice in its place keeps GCC from making vectors of some loops.
 VEXEL_ALWAYS_INLINE unsigned char countedMask(unsigned char alpha)
@@ -111,7 +107,7 @@ VEXEL_MULTIVERSION void addToMeans(const float* __restrict values, double* __res
 {
     for (std::ptrdiff_t lane = 0; lane < lanes; ++lane) {
         const auto value = static_cast<double>(values[lane]);
-        const bool missing = value < firstValid;
+        const bool missing = value < firstValidDouble;
         const double count = counts[lane] + 1.0;
         const double mean = means[lane] + (value - means[lane]) / count;
         counts[lane] = missing ? counts[lane] : count;

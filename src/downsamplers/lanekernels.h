@@ -22,10 +22,10 @@ void gather(const unsigned char* row, const std::int64_t* start, unsigned char* 
 void gatherRegular(const float* row, std::ptrdiff_t length, float* out);
 void gatherRegular(const unsigned char* row, std::ptrdiff_t length, unsigned char* out);
 
-/// One step of the running mean of each lane: values not below -9999.999 enter it.
+/// One step of the running mean of each lane: values not below `firstValidDouble` enter it.
 void addToMeans(const float* values, double* counts, double* means);
 
-/// One step of the fold of each lane; values below -9999.999 are passed over.
+/// One step of the fold of each lane; values not above `firstValidFloat` are passed over.
 void foldMin(const float* values, float* chosen);
 void foldMax(const float* values, float* chosen);
 
@@ -57,7 +57,7 @@ void keepHighest(const unsigned char* row, const unsigned char* alpha, unsigned 
 void highestOfBlocks(const unsigned char* highest, std::ptrdiff_t length, std::ptrdiff_t blocks,
                      unsigned char* out);
 
-/// bad[lane] |= 1 where a plain comparison would not order the value: below -9999.999 as a float, NaN, or -0.
+/// bad[lane] |= 1 where a plain comparison would not order the value: below `firstValidFloat`, NaN, or -0.
 void markUnordered(const float* values, std::uint8_t* bad);
 
 /// For rows of values, one of each lane: missing ones become infinite, valid[lane] += 1 for the others, and odd[lane] |= 1

@@ -1,13 +1,13 @@
 #include "downsamplers/missingvalues.h"
 
+#include "companion/pixelvalues.h"
+
 #include <cmath>
 #include <limits>
 
 namespace vexel {
 
 namespace {
-
-constexpr float noData = -10000.0f;
 
 /// What reading makes of a value: one beyond the floats is infinite, but for those that round to the last of them.
 float asRead(double value)

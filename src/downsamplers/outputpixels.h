@@ -1,6 +1,7 @@
 #ifndef VEXEL_DOWNSAMPLERS_OUTPUTPIXELS_H
 #define VEXEL_DOWNSAMPLERS_OUTPUTPIXELS_H
 
+#include "companion/pixelvalues.h"
 #include "streaming/GDALStreamer.h"
 #include "workspace/geometry.h"
 
@@ -9,6 +10,12 @@
 #include <vector>
 
 namespace vexel {
+
+/// The alpha of a result.
+inline float opaqueOrTransparent(float alpha)
+{
+    return static_cast<double>(alpha) > opaqueAbove ? 255.0f : 0.0f;
+}
 
 /// What GDAL makes of a float that is written to a raster of bytes: halves are rounded up, values beyond the
 /// bytes are cut, and NaN is 0. Results that are bytes already take a quarter of the memory on their way.

@@ -1,5 +1,6 @@
 #include "downsamplers/blockreducers.h"
 
+#include "companion/pixelvalues.h"
 #include "downsamplers/blockselection.h"
 #include "downsamplers/lanegroups.h"
 #include "downsamplers/lanekernels.h"
@@ -22,8 +23,6 @@ using lanegroups::Starts;
 
 using Bytes = PixelRows<unsigned char>;
 using Floats = PixelRows<float>;
-
-constexpr float noData = -10000.0f;
 
 /// Percentile. Small blocks go side by side, each as a lane; larger ones are selected from by themselves.
 class PercentileReducer : public BlockReducer

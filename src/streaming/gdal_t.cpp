@@ -2,6 +2,7 @@
 #include "companion/file.h"
 #include "companion/imageformat.h"
 #include "companion/log.h"
+#include "companion/pixelvalues.h"
 #include "companion/sidepaths.h"
 #include "streaming/failures.h"
 #include "streaming/gdaldataset.h"
@@ -93,13 +94,13 @@ bool setGeoreference(GDALDataset& dataset, const Workspace& workspace)
 bool canHoldNoData(DataType dtype)
 {
     const std::pair<double, double> range = minMaxForPixelType(dtype);
-    return range.first <= unwritten::noData && unwritten::noData < range.second;
+    return range.first <= noData && noData < range.second;
 }
 
 bool setNoDataValues(GDALDataset& dataset)
 {
     for (int band = 1; band <= dataset.GetRasterCount(); ++band)
-        if (dataset.GetRasterBand(band)->SetNoDataValue(unwritten::noData) != CE_None)
+        if (dataset.GetRasterBand(band)->SetNoDataValue(noData) != CE_None)
             return false;
     return true;
 }

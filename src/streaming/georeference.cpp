@@ -1,6 +1,7 @@
 #include "streaming/georeference.h"
 
 #include "workspace/arithmetic.h"
+#include "workspace/mapunits.h"
 
 #include <cmath>
 
@@ -18,10 +19,10 @@ Workspace workspaceOfGeotransform(const Geotransform& geotransform, int columns,
     const double bottom = dy < 0.0 ? geotransform[3] + rows * dy : geotransform[3];
     const double top = bottom + rows * std::abs(dy);
 
-    const std::int64_t res = roundHalfAway(std::abs(dx) * 100000.0);
-    const std::int64_t resY = roundHalfAway(std::abs(dy) * 100000.0);
-    const std::int64_t minx = roundHalfAway(left * 100000.0);
-    const std::int64_t miny = roundHalfAway(top * -100000.0);
+    const std::int64_t res = roundHalfAway(std::abs(dx) * unitsPerMapUnit);
+    const std::int64_t resY = roundHalfAway(std::abs(dy) * unitsPerMapUnit);
+    const std::int64_t minx = roundHalfAway(left * unitsPerMapUnit);
+    const std::int64_t miny = roundHalfAway(top * -unitsPerMapUnit);
     return Workspace(minx, miny, wrapAdd(minx, wrapMul(columns, res)), wrapAdd(miny, wrapMul(rows, resY)),
                      res);
 }
@@ -34,8 +35,8 @@ double lossOfGeotransform(const Geotransform& geotransform, const Workspace& ext
         for (const double y : {0.0, static_cast<double>(rows)}) {
             const double trueX = geotransform[0] + x * geotransform[1] + y * geotransform[2];
             const double trueY = geotransform[3] + x * geotransform[4] + y * geotransform[5];
-            const double keptX = (static_cast<double>(extent.minx()) + x * res) * 1e-5;
-            const double keptY = (static_cast<double>(extent.miny()) + y * res) * -1e-5;
+            const double keptX = (static_cast<double>(extent.minx()) + x * res) * mapUnitsPerUnit;
+            const double keptY = (static_cast<double>(extent.miny()) + y * res) * -mapUnitsPerUnit;
             const double distance = std::hypot(trueX - keptX, trueY - keptY);
             loss = distance <= loss ? loss : distance; // NaN stays
         }
@@ -51,8 +52,12 @@ bool hasSuspiciousPixelShape(const Geotransform& geotransform)
 Geotransform geotransformOfWorkspace(const Workspace& workspace)
 {
     const auto res = static_cast<double>(workspace.res());
-    return {static_cast<double>(workspace.minx()) * 1e-5,  res * 1e-5, 0.0,
-            static_cast<double>(workspace.miny()) * -1e-5, 0.0,        res * -1e-5};
+    return {static_cast<double>(workspace.minx()) * mapUnitsPerUnit,
+            res * mapUnitsPerUnit,
+            0.0,
+            static_cast<double>(workspace.miny()) * -mapUnitsPerUnit,
+            0.0,
+            res * -mapUnitsPerUnit};
 }
 
 } // namespace vexel

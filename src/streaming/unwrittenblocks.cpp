@@ -1,5 +1,7 @@
 #include "streaming/unwrittenblocks.h"
 
+#include "companion/pixelvalues.h"
+
 #include <gdal_priv.h>
 
 #include <algorithm>
@@ -82,7 +84,7 @@ bool fillBlock(GDALDataset& dataset, const PixelBox& block, std::vector<float>& 
     const int rows = block.max_corner().y() - corner.y();
     const std::size_t size = static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows);
     if (pixels.size() < size)
-        pixels.resize(size, static_cast<float>(noData));
+        pixels.resize(size, noData);
     for (int band = 1; band <= dataset.GetRasterCount(); ++band)
         if (dataset.GetRasterBand(band)->RasterIO(GF_Write, corner.x(), corner.y(), columns, rows,
                                                   pixels.data(), columns, rows, GDT_Float32, 0, 0,

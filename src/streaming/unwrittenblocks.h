@@ -14,8 +14,6 @@ class GDALDataset;
 /// reaches beyond the file does not count. Hold a `GDALMutex`.
 namespace vexel::unwritten {
 
-constexpr double noData = -10000.0;
-
 /// For a file that has just been created.
 std::vector<bool> allBlocks(GDALDataset& dataset);
 

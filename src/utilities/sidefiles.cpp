@@ -2,6 +2,7 @@
 
 #include "../companion/file.h"
 #include "../workspace/Workspace.h"
+#include "../workspace/mapunits.h"
 
 #include <QChar>
 
@@ -10,8 +11,6 @@
 namespace vexel::gdal {
 
 namespace {
-
-constexpr double mapUnitsPerUnit = 1e-5;
 
 /// One line with `units` times `factor`, never in exponent notation and with a point in every locale.
 QString numberLine(std::int64_t units, double factor)

@@ -1,6 +1,7 @@
 #include "Workspace.h"
 
 #include "arithmetic.h"
+#include "mapunits.h"
 
 #include <algorithm>
 #include <cmath>
@@ -17,8 +18,6 @@ using arithmetic::wrapMul;
 using arithmetic::wrapSub;
 
 namespace {
-
-constexpr double unitsPerMapUnit = 100000.0;
 
 template <class T>
 const T& entryOrZeros(const std::vector<T>& list, std::uint64_t i)
