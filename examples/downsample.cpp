@@ -41,6 +41,7 @@ struct Arguments
     std::string strategy;
     bool tiles = false;
     bool alpha = false;
+    bool leaveHolesOut = false;
     std::string srs;
     std::string noData;
     bool progress = false;
@@ -110,6 +111,8 @@ void declareArguments(example::CommandLine& line, Arguments& arguments)
              "first band, if any [default: values below -9999.999 alone]")
         .check(checkNoData)
         .placeholder("auto|VALUE");
+    line.addFlag("--leave-holes-out", arguments.leaveHolesOut,
+                 "let gauss blur valid pixels only, without those that are no-data or transparent");
     line.addFlag("--progress", arguments.progress, "draw the progress bar even if nobody is looking");
     line.addVersion(std::string("vexel-downsample ") + vexel::version());
     line.checkTogether([&arguments] { checkTogether(arguments); });
@@ -278,6 +281,7 @@ void downsample(const Arguments& arguments)
         arguments.alpha ? ImageAlphaType::LastBand : ImageAlphaType::NoAlpha, type);
     if (noData)
         job->treatAsNoData(*noData);
+    job->leaveHolesOut(arguments.leaveHolesOut);
     const std::string unread = run(runner, std::move(job), arguments.progress || example::isErrorATerminal());
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
 
@@ -291,6 +295,8 @@ void downsample(const Arguments& arguments)
     report(arguments, input, output, elapsed.count());
     if (!arguments.noData.empty())
         std::cout << "no-data: " << textOf(noData) << std::endl;
+    if (arguments.leaveHolesOut)
+        std::cout << "holes: left out" << std::endl;
     if (!unread.empty())
         throw example::Unread(unread);
 }

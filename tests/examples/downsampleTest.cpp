@@ -190,6 +190,56 @@ TEST(DownsampleProgram, AlphaKeepsTransparentPixelsOut)
         EXPECT_EQ(rasters::pixels(folder / "out.tif", band), std::vector<double>{expected[band - 1]}) << band;
 }
 
+TEST(DownsampleProgram, LeavesHolesOutOfTheGaussianIfAsked)
+{
+    const TempFolder folder;
+    rasters::Description description = tenMetrePixels(40, 40);
+    description.type = GDT_Float32;
+    rasters::make(folder / "in.tif", description,
+                  [](int x, int y, int) { return x == 16 && y == 16 ? -10000 : 5; });
+    const QString paths = quoted(folder / "in.tif") + quoted(folder / "out.tif");
+    const Outcome without = downsample(paths + "--resolution 20 --strategy gauss");
+    ASSERT_EQ(without.exitCode, 0) << without.messages;
+    EXPECT_EQ(value(without, "holes"), "(none)");
+    EXPECT_LT(rasters::pixels(folder / "out.tif")[20 * 8 + 8], 0.0) << "the hole is blurred as it is";
+
+    const Outcome with = downsample(paths + "--resolution 20 --strategy gauss --leave-holes-out");
+    ASSERT_EQ(with.exitCode, 0) << with.messages;
+    EXPECT_EQ(value(with, "holes"), "left out");
+    EXPECT_EQ(rasters::pixels(folder / "out.tif"), std::vector<double>(400, 5.0));
+}
+
+TEST(DownsampleProgram, LeavesColoursBelowTransparentPixelsOutOfTheGaussianIfAsked)
+{
+    const TempFolder folder;
+    rasters::Description description = tenMetrePixels(40, 40);
+    description.bands = 2;
+    // The eastern half is transparent.
+    const auto pixel = [](int x, int, int band) {
+        return band == 1 ? (x < 20 ? 200 : 7) : (x < 20 ? 255 : 0);
+    };
+    rasters::make(folder / "in.tif", description, pixel);
+    const Outcome outcome = downsample(quoted(folder / "in.tif") + quoted(folder / "out.tif") +
+                                       "--resolution 20 --strategy gauss --alpha --leave-holes-out");
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.messages;
+    const std::vector<double> pixels = rasters::pixels(folder / "out.tif");
+    ASSERT_EQ(pixels.size(), 400u);
+    for (std::size_t k = 0; k < pixels.size(); ++k)
+        ASSERT_EQ(pixels[k], k % 20 < 10 ? 200.0 : 0.0) << k;
+}
+
+TEST(DownsampleProgram, OtherStrategiesTakeTheOptionForHolesToo)
+{
+    for (const char* strategy : {"average", "warp"}) {
+        const TempFolder folder;
+        rasters::make(folder / "in.tif", tenMetrePixels(40, 40), [](int, int, int) { return 5; });
+        const Outcome outcome = downsample(quoted(folder / "in.tif") + quoted(folder / "out.tif") +
+                                           "--resolution 20 --leave-holes-out --strategy " + strategy);
+        ASSERT_EQ(outcome.exitCode, 0) << outcome.messages;
+        EXPECT_EQ(rasters::pixels(folder / "out.tif"), std::vector<double>(400, 5.0)) << strategy;
+    }
+}
+
 TEST(DownsampleProgram, TilesReadsAndWritesSetsOfTileFiles)
 {
     const TempFolder folder;
@@ -249,8 +299,9 @@ TEST(DownsampleProgram, HelpNamesEveryOptionAndEndsWell)
 {
     const Outcome outcome = downsample(" --help");
     EXPECT_EQ(outcome.exitCode, 0);
-    for (const char* word : {"INPUT", "OUTPUT", "--resolution", "--strategy", "gauss", "percentile75", "warp",
-                             "--tiles", "--alpha", "--srs", "--nodata", "--progress", "3 done", "130"})
+    for (const char* word :
+         {"INPUT", "OUTPUT", "--resolution", "--strategy", "gauss", "percentile75", "warp", "--tiles",
+          "--alpha", "--srs", "--nodata", "--leave-holes-out", "--progress", "3 done", "130"})
         EXPECT_NE(outcome.output.find(word), std::string::npos) << word;
 }
 
