@@ -9,6 +9,7 @@
 #include <memory>
 #include <set>
 #include <stdexcept>
+#include <utility>
 
 namespace quality {
 
@@ -30,9 +31,11 @@ struct Job
 
 void run(const Job& job)
 {
-    std::shared_ptr<vexel::Worker> worker = vexel::DownsamplerFactory::createDownsampler(
+    std::shared_ptr<vexel::DownsamplerBase> downsampler = vexel::DownsamplerFactory::createDownsampler(
         job.strategy.value, QString::fromStdString(job.input), QString::fromStdString(job.output),
         /* wkt */ "", job.factor, job.alpha, job.type);
+    downsampler->leaveHolesOut(job.strategy.holes == Holes::LeftOut);
+    const std::shared_ptr<vexel::Worker> worker = std::move(downsampler);
     std::size_t steps = 0;
     bool done = worker->do_init(steps);
     for (std::size_t step = 0; done && step < steps; ++step)
@@ -66,6 +69,7 @@ const std::vector<Strategy>& strategies()
     static const std::vector<Strategy> all = {
         {"gauss", DownsamplingStrategy::Gauss},
         {"gaussalias", DownsamplingStrategy::GaussAlias},
+        {gaussWithHolesLeftOut, DownsamplingStrategy::Gauss, Holes::LeftOut},
         {"average", DownsamplingStrategy::Average},
         {"median", DownsamplingStrategy::Median},
         {"percentile75", DownsamplingStrategy::Percentile75},
@@ -80,6 +84,12 @@ bool isBlockStrategy(const std::string& name)
 {
     static const std::set<std::string> blocks = {"average", "median", "percentile75", "min", "max"};
     return blocks.count(name) != 0;
+}
+
+bool isGauss(const Strategy& strategy)
+{
+    return strategy.value == DownsamplingStrategy::Gauss ||
+           strategy.value == DownsamplingStrategy::GaussAlias;
 }
 
 void downsampleScenes(const std::string& inputFolder, const std::string& outputFolder)

@@ -8,16 +8,29 @@
 
 namespace quality {
 
+enum class Holes
+{
+    ByDefault,
+    LeftOut ///< by `DownsamplerBase::leaveHolesOut`
+};
+
 struct Strategy
 {
     const char* name;
     vexel::DownsamplingStrategy value;
+    Holes holes = Holes::ByDefault;
 };
+
+/// The Gaussian with holes left out, among the strategies.
+constexpr const char* gaussWithHolesLeftOut = "gauss, holes left out";
 
 const std::vector<Strategy>& strategies();
 
 /// Those that reduce each block of pixels by itself.
 bool isBlockStrategy(const std::string& name);
+
+/// With holes left out or not.
+bool isGauss(const Strategy& strategy);
 
 /// Input pixels per output pixel.
 constexpr int factors[] = {2, 3, 4, 8};

@@ -46,8 +46,10 @@ void measureEdge(const Results& results, Figures& figures)
         return;
     constexpr double level = double{edge::level};
     double lowest = level;
+    double highest = level;
     forEachPixelBeside(results.read("edge"), [&](double distance, double value) {
         lowest = std::min(lowest, value);
+        highest = std::max(highest, value);
         for (const double error : {1000.0, 100.0, 10.0, 1.0, 0.1, 0.01}) {
             double& reach = figures["edge.reach." + nameOf(error)];
             if (std::abs(value - level) > error)
@@ -57,6 +59,7 @@ void measureEdge(const Results& results, Figures& figures)
         largest = std::max(largest, std::abs(value - level));
     });
     figures["edge.lowest"] = lowest;
+    figures["edge.highest"] = highest;
 }
 
 } // namespace quality

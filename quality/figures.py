@@ -1,6 +1,8 @@
 """Figures as vexel-quality prints them, and how they are written."""
 
-STRATEGIES = ("gauss", "gaussalias", "average", "median", "percentile75", "min", "max", "warp")
+LEFT_OUT = "gauss, holes left out"  # as vexel-quality calls it
+GAUSSIANS = ("gauss", "gaussalias", LEFT_OUT)
+STRATEGIES = (*GAUSSIANS, "average", "median", "percentile75", "min", "max", "warp")
 
 
 class Figures:
@@ -40,6 +42,11 @@ def percent(share, digits=0):
 
 def count(value):
     return f"{value:,.0f}"
+
+
+def code(method):
+    """A method's name in the text, where a comma ends the name."""
+    return "`gauss` with holes left out" if method == LEFT_OUT else f"`{method}`"
 
 
 def table(header, rows):

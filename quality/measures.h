@@ -73,9 +73,9 @@ void measureHoles(const Results& results, Figures& figures);
 
 /// A plain beside a straight hole.
 ///
-/// `edge.lowest`: the lowest value. `edge.reach.E`: the distance of the farthest pixel that is wrong by more
-/// than E, 0 if none is. `edge.error.D`: the largest error from half a pixel nearer than D to half a pixel
-/// farther.
+/// `edge.lowest`, `edge.highest`: the lowest and the highest value. `edge.reach.E`: the distance of the farthest
+/// pixel that is wrong by more than E, 0 if none is. `edge.error.D`: the largest error from half a pixel nearer
+/// than D to half a pixel farther.
 void measureEdge(const Results& results, Figures& figures);
 
 /// An opaque disc on transparent white and on transparent black.

@@ -5,7 +5,7 @@ import textwrap
 
 import profile_chart
 import texts
-from figures import STRATEGIES, count, fixed, percent, signed, table
+from figures import GAUSSIANS, LEFT_OUT, STRATEGIES, code, count, fixed, percent, signed, table
 from peers import all_peers
 
 
@@ -21,12 +21,12 @@ def peers_among(methods):
 
 def label(methods, most):
     """Names of methods whose figures are alike; the most of GDAL's that are alike are called the others."""
-    words = [f"`{method}`" for method in methods if method in STRATEGIES]
+    words = [code(method) for method in methods if method in STRATEGIES]
     theirs = peers_among(methods)
     if theirs == most and len(theirs) > 3:
         every = len(theirs) == len(all_peers())
         return ", ".join([*words, "all of GDAL's" if every else "GDAL's others"])
-    return ", ".join([*words, *(f"`{method}`" for method in theirs)])
+    return ", ".join([*words, *map(code, theirs)])
 
 
 class Tables:
@@ -114,7 +114,7 @@ def glance_row(figures, factors, strategy, shown):
 
     seams = [of("seams.land-96.difference"), of("seams.holes-96.difference")]
     return [
-        f"`{strategy}`",
+        code(strategy),
         pair(of("ramp.x"), of("ramp.y"), 2),
         signed(of("ramp.lift"), 1),
         largest_share("holes.outside", "holes.pixels"),
@@ -178,7 +178,7 @@ def edge(figures, factors, folder):
         reach = [figures.get("gauss", factor, f"edge.reach.{error}") for error in errors]
         rows.append([str(factor), fixed(sigma(factor), 2), fixed(figures.get("gauss", factor, "edge.lowest"), 0),
                      *(f"{fixed(px, 1)} px, {fixed(px / sigma(factor), 1)} σ" for px in reach)])  # fmt: skip
-    names = [*STRATEGIES[2:], *(peer.name for peer in all_peers())]
+    names = [LEFT_OUT, *STRATEGIES[len(GAUSSIANS) :], *(peer.name for peer in all_peers())]
     largest = max(worst(figures, name, factors, "edge.reach.0.01") for name in names)
     others = "no pixel is wrong by 0.01 m"
     if largest > 0:

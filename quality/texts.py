@@ -9,8 +9,11 @@ and the same GDAL give the same bytes. `vexel-quality check` fails if one of the
 - Block strategies (`average`, `median`, `percentile75`, `min`, `max`) make up no values beside holes and fill no hole.
   `average` and `max` lose no data.
 - Their colours do not depend on what lies below transparent pixels.
-- Tile sets, the size of whose tiles is a multiple of the factor, give the same bits as a single file; `gauss` gives
-  values within 0.01 m where there are no holes.
+- `gauss` with holes left out (`vexel-downsample --leave-holes-out`) makes up no values either: none is outside of the
+  range of the data, and no colour comes from below transparent pixels. It fills no hole, and the same results are
+  no-data, and the same pixels visible, as with `gauss` alone.
+- Tile sets, the size of whose tiles is a multiple of the factor, give the same bits as a single file. `warp` reads no
+  tile sets.
 - The content of a single file stays where it is; `gauss` moves it by half a pixel of the input at even factors.
 - `gaussalias` is `gauss`, to the bit.
 
@@ -89,7 +92,7 @@ Hills with holes of many sizes: discs, a wedge, lines of a pixel's width, and si
 of float, no-data -10000, which the file declares for GDAL's sake. Factor 4; holes are pale blue, and what is neither
 no-data nor in the range of the data is red.
 
-![The middle of the raster by every strategy and some of GDAL's methods]({folder}/holes.png)
+![The middle of the raster by the strategies and some of GDAL's methods]({folder}/holes.png)
 
 Pixels of the result that are neither no-data nor in the range of the data, and the lowest of these:
 
@@ -101,23 +104,24 @@ block has none:
 {lost}
 
 A median or quartile takes two valid pixels at least, and `min` of a block whose first pixel is a hole is a hole.
-`gauss` and `warp` decide by the pixel at the middle. `average` and `max` lose nothing. `gdaladdo` fills some holes by
-splines and by its Gauss, `gdal_translate` by splines."""
+`gauss`, with holes left out too, and `warp` decide by the pixel at the middle. `average` and `max` lose nothing.
+`gdaladdo` fills some holes by splines and by its Gauss, `gdal_translate` by splines."""
 
 EDGE = """## The Gaussian beside holes
 
-`gauss` blurs the values as they stand in the raster, no-data among them: beside a hole of -10000 elevations sink. It
-does not make up for that, by definition; use `average` where there are holes, or cut the edge off. A plain at 500 m
-with a straight, slightly slanted hole, so that pixels of the result lie at all distances from it:
+`gauss` blurs the values as they stand in the raster, no-data among them: beside a hole of -10000 elevations sink. If
+your raster has holes, ask for them to be left out (`DownsamplerBase::leaveHolesOut`, `vexel-downsample
+--leave-holes-out`): each result is then a mean of the valid pixels alone, with the same weights scaled up, and never
+beyond the lowest and the highest of these pixels. Without that, on a plain at 500 m with a straight, slightly slanted
+hole, so that pixels of the result lie at all distances from it:
 
 ![Largest error by the distance from a hole]({folder}/edge.svg)
 
 {table}
 
-The distance counts from the border of the hole to the middle of the pixel of the result. Beyond {metre} standard
-deviations what is left is below a metre, and changes its sign: it is the error of the recursion that stands for the
-Gaussian, a small share of the ten thousand metres beside it. No other strategy, and none of GDAL's methods, has any
-error here: {others}."""
+The distance counts from the border of the hole to the middle of the pixel of the result. The error is below a metre
+beyond {metre} standard deviations, and ends with the weights at five. With holes left out, and by all other strategies
+and GDAL's methods, {others}."""
 
 HALO = """## Transparent borders
 
@@ -134,7 +138,9 @@ Visible pixels, on white or on black, whose colour is not that of the disc, and 
 
 {foreign}
 
-`gauss` mixes in what is below transparent pixels. `percentile75` at factor 2 has black pixels at corners: of four
+`gauss` mixes in what is below transparent pixels. With holes left out it does not: colours come from visible pixels
+alone. With and without, a pixel is black and visible where the one at the middle is transparent but most of its
+surroundings are not, such as on a thin transparent line. `percentile75` at factor 2 has black pixels at corners: of four
 pixels with one opaque, the quartile of alpha is opaque, but the quartile of the colours is no-data, which as a byte
 is 0.
 
@@ -159,10 +165,10 @@ Tiles of 100, land without holes:
 
 {land100}
 
-`gauss` reads five standard deviations beyond each tile, where it cuts off what is left of the blur; -10000 beyond the
-cut weighs more than land. Where the size of the tiles is no multiple of the factor, each tile begins with a block of
-its own: a pixel of the result then stands for a place that is off by up to a factor less one. The largest error of
-position on the ramp in tiles of 100:
+`gauss` reads what it needs of the neighbours, five standard deviations beyond each tile, so tiles show no seam where
+they sample the same pixels as the single file. Where the size of the tiles is no multiple of the factor, each tile
+begins with a block of its own: a pixel of the result then stands for a place that is off by up to a factor less one.
+The largest error of position on the ramp in tiles of 100:
 
 {tiles}
 
