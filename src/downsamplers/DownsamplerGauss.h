@@ -8,9 +8,9 @@ namespace vexel {
 /// Downsamples by a Gaussian blur, then the pixel at the centre of each block.
 ///
 /// The blur has a standard deviation of sqrt(3.37 k) input pixels, k half the factor, at least 1. It runs
-/// over the values as they are: a valid pixel beside a hole is blurred together with the no-data value that
-/// stands there. Only the pixel that is sampled decides whether its block is no-data. The factor is changed
-/// so that the first tile spans a whole number of output pixels.
+/// over the values as they are, so a valid pixel next to a hole is blurred together with the no-data value of the
+/// hole, unless `leaveHolesOut` was called. Only the pixel that is sampled decides whether its block is no-data. The
+/// factor is changed so that the first tile spans a whole number of output pixels.
 ///
 /// A result is the sum of the pixels within five standard deviations of the sampled one, weighted by the Gaussian. It
 /// takes real pixels wherever the raster has them, those of other tiles too, and repeats the last one beyond its edge. It
