@@ -391,6 +391,27 @@ TEST(DownsamplerGaussHoleOption, IsOffUnlessAskedFor)
         << "holes are blurred as they are";
 }
 
+TEST(DownsamplerGaussHoleOption, IsOffForColoursBelowTransparentPixelsToo)
+{
+    for (const GDALDataType type : {GDT_Byte, GDT_Float32}) {
+        const TempFolder folder;
+        rasters::make(folder / "in.tif", downsampling::mapped(48, 40, type, 2), [](int x, int y, int band) {
+            return band == 1 ? grayValue(x, y, band) : isHole(x, y) ? 0.0 : 255.0;
+        });
+        downsample(folder / "in.tif", folder / "masked.tif", 2.0, kWithAlpha);
+        downsample(folder / "in.tif", folder / "plain.tif", 2.0);
+        const Values masked = rasters::pixels(folder / "masked.tif");
+        const Values plain = rasters::pixels(folder / "plain.tif");
+        ASSERT_EQ(masked.size(), plain.size());
+        for (std::size_t k = 0; k < masked.size(); ++k) {
+            const int x = static_cast<int>(k) % 24 * 2 + 1;
+            const int y = static_cast<int>(k) / 24 * 2 + 1;
+            const double invalid = type == GDT_Byte ? 0.0 : kNoData;
+            ASSERT_EQ(masked[k], isHole(x, y) ? invalid : plain[k]) << GDALGetDataTypeName(type) << ", " << k;
+        }
+    }
+}
+
 struct StrategyCase
 {
     const char* name;
