@@ -27,11 +27,12 @@ using MapBox = boost::geometry::model::box<MapPoint>;
 /// A closed line round an area, in the integer map frame.
 using MapRing = boost::geometry::model::ring<MapPoint>;
 
-/// Columns and rows of a box. 64 bits, since boxes reach from the lowest to the highest integer.
+/// Columns of a box. 64 bits, since boxes reach from the lowest to the highest integer.
 inline std::int64_t widthOf(const PixelBox& box)
 {
     return std::int64_t{box.max_corner().x()} - box.min_corner().x();
 }
+/// Rows of a box.
 inline std::int64_t heightOf(const PixelBox& box)
 {
     return std::int64_t{box.max_corner().y()} - box.min_corner().y();
