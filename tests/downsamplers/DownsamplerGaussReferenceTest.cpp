@@ -102,18 +102,26 @@ protected:
     static double sigma() { return std::sqrt(3.37 * GetParam().halfFactor); }
 
     /// Rounding of sums of floats between 0 and 255.
-    static constexpr double tolerance = 1e-5 * 255.0 + 1e-6 * 255.0;
+    static constexpr double toleranceOfFloats = 1e-5 * 255.0 + 1e-6 * 255.0;
+    /// Half a level is what storing a byte rounds.
+    static constexpr double toleranceOfBytes = 0.5 + 0.05;
 
-    /// Downsamples the bands as a file of floats and compares all results with the convolution. Beyond the
-    /// edge both go on with the pixels that stand there.
+    /// Downsamples bands of whole numbers from 0 to 255 as files of floats and of bytes.
     static void check(const std::vector<Band>& bands)
+    {
+        check(bands, GDT_Float32, toleranceOfFloats);
+        check(bands, GDT_Byte, toleranceOfBytes);
+    }
+
+private:
+    /// Compares all results with the convolution. Beyond the edge both go on with the pixels that stand there.
+    static void check(const std::vector<Band>& bands, GDALDataType type, double tolerance)
     {
         const TempFolder folder;
         const int width = bands[0].width;
         const int height = bands[0].height;
         rasters::make(
-            folder / "in.tif",
-            downsampling::mapped(width, height, GDT_Float32, static_cast<int>(bands.size())),
+            folder / "in.tif", downsampling::mapped(width, height, type, static_cast<int>(bands.size())),
             [&](int x, int y, int band) { return bands[static_cast<std::size_t>(band - 1)].at(x, y); });
         downsample(folder / "in.tif", folder / "out.tif", GetParam().requested, GdalFileType::SingleFile);
         const rasters::Dataset out = rasters::open(folder / "out.tif");
@@ -123,7 +131,7 @@ protected:
                                                   out->GetRasterYSize()),
                                         rasters::pixels(folder / "out.tif", static_cast<int>(k + 1))),
                       tolerance)
-                << "band " << k + 1;
+                << GDALGetDataTypeName(type) << ", band " << k + 1;
     }
 };
 
