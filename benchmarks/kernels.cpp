@@ -44,7 +44,7 @@ public:
 
     float reduce(const PixelRows<float>& pixels, std::int64_t columns) const
     {
-        return this->representativeValue(Reducer::blockAt(pixels, columns));
+        return this->representativeValue(vexel::blockAt(pixels, columns));
     }
 };
 
