@@ -8,6 +8,8 @@ import argparse
 import datetime
 import itertools
 import re
+import signal
+import sys
 import tempfile
 from pathlib import Path
 
@@ -197,6 +199,8 @@ def measure(options, results):
 
 
 def main():
+    # What was measured is kept when the run is ended from outside, too.
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
     options = parse()
     results = load(Path(options.add_to)) if options.add_to else Results()
     if not options.report_only:

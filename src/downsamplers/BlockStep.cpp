@@ -85,23 +85,14 @@ public:
             markMissing(m_context, pixels, first, end, m_context.alpha ? markTransparent : nullptr);
     }
 
-    std::int64_t begin(const StripPlace& strip, Results& results) const
+    void reduce(const StripPixels<T>& pixels, const StripPlace& strip, const ResultRow<Out>& row,
+                Scratch& values) const
     {
-        results.resize(static_cast<std::int64_t>(m_context.input.noBands()) * strip.rows.noBlocks(),
-                       strip.columns.noBlocks());
-        return results.rows();
-    }
-
-    void reduce(const StripPixels<T>& pixels, const StripPlace& strip, std::int64_t row, Scratch& values,
-                Results& results) const
-    {
-        values.resize(static_cast<std::size_t>(results.cols()));
-        const auto band = static_cast<std::size_t>(row / strip.rows.noBlocks());
-        const BlockSpan& span = m_layout.rows.span(strip.rows.firstBlock + row % strip.rows.noBlocks());
-        reduceRow(pixels, band, span, strip.columns, values.data());
-        if (m_context.isAlphaBand(band))
+        values.resize(static_cast<std::size_t>(row.columns));
+        reduceRow(pixels, row.band, m_layout.rows.span(row.block), strip.columns, values.data());
+        if (m_context.isAlphaBand(row.band))
             std::transform(values.begin(), values.end(), values.begin(), opaqueOrTransparent);
-        toOutput(values.data(), results.cols(), results.data() + row * results.cols());
+        toOutput(values.data(), row.columns, row.values);
     }
 
     bool write(const StripPlace& strip, const StripNews& news, const Results& results) const

@@ -93,20 +93,11 @@ public:
         }
     }
 
-    std::int64_t begin(const StripPlace& strip, Results& results) const
+    void reduce(const StripPixels<T>& pixels, const StripPlace& strip, const ResultRow<Out>& row,
+                Scratch& scratch) const
     {
-        results.resize(static_cast<std::int64_t>(m_context.input.noBands()) * strip.rows.noBlocks(),
-                       strip.columns.noBlocks());
-        return results.rows();
-    }
-
-    void reduce(const StripPixels<T>& pixels, const StripPlace& strip, std::int64_t row, Scratch& scratch,
-                Results& results) const
-    {
-        const auto band = static_cast<std::size_t>(row / strip.rows.noBlocks());
-        const std::int64_t sample =
-            m_plan.rows
-                .samples[static_cast<std::size_t>(strip.rows.firstBlock + row % strip.rows.noBlocks())];
+        const std::size_t band = row.band;
+        const std::int64_t sample = m_plan.rows.samples[static_cast<std::size_t>(row.block)];
         const SampledPixels columns{m_plan.columns.samples.data() + strip.columns.firstBlock,
                                     strip.columns.noBlocks(), strip.columns.firstPixel};
         const bool isAlpha = m_context.isAlphaBand(band);
@@ -123,7 +114,7 @@ public:
             dropInvalid(pixels.row(band, sample),
                         m_context.alpha ? pixels.row(m_context.lastBand(), sample) : nullptr, columns,
                         values);
-        toOutput(values, columns.count, results.data() + row * results.cols());
+        toOutput(values, columns.count, row.values);
     }
 
     /// The bands before one that cannot be read are not lost by it. What fails first is told, as if each had been

@@ -29,6 +29,16 @@ struct StripNews
     int error = 0; ///< `errno` after it
 };
 
+/// One row of the results of a strip.
+template <class T>
+struct ResultRow
+{
+    std::size_t band;   ///< counted from 0
+    std::int64_t block; ///< the row of blocks, counted from the first of the tile
+    T* values;
+    std::ptrdiff_t columns;
+};
+
 /// Goes through the strips of one tile. The calling thread transfers: it reads a strip while the others of a team reduce
 /// the one before, writes what became of it while they reduce the next one, and reduces too when it has nothing to
 /// transfer.
@@ -41,9 +51,9 @@ struct StripNews
 ///              `double nanoseconds()` the whole tile takes, roughly, to tell whether a team pays;
 ///              `Scratch makeScratch()`;
 ///              `void prepare(pixels, first, end)` makes rows ready that have been read;
-///              `std::int64_t begin(place, results)` sizes the results of a strip and tells their rows;
-///              `void reduce(pixels, place, row, scratch, results)` makes one row, on any thread;
-///              `bool write(place, news, results)` ends a strip, false the step.
+///              `void reduce(pixels, place, row, scratch)` makes one `ResultRow`, on any thread;
+///              `bool write(place, news, results)` ends a strip, false the step. Band after band has a row of results for
+///              each row of blocks, and a column for each column of blocks.
 template <class Work>
 class StripRun
 {
@@ -55,6 +65,7 @@ public:
     /// @param report is told the share that is done after each transfer and each strip; false ends the run.
     StripRun(GDALStreamer& input, const StripPlan& plan, Work& work, Report report)
         : m_plan(plan), m_work(work), m_report(std::move(report)),
+          m_noBands(static_cast<std::int64_t>(input.noBands())),
           m_reader(input, plan), m_halves{Half(elementsOf(input, plan)),
                                           Half(plan.strips().size() > 1 ? elementsOf(input, plan) : 0)}
     {
@@ -122,13 +133,20 @@ private:
     {
         const StripPlace& place = m_plan.strips()[k];
         Half& strip = half(k);
-        std::int64_t rows = 0;
-        attempt(strip.news, [&] { rows = m_work.begin(place, strip.results); });
+        const std::int64_t rowsOfBand = place.rows.noBlocks();
+        attempt(strip.news, [&] { strip.results.resize(m_noBands * rowsOfBand, place.columns.noBlocks()); });
         if (strip.news.failure)
             return;
-        team.start(rows, [this, &place, &strip](std::int64_t row, Scratch& scratch) {
-            m_work.reduce(std::as_const(strip.pixels), place, row, scratch, strip.results);
-        });
+        team.start(
+            strip.results.rows(), [this, rowsOfBand, &place, &strip](std::int64_t row, Scratch& scratch) {
+                Results& results = strip.results;
+                m_work.reduce(std::as_const(strip.pixels), place,
+                              ResultRow<typename Work::Result>{static_cast<std::size_t>(row / rowsOfBand),
+                                                               place.rows.firstBlock + row % rowsOfBand,
+                                                               results.data() + row * results.cols(),
+                                                               results.cols()},
+                              scratch);
+            });
     }
 
     /// Reads a strip ahead, transfer by transfer. False if that ends the run; what goes wrong waits for its turn.
@@ -197,6 +215,7 @@ private:
     const StripPlan& m_plan;
     Work& m_work;
     Report m_report;
+    std::int64_t m_noBands;
     StripReader<Pixel> m_reader;
     std::array<Half, 2> m_halves;
     double m_all = 0.0;

@@ -1,3 +1,4 @@
+#include "companion/ThreadOption.h"
 #include "companion/datasetinfo.h"
 #include "companion/file.h"
 #include "companion/imageformat.h"
@@ -23,32 +24,6 @@
 namespace vexel {
 
 namespace {
-
-/// While it lives, GDAL looks for the side files of what it opens one by one, unless the application has said
-/// what it wants. Otherwise it lists the folder first for each file, which takes far longer than opening one
-/// of thousands of tile files.
-class SideFilesOneByOne
-{
-public:
-    explicit SideFilesOneByOne(bool wanted)
-        : m_isSet(wanted && CPLGetConfigOption(option, nullptr) == nullptr)
-    {
-        if (m_isSet)
-            CPLSetThreadLocalConfigOption(option, "YES");
-    }
-    ~SideFilesOneByOne()
-    {
-        if (m_isSet)
-            CPLSetThreadLocalConfigOption(option, nullptr);
-    }
-    SideFilesOneByOne(const SideFilesOneByOne&) = delete;
-    SideFilesOneByOne& operator=(const SideFilesOneByOne&) = delete;
-
-private:
-    static constexpr const char* option = "GDAL_DISABLE_READDIR_ON_OPEN";
-
-    bool m_isSet;
-};
 
 using Code = StreamError::Code;
 
@@ -154,7 +129,7 @@ bool GDALStreamer::gdal_t::openRead(const QString& file, bool readOnly)
     m_canStayOpen.reset();
 
     const GdalMessages messages;
-    const SideFilesOneByOne oneByOne(oneOfMany);
+    const gdal::SideFilesOneByOne oneByOne(oneOfMany);
     dataset = openDataset(path, readOnly ? GA_ReadOnly : GA_Update).release();
     if (!dataset || dataset->GetRasterCount() < 1) {
         const Code code = dataset ? Code::UnsupportedType : Code::CannotOpen;
@@ -237,7 +212,7 @@ bool GDALStreamer::gdal_t::openToTransfer()
     }
     error = StreamError();
     const GdalMessages messages;
-    const SideFilesOneByOne oneByOne(oneOfMany);
+    const gdal::SideFilesOneByOne oneByOne(oneOfMany);
     switch (mode) {
     case ReadOnly:
         dataset = openDataset(path, GA_ReadOnly).release();

@@ -1,4 +1,5 @@
 #include "companion/CommandOptions.h"
+#include "companion/ThreadOption.h"
 #include "companion/file.h"
 #include "companion/geo.h"
 #include "companion/imageformat.h"
@@ -15,6 +16,7 @@
 #include "utilities/definitionfile.h"
 #include "utilities/sidefiles.h"
 
+#include <gdal_priv.h>
 #include <gdal_utils.h>
 
 #include <algorithm>
@@ -236,6 +238,22 @@ bool putInPlace(Dataset result, const WholenessCheck& isWhole, UnfinishedFile& u
     return isWhole(unfinished.path(), reason) && unfinished.takePlace(reason);
 }
 
+/// How GDAL translates a working file on this thread while it lives.
+struct TranslateSettings
+{
+    /// What is not compressed needs no cache of blocks.
+    gdal::ThreadOption readDirectly{"GTIFF_DIRECT_IO", "YES"};
+    /// Bytes of pixels at a time: little, so that GDAL's threads have something to compress most of the time.
+    gdal::ThreadOption piece{"GDAL_SWATH_SIZE", "250000"};
+};
+
+/// Has the pixels compressed that were translated so far, instead of all of them in the end.
+int CPL_STDCALL compressSoFar(double /*share*/, const char* /*message*/, void* /*data*/)
+{
+    GDALRasterBlock::FlushDirtyBlocks();
+    return TRUE;
+}
+
 /// Translates `source` to `target`. Tells what went wrong through `usageError` too.
 bool translateFile(const QString& source, const QString& target, const gdal::CommandOptions& arguments,
                    int& usageError, QString& reason)
@@ -247,6 +265,8 @@ bool translateFile(const QString& source, const QString& target, const gdal::Com
     usageError = options ? 0 : 1;
     Dataset result;
     if (options) {
+        const TranslateSettings settings;
+        GDALTranslateOptionsSetProgress(options.get(), &compressSoFar, nullptr);
         const Dataset working = openDataset(source, GA_ReadOnly);
         // GDAL 3 guesses the format by the target's ending; under its unfinished name it is a GeoTIFF whatever the
         // target is called. A working file that is gone goes on as a null source, which GDAL calls a usage error.

@@ -34,10 +34,7 @@ Dataset openToRead(const QString& path, bool oneOfMany)
 {
     if (path.isEmpty())
         return nullptr;
-    constexpr const char* option = "GDAL_DISABLE_READDIR_ON_OPEN";
-    std::optional<ThreadOption> sideFilesOneByOne;
-    if (oneOfMany && !CPLGetConfigOption(option, nullptr))
-        sideFilesOneByOne.emplace(option, "YES");
+    const SideFilesOneByOne oneByOne(oneOfMany);
     return openDataset(path, GA_ReadOnly);
 }
 

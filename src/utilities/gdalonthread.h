@@ -1,11 +1,12 @@
 #ifndef VEXEL_UTILITIES_GDALONTHREAD_H
 #define VEXEL_UTILITIES_GDALONTHREAD_H
 
+#include "companion/ThreadOption.h"
+
 #include <QString>
 
 #include <cpl_error.h>
 
-#include <optional>
 #include <string>
 
 namespace vexel::gdal::verification {
@@ -37,20 +38,6 @@ private:
 
     bool m_failed = false;
     std::string m_text;
-};
-
-/// Sets one of GDAL's options for this thread while it lives.
-class ThreadOption
-{
-public:
-    ThreadOption(const char* name, const char* value);
-    ~ThreadOption();
-    ThreadOption(const ThreadOption&) = delete;
-    ThreadOption& operator=(const ThreadOption&) = delete;
-
-private:
-    const char* m_name;
-    std::optional<std::string> m_former;
 };
 
 } // namespace vexel::gdal::verification

@@ -1,9 +1,11 @@
 #include "streaming/GDALStreamer.h"
 
 #include "streamingsupport.h"
+#include "support/GdalOption.h"
 #include "support/InFolder.h"
 #include "support/TempFolder.h"
 
+#include <cpl_conv.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -64,6 +66,15 @@ TEST(Completion, TakesAlongWhatCameMeanwhile)
     set.close();
     EXPECT_EQ(folder.listing(), "a.tfw a.tif");
     EXPECT_EQ(rasters::pixels(folder / "a.tif").at(0), 7.0);
+}
+
+TEST(Completion, LeavesTheOptionsOfTheThreadAsTheyAre)
+{
+    const TempFolder folder;
+    const GdalOption pieces("GDAL_SWATH_SIZE", "123456");
+    writeRaster(folder / "a.tif");
+    EXPECT_STREQ(CPLGetThreadLocalConfigOption("GDAL_SWATH_SIZE", ""), "123456");
+    EXPECT_EQ(CPLGetThreadLocalConfigOption("GTIFF_DIRECT_IO", nullptr), nullptr);
 }
 
 TEST(Completion, OfASetTakesTilesAndWorkingFilesOfEarlierOnesAlong)
