@@ -7,6 +7,10 @@
 #include <exception>
 #include <iostream>
 
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
 namespace example {
 
 namespace {
@@ -22,6 +26,16 @@ void configureGdal()
     // each block once, so that a larger cache than this one gains nothing.
     if (!CPLGetConfigOption("GDAL_CACHEMAX", nullptr))
         CPLSetConfigOption("GDAL_CACHEMAX", "64");
+}
+
+/// For each block, GDAL allocates some hundred kilobytes and releases them again. The C library would give them back to
+/// the system each time, which then has to clear them anew.
+void keepReleasedMemory()
+{
+#ifdef __GLIBC__
+    mallopt(M_MMAP_THRESHOLD, 32 << 20);
+    mallopt(M_TRIM_THRESHOLD, 256 << 20);
+#endif
 }
 
 } // namespace
@@ -132,6 +146,7 @@ int CommandLine::run(int argc, char** argv, const std::function<void()>& work)
         return m_app->exit(error) == 0 ? done : usage;
     }
     try {
+        keepReleasedMemory();
         configureGdal();
         // GDAL's own messages join those of the library.
         vexel::gdal::setErrorHandler(vexel::gdal::logErrorHandler);
