@@ -71,17 +71,20 @@ Where does that time go?
 
 - **Everybody decodes and encodes.** Where the peer takes little more than the floor, as it often does on elevation,
   nobody can be much faster than the peer.
+- **Start and check.** Loading GDAL and opening the files takes about a tenth of a second, which the floor does not count,
+  and ours opens its output again at the end to see that it is whole. On rasters of 6,000 × 6,000 pixels this is a tenth
+  to a fifth of the time.
 - **Peers encode while they decode.** Ours writes an uncompressed working file first and completes the output at the
-  end, so that you have the whole output or none, however the process ends. Then it waits until the disk has the data,
-  while the peers leave that to the system.
+  end, so that you have the whole output or none, however the process ends. Writing and reading that file takes about a
+  tenth of the processor time at factor 2. Then it waits until the disk has the data, while the peers leave that to the
+  system.
 - **A strip of the finished file is one row**, as GDAL does by default. GDAL hands strips to its threads one at a time,
-  so not all processors are busy while it encodes.
-- **Start and check.** Loading GDAL takes every program some hundredths of a second, and ours opens its output again at
-  the end to see that it is whole. If your rasters are small, you notice both."""
+  so not all processors are busy while it encodes: with strips of 16 rows, completing would take a quarter less time."""
 
 SERIAL = """\
 These cases gain less from the second processor than we want. The last columns are shares of the time on the clock in
-which at most one thread runs. The section *More processors* shows which phases they belong to."""
+which at most one thread runs. The section *More processors* shows which phases they belong to, and how much the machine
+itself allows."""
 
 LARGE = """\
 These need more memory than we want."""
