@@ -75,9 +75,8 @@ Where does that time go?
   and ours opens its output again at the end to see that it is whole. On rasters of 6,000 × 6,000 pixels this is a tenth
   to a fifth of the time.
 - **Peers encode while they decode.** Ours writes an uncompressed working file first and completes the output at the
-  end, so that you have the whole output or none, however the process ends. Writing and reading that file takes about a
-  tenth of the processor time at factor 2. Then it waits until the disk has the data, while the peers leave that to the
-  system.
+  end, so that you have the whole output or none, however the process ends. Then it waits until the disk has the data,
+  while the peers leave that to the system.
 - **A strip of the finished file is one row**, as GDAL does by default. GDAL hands strips to its threads one at a time,
   so not all processors are busy while it encodes: with strips of 16 rows, completing would take a quarter less time."""
 
