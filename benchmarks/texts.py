@@ -71,9 +71,9 @@ Where does that time go?
 
 - **Everybody decodes and encodes.** Where the peer takes little more than the floor, as it often does on elevation,
   nobody can be much faster than the peer.
-- **Start and check.** Loading GDAL and opening the files takes about a tenth of a second, which the floor does not count,
-  and ours opens its output again at the end to see that it is whole. On rasters of 6,000 × 6,000 pixels this is a tenth
-  to a fifth of the time.
+- **Start and end.** A run on 64 × 64 pixels takes 65 ms: 40 ms load GDAL, as in every program, and the rest opens the
+  files and looks at the output once more to see that it is whole. The floor counts none of it. On 6,000 × 6,000 pixels
+  this is a tenth of the time and more.
 - **Peers encode while they decode.** Ours writes an uncompressed working file first and completes the output at the
   end, so that you have the whole output or none, however the process ends. Then it waits until the disk has the data,
   while the peers leave that to the system.
