@@ -186,7 +186,7 @@ def run_line(options):
 
 
 def measure(options, results):
-    results.runs.append(Run(datetime.date.today(), run_line(options), options.runs))
+    results.runs.append(Run(datetime.date.today(), run_line(options)))
     if options.keep:
         Path(options.keep).mkdir(parents=True, exist_ok=True)
     with tempfile.TemporaryDirectory(prefix="vexel-bench-", dir=options.keep) as work:

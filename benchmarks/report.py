@@ -15,7 +15,7 @@ import scaling
 import shortfalls
 import summary
 import texts
-from cells import span, table
+from cells import table
 
 def version(command):
     if not shutil.which(command[0]):
@@ -53,7 +53,7 @@ def agreement_text(comparisons):
 def method(results):
     yield "## How it was measured"
     yield table(["", ""], machine_rows(results.runs))
-    yield texts.SETTINGS.format(repeats=span([run.repeats for run in results.runs], str))
+    yield texts.SETTINGS
     if results.comparisons:
         yield agreement_text(results.comparisons)
     yield texts.PEERS

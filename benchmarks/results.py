@@ -60,11 +60,10 @@ class Memory:
 
 @dataclass(frozen=True)
 class Run:
-    """One call of the program; `repeats` is how often each command ran."""
+    """One call of the program."""
 
     date: datetime.date
     options: str
-    repeats: int
 
 
 @dataclass

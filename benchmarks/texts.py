@@ -22,12 +22,12 @@ CHART = """\
 The mark on a bar is the ratio that we want. Bars of the other colour fall short of it."""
 
 SETTINGS = """\
-Every time is the median of {repeats} runs, with the program and its peers in turn. The input is in the page cache, and
-what the run before has left to be written is on the disk (`sync`). All programs run with `GDAL_NUM_THREADS=ALL_CPUS`
-and `GDAL_CACHEMAX=64`, and write GeoTIFF with LZW and a predictor (2 for bytes, 3 for floats), RGBA as RGB with alpha.
-`vexel-downsample` has the C library keep released memory (`mallopt`), which saves 5 to 9 % of its time: do the same in
-your application. CPU is the user and system time of the process and all that it starts. Peak memory is the largest of
-any run and process, in 10⁶ bytes.
+Every time is the median of as many runs as the call above says, with the program and its peers in turn. The input is in
+the page cache, and what the run before has left to be written is on the disk (`sync`). All programs run with
+`GDAL_NUM_THREADS=ALL_CPUS` and `GDAL_CACHEMAX=64`, and write GeoTIFF with LZW and a predictor (2 for bytes, 3 for
+floats), RGBA as RGB with alpha. `vexel-downsample` has the C library keep released memory (`mallopt`), which saves 5 to
+9 % of its time: do the same in your application. CPU is the user and system time of the process and all that it starts.
+Peak memory is the largest of any run and process, in 10⁶ bytes.
 
 The *floor* is the work that no program can avoid: decode every block of the input once, and encode the finished output
 once. GDAL does both, with the same threads, in the same turns as the others. The floor counts from the first block,
