@@ -2,6 +2,7 @@
 
 #include "companion/color.h"
 #include "companion/file.h"
+#include "streaming/RasterDescription.h"
 #include "streaming/failures.h"
 #include "streaming/tilefiles.h"
 #include "streaming/tilegrid.h"
@@ -34,6 +35,7 @@ GDALStreamer::GDALStreamer() = default;
 GDALStreamer::GDALStreamer(GDALStreamer&& other) noexcept
     : m_path(other.m_path), m_noBands(other.m_noBands), m_noPages(other.m_noPages), m_dtype(other.m_dtype),
       m_ftype(other.m_ftype), m_workspace(std::move(other.m_workspace)), m_files(std::move(other.m_files)),
+      m_description(other.m_description),
       m_lastError(std::exchange(other.m_lastError, StreamError())), m_keptFiles(std::move(other.m_keptFiles))
 {}
 
@@ -162,6 +164,7 @@ bool GDALStreamer::takeDescriptionFromFiles()
     m_noBands = first.noBands;
     m_noPages = first.noPages;
     m_dtype = first.dtype;
+    m_description = first.description;
     for (const Handle& file : m_files)
         if (file->noBands != m_noBands || file->dtype != m_dtype) {
             m_lastError = {
@@ -213,6 +216,7 @@ bool GDALStreamer::openToWrite(const QString& path, std::uint64_t noBands, DataT
     m_noBands = noBands;
     m_dtype = dtype;
     m_workspace = extent;
+    m_description = std::make_shared<RasterDescription>(projWKT, dtype, noBands);
     if (!tiled) {
         m_workspace.createTiles(extent.pixelWidth(), extent.pixelHeight());
         return appendForWriting(path, m_workspace, projWKT, projTime, software);
@@ -315,12 +319,28 @@ bool GDALStreamer::open(std::uint64_t i)
     return m_files[i]->reopen() || failIn(*m_files[i]);
 }
 
+QString GDALStreamer::spatialReference() const
+{
+    return m_description ? m_description->reference() : QString();
+}
+
+std::optional<double> GDALStreamer::noDataValue(std::size_t band) const
+{
+    return m_description ? m_description->noDataValue(band) : std::nullopt;
+}
+
+TileRange GDALStreamer::tiles() const
+{
+    return TileRange(*this);
+}
+
 void GDALStreamer::clear()
 {
     m_noBands = 0;
     m_noPages = 0;
     m_dtype = DataType::Unknown;
     m_workspace = Workspace();
+    m_description.reset();
     letFilesGo();
 }
 

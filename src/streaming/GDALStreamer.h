@@ -25,6 +25,9 @@ class GDALDataset;
 namespace vexel {
 
 struct CloseDataset;
+class RasterDescription;
+class RasterSpec;
+class TileRange;
 
 /// A georeferenced raster that lies on disk as one file or as a grid of tile files, read and written by pixel
 /// boxes without regard to where the file seams lie.
@@ -134,6 +137,9 @@ public:
     /// The same for a single file of `width` by `height` pixels in pixel units, without projection and time.
     bool openWrite(const QString& path, std::uint64_t noBands, DataType dtype, int width, int height);
 
+    /// Prepares a raster to be written as `spec` says. Otherwise as the others.
+    [[nodiscard]] bool openWrite(const QString& path, const RasterSpec& spec);
+
     /// Completes written files and lets all files go. Path, counts, types and workspace are kept. Always
     /// true.
     ///
@@ -188,6 +194,16 @@ public:
     /// Number of rows of the whole raster.
     int height() const { return m_workspace.pixelHeight(); }
 
+    /// The spatial reference of the first file as WKT, as its header had it when the set was opened; of a set being
+    /// written, what it is written with. Empty for none. Takes no lock.
+    QString spatialReference() const;
+    /// The no-data value of a band, as the first file's header had it when the set was opened; of a set being written,
+    /// what it is written with: -10000 where the pixel type holds it. Empty if there is none, or no such band, and for a
+    /// file of so many bands with values of their own that remembering them would take more than 32 KiB. Takes no lock.
+    ///
+    /// @param band counted from 1.
+    std::optional<double> noDataValue(std::size_t band) const;
+
     /// How far a corner of a file lies at most from where its extent has it, in pixels: more than about half a
     /// pixel where a rotation was dropped, pixels are not square, or their size is no whole number of map units.
     double georeferenceLoss() const;
@@ -206,6 +222,14 @@ public:
     const PixelBox& itile(std::uint64_t i) const { return m_workspace.itile(i); }
     /// Column and row of file `i` in the grid, counted from 0, which its name counts from 1.
     const PixelPoint& gtile(std::uint64_t i) const { return m_workspace.gtile(i); }
+
+    /// The files of the set, with where each lies.
+    ///
+    /// @code
+    /// for (const TileRange::Tile& tile : set.tiles())
+    ///     std::cout << tile.path.toStdString() << ": " << widthOf(tile.pixels) << " columns" << std::endl;
+    /// @endcode
+    TileRange tiles() const;
 
     /// True when the set holds files.
     bool opened() const { return !m_files.empty(); }
@@ -377,6 +401,7 @@ private:
     GdalFileType m_ftype = GdalFileType::SingleFile;
     Workspace m_workspace;
     std::vector<std::shared_ptr<gdal_t>> m_files;
+    std::shared_ptr<const RasterDescription> m_description; ///< null before a set was opened
     mutable StreamError m_lastError;
     mutable int m_keepers = 0;
     mutable std::vector<std::shared_ptr<gdal_t>> m_keptFiles; // the one kept longest first
@@ -533,7 +558,8 @@ struct VEXEL_EXPORT GDALStreamer::gdal_t
     int blockHeight = 0;                ///< rows that it decodes at a time
     double georeferenceLoss = 0.0;      ///< what the set's function of that name tells, of this file
     bool oneOfMany = false;             ///< in a set of tile files, whose folder is not worth listing
-    StreamError error;                  ///< why the last operation failed, or a file could not be completed
+    std::shared_ptr<const RasterDescription> description; ///< what the header of a file that is read says
+    StreamError error; ///< why the last operation failed, or a file could not be completed
 
 private:
     friend class Transfer;
@@ -744,5 +770,9 @@ bool GDALStreamer::writeBands(const BandPixels<const T>& in, const std::vector<i
 }
 
 } // namespace vexel
+
+// What the class returns and takes: at the end, since both need the class itself.
+#include "RasterSpec.h"
+#include "TileRange.h"
 
 #endif

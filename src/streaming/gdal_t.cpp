@@ -5,6 +5,7 @@
 #include "companion/log.h"
 #include "companion/pixelvalues.h"
 #include "companion/sidepaths.h"
+#include "streaming/RasterDescription.h"
 #include "streaming/failures.h"
 #include "streaming/gdaldataset.h"
 #include "streaming/gdalmessages.h"
@@ -139,6 +140,7 @@ bool GDALStreamer::gdal_t::openRead(const QString& file, bool readOnly)
     }
     noBands = static_cast<std::uint64_t>(dataset->GetRasterCount());
     noPages = gdal::countPages(*dataset);
+    description = std::make_shared<RasterDescription>(*dataset);
     dataset->GetRasterBand(1)->GetBlockSize(&blockWidth, &blockHeight);
     const int columns = dataset->GetRasterXSize();
     const int rows = dataset->GetRasterYSize();

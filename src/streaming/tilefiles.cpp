@@ -1,6 +1,7 @@
 #include "streaming/tilefiles.h"
 
 #include "companion/imageformat.h"
+#include "streaming/RasterDescription.h"
 #include "streaming/failures.h"
 #include "streaming/writetargets.h"
 #include "utilities/tilenames.h"
@@ -92,6 +93,9 @@ OpenedTiles openTiles(const QString& setPath, bool readOnly)
         // the files.
         if (isJpeg(tile.path))
             file->lieAt(pixelExtentOf(tile, *file, opened.maxWidth, opened.maxHeight));
+        // Most tiles say the same, and there may be a hundred thousand of them.
+        if (!opened.files.empty() && *file->description == *opened.files.back()->description)
+            file->description = opened.files.back()->description;
         opened.extent.merge(file->workspace);
         opened.places.push_back({tile.column, tile.row, file->width(), file->height()});
         opened.files.push_back(std::move(file));

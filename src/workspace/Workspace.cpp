@@ -82,6 +82,31 @@ int Workspace::pixelHeight() const
     return dy2px(height());
 }
 
+double Workspace::west() const
+{
+    return static_cast<double>(m_minx) * mapUnitsPerUnit;
+}
+
+double Workspace::south() const
+{
+    return -static_cast<double>(m_maxy) * mapUnitsPerUnit;
+}
+
+double Workspace::east() const
+{
+    return static_cast<double>(m_maxx) * mapUnitsPerUnit;
+}
+
+double Workspace::north() const
+{
+    return -static_cast<double>(m_miny) * mapUnitsPerUnit;
+}
+
+double Workspace::pixelSize() const
+{
+    return static_cast<double>(m_res) * mapUnitsPerUnit;
+}
+
 bool Workspace::empty() const
 {
     return m_minx == m_maxx || m_miny == m_maxy;

@@ -77,6 +77,16 @@ public:
     /// Number of whole rows of pixels; a remainder is dropped.
     int pixelHeight() const;
 
+    /// @{
+    /// Edges of the box in map units, y pointing north.
+    double west() const;
+    double south() const;
+    double east() const;
+    double north() const;
+    /// @}
+    /// Edge of a pixel in map units.
+    double pixelSize() const;
+
     /// True when the box has no width or no height.
     bool empty() const;
 

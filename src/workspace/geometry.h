@@ -38,6 +38,16 @@ inline std::int64_t heightOf(const PixelBox& box)
     return std::int64_t{box.max_corner().y()} - box.min_corner().y();
 }
 
+/// The same in integer map units, for boxes that 64 bits hold the size of.
+inline std::int64_t widthOf(const MapBox& box)
+{
+    return box.max_corner().x() - box.min_corner().x();
+}
+inline std::int64_t heightOf(const MapBox& box)
+{
+    return box.max_corner().y() - box.min_corner().y();
+}
+
 } // namespace vexel
 
 #endif
