@@ -1,6 +1,7 @@
 #include "downsamplers/DownsamplerBase.h"
 
 #include "downsamplers/BlockStep.h"
+#include "downsamplers/OpenError.h"
 #include "downsamplers/UnreadPixels.h"
 #include "downsamplers/blockreducers.h"
 #include "downsamplers/missingvalues.h"
@@ -14,7 +15,7 @@
 #include <QStringList>
 
 #include <cmath>
-#include <stdexcept>
+#include <string>
 #include <utility>
 
 namespace vexel {
@@ -24,9 +25,33 @@ namespace {
 constexpr int outputTileSize = 5000;
 constexpr double smallestFactor = 0.5; // blocks of a smaller one would be empty
 
-[[noreturn]] void throwUnableToOpen(const char* which, const QString& path)
+[[noreturn]] void throwUnableToOpen(const char* which, const QString& path, const StreamError& reason)
 {
-    throw std::runtime_error(std::string("Unable to open ") + which + " file '" + path.toStdString() + "'");
+    throw OpenError(std::string("Unable to open ") + which + " file '" + path.toStdString() + "'", reason);
+}
+
+[[noreturn]] void refuseOutput(const QString& path, const QString& why)
+{
+    throwUnableToOpen("output", path, {StreamError::Code::BadArgument, path, why});
+}
+
+/// The shortest decimal number of five digits or more that is not below `value`: it is accepted when it is typed back.
+QString roundedUp(double value)
+{
+    for (int digits = 5; digits < 17; ++digits) {
+        const double step = std::pow(10.0, std::floor(std::log10(value)) + 1 - digits);
+        const QString text = QString::number(std::ceil(value / step) * step, 'g', digits);
+        if (text.toDouble() >= value)
+            return text;
+    }
+    return QString::number(value, 'g', 17);
+}
+
+QString tooFine(double resolution, double inputPixel)
+{
+    return QString("the resolution %1 is finer than half of the input's %2; the finest possible is %3")
+        .arg(QString::number(resolution, 'g', 6), QString::number(inputPixel, 'g', 6),
+             roundedUp(smallestFactor * inputPixel));
 }
 
 double pixelSizeOf(const Workspace& workspace)
@@ -70,22 +95,27 @@ DownsamplerBase::DownsamplerBase(const QString& inputPath, const QString& output
 {
     alpha = alphaType == ImageAlphaType::LastBand;
     if (!input.openRead(inputPath, fileType))
-        throwUnableToOpen("input", inputPath);
+        throwUnableToOpen("input", inputPath, input.lastError());
 
-    factor = resolution / pixelSizeOf(input.workspace());
+    const double inputPixel = pixelSizeOf(input.workspace());
+    factor = resolution / inputPixel;
+    if (!(resolution > 0.0) || std::isinf(resolution))
+        refuseOutput(outputPath, QString("the resolution %1 is no size of a pixel").arg(resolution));
+    if (factor < smallestFactor)
+        refuseOutput(outputPath, tooFine(resolution, inputPixel));
     if (alignment == AlignToTile)
-        factor =
-            factorAlignedToTile(input.itile(0).max_corner().x() - input.itile(0).min_corner().x(), factor);
-    if (!(resolution > 0.0) || !std::isfinite(factor) || factor < smallestFactor)
-        throwUnableToOpen("output", outputPath);
+        factor = factorAlignedToTile(static_cast<int>(widthOf(input.itile(0))), factor);
+    if (!std::isfinite(factor) || factor < smallestFactor)
+        refuseOutput(outputPath, "the first tile is narrower than half a pixel of the output");
 
     const std::int64_t outputRes = arithmetic::roundHalfAway(static_cast<double>(input.res()) * factor);
     const Workspace extent(input.workspace().mbounds(), outputRes);
     const QStringList replaced = pathsOfTarget(outputPath, fileType, extent, outputTileSize, outputTileSize);
-    if (anyIsReadFor(replaced, filesOf(input)) ||
-        !output.openWrite(outputPath, input.noBands(), input.dtype(), extent, wkt, QString(), QString(),
+    if (anyIsReadFor(replaced, filesOf(input)))
+        refuseOutput(outputPath, "it would replace a file that is read for the input");
+    if (!output.openWrite(outputPath, input.noBands(), input.dtype(), extent, wkt, QString(), QString(),
                           fileType, outputTileSize, outputTileSize))
-        throwUnableToOpen("output", outputPath);
+        throwUnableToOpen("output", outputPath, output.lastError());
 }
 
 DownsamplerBase::~DownsamplerBase() = default;

@@ -1,4 +1,4 @@
-#include "streaming/StreamError.h"
+#include "companion/StreamError.h"
 
 #include <ostream>
 #include <string>
@@ -34,6 +34,8 @@ QString whatFailed(StreamError::Code code)
         return "cannot be created";
     case StreamError::Code::CannotComplete:
         return "could not be completed";
+    case StreamError::Code::Stopped:
+        return "was not completed";
     }
     return "failed";
 }
