@@ -67,7 +67,7 @@ function(vexel_install_pkg_config)
           COMPONENT Development)
 endfunction()
 
-vexel_install_headers(${VEXEL_PUBLIC_HEADERS})
+vexel_install_headers(${VEXEL_PUBLIC_HEADERS} ${VEXEL_QTGUI_HEADERS})
 install(FILES ${VEXEL_BUILD_INCLUDE_DIR}/vexel/version.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vexel
         COMPONENT Development)
 vexel_install_cmake_package()

@@ -38,6 +38,24 @@ void keepReleasedMemory()
 #endif
 }
 
+void tell(const char* kind, const std::string& text)
+{
+    std::cerr << kind << ": " << text << std::endl;
+}
+
+/// What the library logs; notices are for those who look for a mistake in a program.
+void tellMessage(vexel::log::level level, const QString&, const vexel::log::FileAndLine&, const QString& text)
+{
+    if (level == vexel::log::level::warning || level == vexel::log::level::error)
+        tell(level == vexel::log::level::error ? "error" : "warning", text.toStdString());
+}
+
+void tellGdalMessage(CPLErr severity, int, const char* text)
+{
+    if (severity >= CE_Warning)
+        tell(severity == CE_Warning ? "warning" : "error", text);
+}
+
 } // namespace
 
 Argument& Argument::required()
@@ -84,7 +102,11 @@ Argument& Argument::showDefault()
 
 CommandLine::CommandLine(const std::string& description, const std::string& program)
     : m_app(std::make_unique<CLI::App>(description, program))
-{}
+{
+    m_app->failure_message([](const CLI::App*, const CLI::Error& error) {
+        return std::string("error: ") + error.what() + "\nRun with --help for more information.\n";
+    });
+}
 
 CommandLine::~CommandLine() = default;
 
@@ -149,17 +171,18 @@ int CommandLine::run(int argc, char** argv, const std::function<void()>& work)
         keepReleasedMemory();
         configureGdal();
         // GDAL's own messages join those of the library.
-        vexel::gdal::setErrorHandler(vexel::gdal::logErrorHandler);
+        vexel::gdal::setErrorHandler(&tellGdalMessage);
+        vexel::log::defaultLogSource().setSink(&tellMessage);
         work();
         return done;
     } catch (const Stopped& reason) {
-        std::cerr << m_app->get_name() << ": " << reason.what() << std::endl;
+        tell("stopped", reason.what());
         return stopped;
     } catch (const Unread& reason) {
-        std::cerr << m_app->get_name() << ": " << reason.what() << std::endl;
+        tell("warning", reason.what());
         return unread;
     } catch (const std::exception& error) {
-        std::cerr << m_app->get_name() << ": " << error.what() << std::endl;
+        tell("error", error.what());
         return failed;
     }
 }

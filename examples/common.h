@@ -2,7 +2,6 @@
 #define VEXEL_EXAMPLES_COMMON_H
 
 #include <QString>
-#include <gdal_priv.h>
 #include <vexel/vexel.h>
 
 #include <map>
@@ -45,18 +44,7 @@ inline void openInput(vexel::GDALStreamer& set, const std::string& path)
 {
     const vexel::gdal::RAIIErrorSilencer silence;
     if (!set.openRead(fromArgument(path)))
-        throw std::runtime_error("Unable to open input file '" + path + "'");
-}
-
-/// The spatial reference of an open set as WKT, empty if it has none. The set has no accessor for what a file
-/// declares, so this asks GDAL, under the lock that the library takes too. The dataset is left to the set,
-/// which releases it after its next transfer: a file that is closed cannot be read any more.
-inline QString projectionOf(vexel::GDALStreamer& set)
-{
-    const vexel::GDALMutex lock;
-    if (!set.open(0) || !set.data(0))
-        throw std::runtime_error("Unable to open '" + set.path(0).toStdString() + "'");
-    return QString::fromUtf8(set.data(0)->GetProjectionRef());
+        throw std::runtime_error(set.lastError().message().toStdString());
 }
 
 } // namespace example

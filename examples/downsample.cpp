@@ -3,7 +3,7 @@
 // Exit codes: 0 the output is there and whole, 1 something failed (standard error says what), 2 wrong usage, 3 the output
 // is there, but pixels of the input that could not be read count as 0 in it, 130 stopped by Ctrl-C or SIGTERM, and
 // nothing is left of the output.
-// Standard output has one "name: value" a line; messages and progress go to standard error.
+// Standard output has one "name: value" a line, or JSON; messages and progress go to standard error.
 
 #include "commandline.h"
 #include "common.h"
@@ -11,6 +11,8 @@
 #include "stoponsignal.h"
 #include "system.h"
 
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QString>
 #include <gdal_priv.h>
 #include <ogr_spatialref.h>
@@ -18,8 +20,6 @@
 
 #include <chrono>
 #include <cmath>
-#include <cstddef>
-#include <cstdint>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -29,7 +29,6 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
-#include <utility>
 
 namespace {
 
@@ -37,7 +36,8 @@ struct Arguments
 {
     std::string input;
     std::string output;
-    double resolution = 0.0;
+    double resolution = 0.0; // one of both is 0
+    double factor = 0.0;
     std::string strategy;
     bool tiles = false;
     bool alpha = false;
@@ -45,6 +45,8 @@ struct Arguments
     std::string srs;
     std::string noData;
     bool progress = false;
+    bool quiet = false;
+    bool json = false;
 };
 
 const std::map<std::string, vexel::DownsamplingStrategy>& strategies()
@@ -63,7 +65,7 @@ const std::map<std::string, vexel::DownsamplingStrategy>& strategies()
     return byName;
 }
 
-std::string checkResolution(const std::string& text)
+std::string checkPositive(const std::string& text)
 {
     const std::optional<double> value = example::numberFromArgument(text);
     return value && std::isfinite(*value) && *value > 0.0 ? "" : "'" + text + "' is not a positive number";
@@ -79,6 +81,8 @@ std::string checkNoData(const std::string& text)
 /// What single options cannot tell.
 void checkTogether(const Arguments& arguments)
 {
+    if ((arguments.resolution > 0.0) == (arguments.factor > 0.0))
+        example::CommandLine::refuse("--resolution", "either this or --factor is needed");
     if (arguments.strategy != "warp")
         return;
     if (arguments.tiles)
@@ -93,9 +97,11 @@ void declareArguments(example::CommandLine& line, Arguments& arguments)
         .required();
     line.add("OUTPUT", arguments.output, "raster to create; an earlier one is replaced").required();
     line.add("--resolution", arguments.resolution, "edge of an output pixel in map units")
-        .required()
-        .check(checkResolution)
+        .check(checkPositive)
         .placeholder("R");
+    line.add("--factor", arguments.factor, "the same as a multiple of the input's, in place of --resolution")
+        .check(checkPositive)
+        .placeholder("F");
     line.add("--strategy", arguments.strategy, "how a block of pixels becomes one")
         .required()
         .oneOf(example::keysOf(strategies()))
@@ -114,6 +120,8 @@ void declareArguments(example::CommandLine& line, Arguments& arguments)
     line.addFlag("--leave-holes-out", arguments.leaveHolesOut,
                  "let gauss blur valid pixels only, without those that are no-data or transparent");
     line.addFlag("--progress", arguments.progress, "draw the progress bar even if nobody is looking");
+    line.addFlag("--quiet", arguments.quiet, "say nothing unless something goes wrong");
+    line.addFlag("--json", arguments.json, "write the summary as JSON");
     line.addVersion(std::string("vexel-downsample ") + vexel::version());
     line.checkTogether([&arguments] { checkTogether(arguments); });
     line.setFooter(
@@ -146,157 +154,241 @@ QString projectionFromArgument(const std::string& srs)
     return result;
 }
 
-/// What the first band of an open set declares as no-data. The set has no accessor for it, so this asks GDAL,
-/// under the lock that the library takes too.
-std::optional<double> declaredNoData(vexel::GDALStreamer& set)
+/// What the options say, and what `--nodata` comes to.
+struct Plan
 {
-    const vexel::GDALMutex lock;
-    if (!set.open(0) || !set.data(0))
-        throw std::runtime_error("Unable to open '" + set.path(0).toStdString() + "'");
-    int isDeclared = 0;
-    const double value = set.data(0)->GetRasterBand(1)->GetNoDataValue(&isDeclared);
-    return isDeclared != 0 ? std::optional<double>(value) : std::nullopt;
+    vexel::DownsampleOptions options;
+    std::optional<double> noData;
+};
+
+vexel::GdalFileType typeOf(const Arguments& arguments)
+{
+    return arguments.tiles ? vexel::GdalFileType::TileSet : vexel::GdalFileType::SingleFile;
+}
+
+/// What is wrong, without what the program knows better than the library how to say.
+[[noreturn]] void refuse(const vexel::StreamError& reason)
+{
+    const bool isArgument = reason.code == vexel::StreamError::Code::BadArgument;
+    throw std::runtime_error((isArgument ? reason.text : reason.message()).toStdString());
+}
+
+/// A path with stars in place of column and row: "naip_*_*.tif".
+std::string tilePattern(const QString& path)
+{
+    QString pattern = vexel::gdal::tile2path(path, 1, 1);
+    const int numbers = static_cast<int>(pattern.lastIndexOf("_1_1"));
+    return pattern.replace(numbers, 4, "_*_*").toStdString();
+}
+
+/// Opens the input. GDAL is silenced, whose words the library's error has.
+void openInput(vexel::GDALStreamer& input, const Arguments& arguments)
+{
+    using vexel::GdalFileType;
+    const vexel::gdal::RAIIErrorSilencer silence;
+    const QString path = example::fromArgument(arguments.input);
+    if (input.openRead(path, typeOf(arguments)))
+        return;
+    const vexel::StreamError reason = input.lastError();
+    if (arguments.tiles && input.openRead(path, GdalFileType::SingleFile))
+        throw std::runtime_error("no tile files " + tilePattern(path) + "; '" + arguments.input +
+                                 "' is a single file: leave --tiles out");
+    if (arguments.tiles && reason.code == vexel::StreamError::Code::CannotOpen)
+        throw std::runtime_error("no tile files " + tilePattern(path) + ": give the name without the numbers");
+    if (!arguments.tiles && input.openRead(path, GdalFileType::TileSet))
+        throw std::runtime_error("no file '" + arguments.input + "', but tile files " + tilePattern(path) +
+                                 ": add --tiles");
+    refuse(reason);
 }
 
 /// What `--nodata` says about an open set.
-std::optional<double> noDataFromArgument(const std::string& text, vexel::GDALStreamer& input)
+std::optional<double> noDataFromArgument(const std::string& text, const vexel::GDALStreamer& input)
 {
     if (text.empty())
         return std::nullopt;
-    if (text == "auto")
-        return declaredNoData(input);
-    return example::numberFromArgument(text);
+    return text == "auto" ? input.noDataValue(1) : example::numberFromArgument(text);
 }
 
-std::string failureText(const vexel::JobRunner::Result& result)
+Plan planOf(const Arguments& arguments, const vexel::GDALStreamer& input)
 {
-    const std::string reason =
+    Plan plan{vexel::DownsampleOptions(example::fromArgument(arguments.input),
+                                       example::fromArgument(arguments.output)),
+              noDataFromArgument(arguments.noData, input)};
+    plan.options.strategy(strategies().at(arguments.strategy))
+        .alpha(arguments.alpha)
+        .tiles(arguments.tiles)
+        .leaveHolesOut(arguments.leaveHolesOut);
+    if (arguments.factor > 0.0)
+        plan.options.factor(arguments.factor);
+    else
+        plan.options.resolution(arguments.resolution);
+    if (!arguments.srs.empty())
+        plan.options.reference(projectionFromArgument(arguments.srs));
+    if (plan.noData)
+        plan.options.noData(*plan.noData);
+    return plan;
+}
+
+/// Ends the program unless the job has ended well.
+void checkResult(const vexel::JobRunner::Result& result)
+{
+    using Outcome = vexel::JobRunner::Outcome;
+    const std::string thrown =
         result.exceptionText.isEmpty() ? "" : ": " + result.exceptionText.toStdString();
-    if (result.outcome == vexel::JobRunner::Outcome::Cancelled)
-        return "Stopped, but the output cannot be removed" + reason;
-    if (result.outcome == vexel::JobRunner::Outcome::CouldNotStart || result.failedSteps.empty())
-        return "The job cannot start" + reason;
-    return "Tile " + std::to_string(result.failedSteps.front() + 1) + " failed" + reason +
-           "; nothing is left of the output";
+    switch (result.outcome) {
+    case Outcome::Finished:
+        return;
+    case Outcome::Cancelled:
+        if (result.exceptionText.isEmpty())
+            throw example::Stopped("nothing is left of the output");
+        throw std::runtime_error("stopped, but the output cannot be removed" + thrown);
+    case Outcome::NotCompleted:
+        refuse(result.error);
+    case Outcome::CouldNotStart:
+        throw std::runtime_error("the job cannot start" + thrown);
+    case Outcome::Failed:
+        break;
+    }
+    const std::string where =
+        result.failedSteps.empty() ? "the output" : "tile " + std::to_string(result.failedSteps.front() + 1);
+    throw std::runtime_error(where + " failed" + thrown + "; nothing is left of the output");
 }
 
 /// What to say about pixels of the input that could not be read; empty if all could.
-std::string unreadText(const vexel::DownsamplerBase& job, std::uint64_t pixels)
+std::string unreadText(const vexel::DownsamplerBase& job)
 {
     const auto first = job.firstUnread();
-    if (pixels == 0 || !first)
+    if (!first)
         return {};
     const vexel::PixelPoint& corner = first->box.min_corner();
     const vexel::PixelPoint& end = first->box.max_corner();
     std::ostringstream text;
-    text << pixels << " pixels of the input could not be read and count as 0, first in '"
+    text << job.unreadPixels() << " pixels of the input could not be read and count as 0, first in '"
          << first->file.toStdString() << "', band " << first->band << ", columns " << corner.x() << " to "
          << end.x() - 1 << ", rows " << corner.y() << " to " << end.y() - 1;
     return text.str();
 }
 
-/// Runs the job to its end, then destroys it, which completes the output files. Returns what to say about the input.
-std::string run(vexel::JobRunner& runner, std::shared_ptr<vexel::DownsamplerBase> job, bool showProgress)
+/// Runs the job to its end. Returns what to say about the input.
+std::string run(vexel::JobRunner& runner, const vexel::DownsampleOptions& options, bool showProgress)
 {
+    std::shared_ptr<vexel::DownsamplerBase> job;
+    try {
+        job = vexel::DownsamplerFactory::createDownsampler(options);
+    } catch (const vexel::OpenError& error) {
+        refuse(error.reason);
+    }
     example::ProgressBar bar(showProgress);
     runner.setProgress([&bar](const vexel::JobRunner::Progress& progress) { bar.show(progress); });
-    const vexel::JobRunner::Result result = runner.run(*job);
-    if (result.outcome == vexel::JobRunner::Outcome::Cancelled && result.exceptionText.isEmpty())
-        throw example::Stopped("Stopped; nothing is left of the output");
-    if (result.outcome != vexel::JobRunner::Outcome::Finished)
-        throw std::runtime_error(failureText(result));
-    const std::string unread = unreadText(*job, result.unreadPixels);
-    bar.show("completing the output");
-    job.reset();
-    bar.show("done");
-    return unread;
+    checkResult(runner.run(*job));
+    bar.showDone();
+    return unreadText(*job);
 }
 
-/// Opens what was written and reads the last pixel of each file, since completing a file reports nothing.
-void openWhole(vexel::GDALStreamer& set, const QString& path, vexel::GdalFileType type, std::uint64_t bands)
+/// Edge of the pixels of a file in map units; none for one without georeference. The set has it in integer map units, which
+/// are too coarse for degrees.
+std::optional<double> pixelSizeOf(vexel::GDALStreamer& set)
 {
-    bool whole = set.openRead(path, type) && set.noBands() == bands;
-    for (std::uint64_t i = 0; whole && i < set.noTiles(); ++i) {
-        const vexel::PixelPoint end = set.itile(i).max_corner();
-        const vexel::PixelBox last({end.x() - 1, end.y() - 1}, end);
-        vexel::PixelMatrix<double> pixel;
-        whole = set.read(pixel, bands, last, /* scale */ 1.0, /* fill */ false, 0.0);
-    }
-    if (!whole)
-        throw std::runtime_error("The output '" + path.toStdString() + "' is not whole");
+    const vexel::GDALMutex lock;
+    double transform[6] = {};
+    if (!set.open(0) || !set.data(0) || set.data(0)->GetGeoTransform(transform) != CE_None)
+        return std::nullopt;
+    return std::hypot(transform[1], transform[4]);
 }
 
-/// Removes the files of an open set and those beside them.
-void removeFiles(vexel::GDALStreamer& set)
+std::string textOf(const std::optional<double>& number, int digits)
 {
-    using vexel::file::remove;
-    for (std::uint64_t i = 0; i < set.noTiles(); ++i) {
-        for (const QString& beside : {set.tfwpath(i), set.prjpath(i)})
-            if (vexel::file::exists(beside))
-                remove(beside);
-        remove(set.path(i));
-    }
-    set.close();
+    return number ? QString::number(*number, 'g', digits).toStdString() : "none";
 }
 
-std::string textOf(const std::optional<double>& noData)
+/// What was done, as JSON has it too.
+struct Summary
 {
-    return noData ? QString::number(*noData, 'g', 17).toStdString() : "none";
+    std::string strategy;
+    int inputWidth, inputHeight;
+    int outputWidth, outputHeight;
+    std::optional<double> resolution;
+    double seconds;
+    std::optional<std::optional<double>> noData; ///< none if it was not asked for
+    bool leaveHolesOut;
+
+    double megapixelsPerSecond() const { return 1e-6 * inputWidth * inputHeight / seconds; }
+};
+
+void print(const Summary& summary)
+{
+    std::cout << "strategy: " << summary.strategy << "\n"
+              << "input size: " << summary.inputWidth << " x " << summary.inputHeight << "\n"
+              << "output size: " << summary.outputWidth << " x " << summary.outputHeight << "\n"
+              << "resolution: " << textOf(summary.resolution, 6) << "\n"
+              << "seconds: " << summary.seconds << "\n"
+              << "Mpx/s: " << summary.megapixelsPerSecond() << "\n"
+              << "peak memory MiB: " << example::peakMemoryMiB() << "\n";
+    if (summary.noData)
+        std::cout << "no-data: " << textOf(*summary.noData, 17) << "\n";
+    if (summary.leaveHolesOut)
+        std::cout << "holes: left out\n";
+    std::cout << std::flush;
 }
 
-void report(const Arguments& arguments, const vexel::GDALStreamer& input, const vexel::GDALStreamer& output,
-            double seconds)
+/// JSON has no NaN, and no infinity.
+QJsonValue jsonOf(const std::optional<double>& number)
 {
-    constexpr double mapUnit = 1e-5;
-    const double megapixels = 1e-6 * input.width() * input.height();
-    std::cout << "strategy: " << arguments.strategy << "\n"
-              << "input size: " << input.width() << " x " << input.height() << "\n"
-              << "output size: " << output.width() << " x " << output.height() << "\n"
-              << "resolution: " << mapUnit * static_cast<double>(output.res()) << "\n"
-              << "seconds: " << seconds << "\n"
-              << "Mpx/s: " << megapixels / seconds << "\n"
-              << "peak memory MiB: " << example::peakMemoryMiB() << std::endl;
+    if (!number)
+        return QJsonValue();
+    return std::isfinite(*number) ? QJsonValue(*number) : QJsonValue(QString::number(*number));
+}
+
+void printJson(const Summary& summary)
+{
+    const auto size = [](int width, int height) {
+        return QJsonObject{{"width", width}, {"height", height}};
+    };
+    QJsonObject json{{"strategy", QString::fromStdString(summary.strategy)},
+                     {"input", size(summary.inputWidth, summary.inputHeight)},
+                     {"output", size(summary.outputWidth, summary.outputHeight)},
+                     {"resolution", jsonOf(summary.resolution)},
+                     {"seconds", summary.seconds},
+                     {"megapixelsPerSecond", summary.megapixelsPerSecond()},
+                     {"peakMemoryMiB", example::peakMemoryMiB()},
+                     {"leaveHolesOut", summary.leaveHolesOut}};
+    if (summary.noData)
+        json.insert("noData", jsonOf(*summary.noData));
+    std::cout << QJsonDocument(json).toJson().toStdString() << std::flush;
+}
+
+Summary summaryOf(const Arguments& arguments, const Plan& plan, vexel::GDALStreamer& input, double seconds)
+{
+    vexel::GDALStreamer output;
+    if (!output.openRead(example::fromArgument(arguments.output), typeOf(arguments)))
+        refuse(output.lastError());
+    Summary summary{arguments.strategy, input.width(),  input.height(), output.width(),
+                    output.height(),    std::nullopt,   seconds,        std::nullopt,
+                    arguments.leaveHolesOut};
+    if (pixelSizeOf(input))
+        summary.resolution = pixelSizeOf(output);
+    if (!arguments.noData.empty())
+        summary.noData = plan.noData;
+    return summary;
 }
 
 void downsample(const Arguments& arguments)
 {
-    using namespace vexel;
-    const QString inputPath = example::fromArgument(arguments.input);
-    const QString outputPath = example::fromArgument(arguments.output);
-    const GdalFileType type = arguments.tiles ? GdalFileType::TileSet : GdalFileType::SingleFile;
+    vexel::GDALStreamer input;
+    openInput(input, arguments);
+    const Plan plan = planOf(arguments, input);
 
-    GDALStreamer input;
-    if (!input.openRead(inputPath, type))
-        throw std::runtime_error("Unable to open input file '" + arguments.input + "'");
-    const QString wkt =
-        arguments.srs.empty() ? example::projectionOf(input) : projectionFromArgument(arguments.srs);
-
-    const std::optional<double> noData = noDataFromArgument(arguments.noData, input);
-
-    JobRunner runner;
+    vexel::JobRunner runner;
     const example::StopOnSignal stopOnSignal(runner);
     const auto start = std::chrono::steady_clock::now();
-    std::shared_ptr<DownsamplerBase> job = DownsamplerFactory::createDownsampler(
-        strategies().at(arguments.strategy), inputPath, outputPath, wkt, arguments.resolution,
-        arguments.alpha ? ImageAlphaType::LastBand : ImageAlphaType::NoAlpha, type);
-    if (noData)
-        job->treatAsNoData(*noData);
-    job->leaveHolesOut(arguments.leaveHolesOut);
-    const std::string unread = run(runner, std::move(job), arguments.progress || example::isErrorATerminal());
+    const bool showProgress = !arguments.quiet && (arguments.progress || example::isErrorATerminal());
+    const std::string unread = run(runner, plan.options, showProgress);
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
 
-    GDALStreamer output;
-    openWhole(output, outputPath, type, input.noBands());
-    if (stopOnSignal.asked()) {
-        // While files are completed there is no way to stop.
-        removeFiles(output);
-        throw example::Stopped("Stopped; nothing is left of the output");
+    if (!arguments.quiet) {
+        const Summary summary = summaryOf(arguments, plan, input, elapsed.count());
+        arguments.json ? printJson(summary) : print(summary);
     }
-    report(arguments, input, output, elapsed.count());
-    if (!arguments.noData.empty())
-        std::cout << "no-data: " << textOf(noData) << std::endl;
-    if (arguments.leaveHolesOut)
-        std::cout << "holes: left out" << std::endl;
     if (!unread.empty())
         throw example::Unread(unread);
 }

@@ -27,7 +27,7 @@ QString referenceOf(const Arguments& arguments)
     vexel::GDALStreamer input;
     if (!input.openRead(example::fromArgument(arguments.input), vexel::GdalFileType::SingleFile))
         throw std::runtime_error("Unable to open input file '" + arguments.input + "'");
-    const QString wkt = example::projectionOf(input);
+    const QString wkt = input.spatialReference();
     if (wkt.isEmpty())
         throw std::runtime_error("'" + arguments.input + "' has no spatial reference");
     return wkt;

@@ -40,12 +40,12 @@ public:
     void show(const vexel::JobRunner::Progress& progress)
     {
         m_counts = std::to_string(progress.stepsDone) + "/" + std::to_string(progress.steps) + " tiles, ";
-        draw(bar(progress.share) + m_counts + clockText(progress.elapsed) + " elapsed, " +
+        const std::string phase = progress.stepsDone == progress.steps ? "completing the output, " : "";
+        draw(bar(progress.share) + m_counts + phase + clockText(progress.elapsed) + " elapsed, " +
              clockText(progress.remaining) + " left");
     }
 
-    /// All steps are done, and what comes now has no measure.
-    void show(const std::string& text) { draw(bar(1.0) + m_counts + text); }
+    void showDone() { draw(bar(1.0) + m_counts + "done"); }
 
 private:
     static std::string bar(double share)

@@ -102,17 +102,16 @@ void retile(const Arguments& arguments)
         throw std::runtime_error("The output would overwrite the input");
 
     GDALStreamer output;
-    if (!output.openWrite(outputPath, input.noBands(), input.dtype(), input.workspace(),
-                          example::projectionOf(input), "", "", type, arguments.tileSize, arguments.tileSize))
-        throw std::runtime_error("Unable to open output file '" + arguments.output + "'");
+    RasterSpec spec = RasterSpec::like(input);
+    if (arguments.tileSize > 0)
+        spec.tiles(arguments.tileSize, arguments.tileSize);
+    if (!output.openWrite(outputPath, spec))
+        throw std::runtime_error(output.lastError().message().toStdString());
     copyPixels(input, output);
-    output.close();
-
-    GDALStreamer copy;
-    if (!copy.openRead(outputPath, type) || copy.noTiles() != output.workspace().noTiles())
-        throw std::runtime_error("The output '" + arguments.output + "' is not whole");
-    std::cout << "size: " << copy.width() << " x " << copy.height() << "\n"
-              << "files: " << copy.noTiles() << std::endl;
+    if (const StreamError error = output.finish())
+        throw std::runtime_error(error.message().toStdString());
+    std::cout << "size: " << output.width() << " x " << output.height() << "\n"
+              << "files: " << output.noTiles() << std::endl;
 }
 
 } // namespace

@@ -29,6 +29,7 @@
 #include "downsamplers/DownsamplingStrategy.h"
 #include "downsamplers/ImageAlphaType.h"
 #include "downsamplers/OpenError.h"
+#include "downsamplers/downsample.h"
 #include "export.h"
 #include "imageloader/GDALImageLoader.h"
 #include "imageloader/SimpleImageLoader.h"

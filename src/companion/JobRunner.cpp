@@ -52,8 +52,12 @@ public:
 
     Result result()
     {
-        Result result{Outcome::Finished, {}, {}, 0};
-        const auto thrown = textThrownBy([&] { result.outcome = runSteps(result.failedSteps); });
+        Result result{Outcome::Finished, {}, {}, 0, {}};
+        const auto thrown = textThrownBy([&] {
+            result.outcome = runSteps(result.failedSteps);
+            if (result.outcome == Outcome::Finished)
+                result.outcome = complete(result.error);
+        });
         if (thrown)
             fail(result, *thrown);
         result.unreadPixels = m_job.m_unread;
@@ -69,6 +73,7 @@ private:
             return Outcome::Cancelled;
         if (!m_job.do_init(m_steps))
             return Outcome::CouldNotStart;
+        m_shareOfCompleting = m_job.shareOfCompleting();
         m_start = Clock::now();
         m_started = true;
         for (m_step = 0; m_step < m_steps; ++m_step) {
@@ -86,23 +91,49 @@ private:
         return failedSteps.empty() ? Outcome::Finished : Outcome::Failed;
     }
 
+    Outcome complete(StreamError& error)
+    {
+        if (stopAsked())
+            return Outcome::Cancelled;
+        m_isCompleting = true;
+        const StreamError failure = m_job.complete();
+        if (failure.code == StreamError::Code::Stopped)
+            return Outcome::Cancelled;
+        if (failure) {
+            error = failure;
+            return Outcome::NotCompleted;
+        }
+        if (m_share < 1.0 && m_shareOfCompleting > 0.0)
+            report(m_steps, 1.0);
+        return Outcome::Finished;
+    }
+
     void fail(Result& result, const QString& text) const
     {
         result.outcome = Outcome::Failed;
         result.exceptionText = text;
         // A step may be among them already: what threw may have been the report about its failure.
         std::vector<std::size_t>& failed = result.failedSteps;
-        if (m_started && (failed.empty() || failed.back() != m_step))
+        if (m_started && !m_isCompleting && (failed.empty() || failed.back() != m_step))
             failed.push_back(m_step);
     }
 
     bool stopAsked() const { return m_runner.m_stop.load(); }
 
+    /// @param shareOfNext of the step after those that are done, or of completing after the last one.
+    double shareOfAll(std::size_t stepsDone, double shareOfNext) const
+    {
+        if (m_isCompleting)
+            return 1.0 - m_shareOfCompleting * (1.0 - shareOfNext);
+        return (1.0 - m_shareOfCompleting) * (static_cast<double>(stepsDone) + shareOfNext) /
+               static_cast<double>(m_steps);
+    }
+
     void report(std::size_t stepsDone, double shareOfNext)
     {
         if (!m_runner.m_progress)
             return;
-        const double share = (static_cast<double>(stepsDone) + shareOfNext) / static_cast<double>(m_steps);
+        const double share = shareOfAll(stepsDone, shareOfNext);
         m_share = std::max(m_share, share);
         Progress progress{};
         progress.stepsDone = stepsDone;
@@ -120,7 +151,9 @@ private:
     std::size_t m_steps = 0;
     std::size_t m_step = 0;
     double m_share = 0.0; // told so far
+    double m_shareOfCompleting = 0.0;
     bool m_started = false;
+    bool m_isCompleting = false;
     Clock::time_point m_start;
 };
 
@@ -145,8 +178,18 @@ void JobRunner::stop() noexcept
 
 JobRunner::Result JobRunner::run(Worker& job)
 {
+    if (job.m_isCompleting) {
+        m_stop.store(false);
+        return {Outcome::CouldNotStart,
+                {},
+                {},
+                0,
+                {StreamError::Code::NotOpen, QString(), "The job has been completed"}};
+    }
     Result result = Run(*this, job).result();
-    if (result.outcome != Outcome::Finished && m_incomplete == Incomplete::Discard) {
+    const bool isKept = m_incomplete == Incomplete::Keep ||
+                        (result.outcome == Outcome::NotCompleted && job.m_isKeptDespiteError);
+    if (result.outcome != Outcome::Finished && !isKept) {
         const auto thrown = textThrownBy([&job] { job.discard(); });
         if (thrown && result.exceptionText.isEmpty())
             result.exceptionText = *thrown;

@@ -2,6 +2,7 @@
 #define VEXEL_COMPANION_JOBRUNNER_H
 
 #include "../export.h"
+#include "StreamError.h"
 
 #include <QString>
 
@@ -21,8 +22,9 @@ class Worker;
 /// @code
 /// JobRunner runner;
 /// runner.setProgress([](const JobRunner::Progress& p) { std::cout << 100 * p.share << " %\r"; });
-/// if (runner.run(*job).outcome == JobRunner::Outcome::Finished)
-///     job.reset(); // a downsampling job completes its files when it is destroyed
+/// const JobRunner::Result result = runner.run(*job);
+/// if (result.outcome == JobRunner::Outcome::NotCompleted)
+///     std::cerr << result.error << std::endl; // Finished: the files are there and whole
 /// @endcode
 ///
 /// Takes no lock. A runner runs one job at a time; `stop` is for other threads and signal handlers, everything else
@@ -33,18 +35,22 @@ public:
     /// How a job ended.
     enum class Outcome : std::int32_t
     {
-        Finished = 0,      ///< every step succeeded
+        Finished = 0,      ///< every step succeeded, and the job's files are there and whole
         Cancelled = 1,     ///< `stop` was called before the end
-        CouldNotStart = 2, ///< `do_init` said so; no step was run
-        Failed = 3         ///< a step failed, or threw
+        CouldNotStart = 2, ///< `do_init` said so, or the job was completed before; no step was run
+        Failed = 3,        ///< a step failed, or threw; or completing threw, which leaves `failedSteps` empty
+        /// Every step succeeded, but a file could not be completed: `error` says which one and why. Where that is only a
+        /// file beside the raster, which is in its place itself, nothing is discarded.
+        NotCompleted = 4
     };
 
     /// How far a job is.
     struct Progress
     {
-        std::size_t stepsDone; ///< completed steps
+        std::size_t stepsDone; ///< completed steps; all of them while the files are completed
         std::size_t steps;     ///< of how many
-        double share; ///< of the whole job that is done, from 0 to 1, the running step included; never falls
+        /// Of the whole job that is done, from 0 to 1, the running step and completing the files included; never falls.
+        double share;
         std::chrono::duration<double> elapsed;   ///< since the first step began
         std::chrono::duration<double> remaining; ///< estimated from both; 0 before anything is done
     };
@@ -59,6 +65,7 @@ public:
         /// Pixels of the input that could not be read, in steps that went on without them. If no step failed, the
         /// outcome is `Finished` all the same.
         std::uint64_t unreadPixels = 0;
+        StreamError error = {}; ///< why it was `NotCompleted` or could not start, where that is known
     };
 
     /// Nobody is told the progress, and incomplete results are discarded.
@@ -68,7 +75,7 @@ public:
     JobRunner(const JobRunner&) = delete;
     JobRunner& operator=(const JobRunner&) = delete;
 
-    /// Sets who is told the progress, after each step and each piece of one; nobody by default. Called on the
+    /// Sets who is told the progress, after each step and each piece of one, and while files are completed; nobody by default. Called on the
     /// thread that runs the job or one that works for it, never by two at once. What it throws ends the job
     /// as a step's own exception does.
     void setProgress(std::function<void(const Progress&)> progress);
@@ -85,11 +92,12 @@ public:
     void setIncomplete(Incomplete incomplete);
 
     /// Asks the running job to stop, or the next one to not begin (its `do_init` is not called either); it
-    /// ends after the piece of work that it is at. May be called from any thread and from a signal handler.
+    /// ends after the piece of work that it is at, while files are completed too: then nothing is left of them. May be called from any thread and from a signal handler.
     /// Holds for one run.
     void stop() noexcept;
 
-    /// Runs the job: `do_init` once, then the steps in order. Lets no exception of the job out. The job's own
+    /// Runs the job: `do_init` once, then the steps in order, and completes it (`Worker::complete`) unless a step has
+    /// failed. Lets no exception of the job out. A job that is complete already is not run, and stays as it is. The job's own
     /// progress callback is not called during the run, and is set again after it.
     Result run(Worker& job);
 

@@ -12,6 +12,7 @@
 #include <windows.h>
 #else
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -88,5 +89,46 @@ bool replace(const QString& from, const QString& to, QString& reason)
     std::filesystem::rename(nativePath(from), nativePath(to), error);
     return succeeded(error, reason);
 }
+
+#ifdef Q_OS_WIN
+bool HeldFile::hold(const QString& path)
+{
+    std::error_code error;
+    return m_isHeld = std::filesystem::exists(nativePath(path), error);
+}
+
+void HeldFile::letGo()
+{
+    m_isHeld = false;
+}
+
+bool HeldFile::isAt(const QString& path) const
+{
+    std::error_code error;
+    return m_isHeld && std::filesystem::exists(nativePath(path), error);
+}
+#else
+bool HeldFile::hold(const QString& path)
+{
+    letGo();
+    m_descriptor = ::open(path.toUtf8().constData(), O_RDONLY | O_CLOEXEC);
+    return m_isHeld = m_descriptor >= 0;
+}
+
+void HeldFile::letGo()
+{
+    if (m_isHeld)
+        ::close(m_descriptor);
+    m_isHeld = false;
+}
+
+bool HeldFile::isAt(const QString& path) const
+{
+    struct stat here = {};
+    struct stat there = {};
+    return m_isHeld && ::fstat(m_descriptor, &here) == 0 && ::stat(path.toUtf8().constData(), &there) == 0 &&
+           here.st_dev == there.st_dev && here.st_ino == there.st_ino;
+}
+#endif
 
 } // namespace vexel::file

@@ -82,10 +82,31 @@ struct DownsamplerBase::State
 
 DownsamplerBase::DownsamplerBase() : Worker(1), m_state(std::make_unique<State>())
 {
+    onComplete([this](const Progress& progress) { return completeOutput(progress); },
+               [this] { return shareOfCompleting(); });
     onDiscard([this] {
         output.discard();
         input.close();
     });
+}
+
+StreamError DownsamplerBase::completeOutput(const Progress& progress)
+{
+    const StreamError error = output.complete(progress);
+    if (error && output.isEveryFileInPlace())
+        keepDespiteError();
+    return error;
+}
+
+double DownsamplerBase::shareOfCompleting() const
+{
+    // Compressing a pixel takes about so many times what decoding and reducing one does.
+    constexpr double weight = 4.0;
+    const auto pixelsOf = [](const GDALStreamer& set) {
+        return static_cast<double>(set.width()) * static_cast<double>(set.height());
+    };
+    const double toCompress = weight * pixelsOf(output);
+    return toCompress / (toCompress + pixelsOf(input));
 }
 
 DownsamplerBase::DownsamplerBase(const QString& inputPath, const QString& outputPath, const QString& wkt,
@@ -192,7 +213,7 @@ StepContext DownsamplerBase::stepContext()
 
 bool DownsamplerBase::do_step(std::size_t step)
 {
-    if (step >= input.noTiles())
+    if (isOver() || step >= input.noTiles())
         return false;
     const TileStep plan = planTileStep(input.itile(step), input.workspace().ibounds(), factor, border);
     const EachGdalMessageOnce once;

@@ -41,11 +41,14 @@ struct UnreadBlock;
 /// threads reduce one strip, the calling thread reads the next one; what GDAL says about it, and what goes wrong, is told
 /// when its turn comes.
 ///
+/// `complete` makes the output's files from what the steps have written, as `GDALStreamer::finish` does, and lets other
+/// threads have GDAL meanwhile. The share of the whole job that it takes is estimated by the pixels of both rasters.
+///
 /// A job belongs to one thread at a time. It takes the GDAL lock for each transfer.
 class VEXEL_EXPORT DownsamplerBase : public Worker
 {
 public:
-    /// Closes both sets: completes the output, but for a job that was discarded.
+    /// Closes both sets: completes the output, but for a job that was completed or discarded, and holds the lock throughout.
     ~DownsamplerBase() override;
 
     /// Makes input pixels of this value no-data, as if the raster held -10000 there; NaN is a value like any
@@ -148,6 +151,8 @@ private:
     friend class DownsamplerGauss; // shares what steps are made of
 
     StepContext stepContext();
+    StreamError completeOutput(const Progress& progress);
+    double shareOfCompleting() const;
     void noteUnread(const std::vector<UnreadBlock>& blocks);
 
     std::unique_ptr<State> m_state;

@@ -220,7 +220,7 @@ float DownsamplerGauss::representativeValue(const Block&) const
 
 bool DownsamplerGauss::do_step(std::size_t step)
 {
-    if (step >= input.noTiles())
+    if (isOver() || step >= input.noTiles())
         return false;
     const GaussStep plan = planGaussStep(input.itile(step), input.workspace().ibounds(), factor);
     const EachGdalMessageOnce once;

@@ -71,9 +71,11 @@ private:
 /// Runs GDAL's warp utility. False if GDAL does not accept the arguments or was asked to stop.
 ///
 /// @param firstOutput set, unless it has been, when GDAL gets as far as to replace the output.
+/// @param failure why there is no result, in GDAL's words; empty if there is.
 bool warp(const QString& inputPath, const QString& outputPath, const QStringList& arguments,
-          WarpProgress& progress, std::optional<gdal::WarpOutput>& firstOutput)
+          WarpProgress& progress, std::optional<gdal::WarpOutput>& firstOutput, QString& failure)
 {
+    CPLErrorReset();
     gdal::registerDrivers();
     gdal::CommandOptions list;
     for (const QString& argument : arguments)
@@ -93,11 +95,16 @@ bool warp(const QString& inputPath, const QString& outputPath, const QStringList
         result = takeDataset(
             GDALWarp(outputPath.toUtf8().constData(), nullptr, 1, &sourceHandle, options.get(), &usageError));
     }
+    failure = QString();
     // What a warp leaves that was asked to stop is the job's to keep or to discard.
-    if (!progress.stopped() && !output.finish(std::move(result)))
+    if (!progress.stopped() && !output.finish(std::move(result))) {
+        failure = QString::fromUtf8(CPLGetLastErrorMsg());
+        if (failure.isEmpty())
+            failure = "GDAL gives no reason";
         log::LogStreamer(log::defaultLogSource(), log::level::error, QString(),
                          log::FileAndLine("DownsamplerWarp", __LINE__))
             << "Error code from GDAL: " << usageError;
+    }
     // A missing result alone does not count as a failure, only what GDAL says of the arguments does.
     return usageError == 0 && !progress.stopped();
 }
@@ -108,6 +115,7 @@ DownsamplerWarp::DownsamplerWarp(const QString& inputPath, const QString& output
                                  double resolution, ImageAlphaType)
     : m_inputPath(inputPath), m_outputPath(outputPath), m_resolution(resolution)
 {
+    onComplete([this](const Progress&) { return answer(); });
     onDiscard([this] {
         if (m_output)
             m_output->discard();
@@ -136,14 +144,20 @@ bool DownsamplerWarp::isPossible() const
            !anyIsReadFor(pathsOfTarget(m_outputPath), {m_inputPath});
 }
 
+StreamError DownsamplerWarp::answer() const
+{
+    using Code = StreamError::Code;
+    return m_failure.isEmpty() ? StreamError() : StreamError{Code::CannotComplete, m_outputPath, m_failure};
+}
+
 bool DownsamplerWarp::do_step(std::size_t)
 {
-    if (!isPossible())
+    if (isOver() || !isPossible())
         return false;
     WarpProgress progress([this](double share) { return reportProgress(share); });
     const double sourceNoData = missingValues().empty() ? noData : missingValues().back();
     const bool accepted =
-        warp(m_inputPath, m_outputPath, arguments(m_resolution, sourceNoData), progress, m_output);
+        warp(m_inputPath, m_outputPath, arguments(m_resolution, sourceNoData), progress, m_output, m_failure);
     progress.rethrow();
     return accepted;
 }

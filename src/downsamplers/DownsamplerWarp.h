@@ -36,10 +36,12 @@ private:
     float representativeValue(const Block& block) const override;
 
     bool isPossible() const;
+    StreamError answer() const;
 
     QString m_inputPath;
     QString m_outputPath;
     double m_resolution;
+    QString m_failure = "No step was run"; ///< why there is no result; empty if there is
     std::optional<gdal::WarpOutput> m_output; ///< as it was before the first warp, once there was one
 };
 

@@ -11,8 +11,11 @@ namespace vexel {
 ///
 /// The library takes it for everything that opens, creates, reads, writes or closes a dataset, but for the step of the
 /// warp strategy, in which GDAL opens both files for itself; an application that uses GDAL from several threads takes it
-/// too. It is recursive: a thread that holds it may take it
-/// again. Do not wait, while holding it, for a thread that may need it.
+/// too. It is recursive: a thread that holds it may take it again. Do not wait, while holding it, for a thread that may
+/// need it.
+///
+/// Completing files can take seconds. `GDALStreamer::close` and the destructor hold the lock throughout;
+/// `GDALStreamer::finish` and jobs that are completed give it up every few milliseconds if another thread waits for it.
 ///
 /// @code
 /// const GDALMutex lock;
@@ -31,6 +34,8 @@ public:
     GDALMutex& operator=(const GDALMutex&) = delete;
 
 private:
+    friend class GdalPause; // gives the lock up for a while
+
     static std::recursive_mutex m_mutex;
 
     std::recursive_mutex& m_lock;

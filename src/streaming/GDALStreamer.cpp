@@ -2,6 +2,7 @@
 
 #include "companion/color.h"
 #include "companion/file.h"
+#include "streaming/Completion.h"
 #include "streaming/RasterDescription.h"
 #include "streaming/failures.h"
 #include "streaming/tilefiles.h"
@@ -278,6 +279,58 @@ bool GDALStreamer::close()
     }
     letFilesGo();
     return true;
+}
+
+StreamError GDALStreamer::finish(std::function<bool(double)> progress)
+{
+    // The lock is not held round completing, which could not give it up then.
+    const auto letGo = [this] {
+        const GDALMutex lock;
+        letFilesGo();
+    };
+    try {
+        complete(std::move(progress));
+    } catch (...) {
+        letGo();
+        throw;
+    }
+    letGo();
+    return m_lastError;
+}
+
+StreamError GDALStreamer::complete(std::function<bool(double)> progress)
+{
+    const GDALMutex lock;
+    m_lastError = StreamError();
+    Completion completion(std::move(progress), bytesToComplete());
+    for (std::size_t i = 0; i < m_files.size() && !completion.isStopped(); ++i) {
+        gdal_t& file = *m_files[i];
+        completion.beginFile(file.bytesToComplete());
+        file.complete(&completion);
+        if (!m_lastError)
+            m_lastError = file.error;
+        completion.endFile();
+    }
+    if (completion.isStopped()) {
+        for (const Handle& file : m_files)
+            file->discard();
+        fail(Code::Stopped, "It was asked to stop");
+    }
+    completion.rethrow();
+    return m_lastError;
+}
+
+double GDALStreamer::bytesToComplete() const
+{
+    double bytes = 0.0;
+    for (const Handle& file : m_files)
+        bytes += file->bytesToComplete();
+    return bytes;
+}
+
+bool GDALStreamer::isEveryFileInPlace() const
+{
+    return std::all_of(m_files.begin(), m_files.end(), [](const Handle& file) { return file->m_isInPlace; });
 }
 
 void GDALStreamer::discard()

@@ -15,6 +15,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <type_traits>
@@ -25,6 +26,7 @@ class GDALDataset;
 namespace vexel {
 
 struct CloseDataset;
+class Completion;
 class RasterDescription;
 class RasterSpec;
 class TileRange;
@@ -149,6 +151,27 @@ public:
     ///     std::cerr << set.lastError().text.toStdString() << std::endl; // a file could not be completed
     /// @endcode
     bool close();
+
+    /// Completes written files as `close()` does, but tells how far that is, can be stopped, and answers whether it has
+    /// worked. Lets other threads have GDAL meanwhile: it gives up the lock for a moment, every few milliseconds, when
+    /// another thread waits for it, unless the caller holds a `GDALMutex` of its own. Where another thread keeps the lock,
+    /// completing waits.
+    ///
+    /// Do not use this set in `progress`. If a set is opened for writing on the same path meanwhile, this one may end with
+    /// `CannotComplete`; no file is ever made of both.
+    ///
+    /// @param progress told the share that is complete, from 0 to 1, by the bytes of the pixels; false stops. It is called
+    ///                 on this thread without the lock, so that it may wait for a thread that needs it. What it throws stops
+    ///                 completing, and comes out then.
+    /// @return what `lastError()` is then: no error, the first file's that could not be completed (the others are), or
+    ///         `Stopped`. After a stop nothing is left, as after `discard()`.
+    ///
+    /// @code
+    /// const StreamError error = set.finish([&](double share) { return !isCancelled; });
+    /// if (error && error.code != StreamError::Code::Stopped)
+    ///     std::cerr << error << std::endl;
+    /// @endcode
+    [[nodiscard]] StreamError finish(std::function<bool(double)> progress = {});
 
     /// Lets all files go without completing them, and removes what writing this set has made: working files,
     /// and files that were completed one by one. A set that was opened for reading or update is only closed.
@@ -340,6 +363,8 @@ public:
     bool writeRGBA(const PixelMatrix<unsigned int>& in, const PixelBox& box) const;
 
 private:
+    friend class DownsamplerBase; // keeps completed files, to discard them
+
     static std::size_t rgb_band() { return 100003; }
     static std::size_t rgba_band() { return 100004; }
 
@@ -364,6 +389,10 @@ private:
     void cleanTileFiles(const QString& path) const;
     void clear();
     void letFilesGo();
+    /// Completes the files, which stay in the set: `discard` removes them all the same.
+    StreamError complete(std::function<bool(double)> progress);
+    double bytesToComplete() const;
+    bool isEveryFileInPlace() const;
     bool _close(std::uint64_t i);
     const gdal_t* file(std::uint64_t i) const;
 
@@ -562,6 +591,7 @@ struct VEXEL_EXPORT GDALStreamer::gdal_t
     StreamError error; ///< why the last operation failed, or a file could not be completed
 
 private:
+    friend class GDALStreamer; // completes its files
     friend class Transfer;
 
     /// A dataset that belongs to its handle alone: a copy of the handle has none.
@@ -578,6 +608,7 @@ private:
     };
 
     bool m_finalised = false; // since it was opened for writing
+    bool m_isInPlace = false; // the final file, since then
     bool m_isWritten = false; // pixels have been handed to GDAL, or may have been
     std::vector<bool> m_unwrittenBlocks;
     std::optional<bool> m_canStayOpen; // looked up once
@@ -590,12 +621,21 @@ private:
     bool createWorkingDataset();
     bool prepareWorkingFile(std::unique_ptr<GDALDataset, CloseDataset>& created);
     bool canStayOpen() noexcept;
-    void finalise();
-    void finaliseImage();
-    void finaliseGeoTiff();
+    /// As `close`.
+    ///
+    /// @param completion who is told meanwhile, null for nobody.
+    bool complete(Completion* completion);
+    void finalise(Completion* completion);
+    void finaliseImage(Completion* completion);
+    void finaliseGeoTiff(Completion* completion);
+    void failToComplete(const QString& reason, std::uint64_t bytesNeeded, const char* end,
+                        const Completion* completion);
     /// Gives what is not written no-data and lets the working file go; with the reason where GDAL complains of that.
-    bool finishWorkingFile(QString& reason);
-    bool translate(int& usageError, QString& reason);
+    bool finishWorkingFile(QString& reason, Completion* completion);
+    /// @param isLost set to whether another set is written to the same path by now.
+    bool translate(int& usageError, QString& reason, bool& isLost, Completion* completion);
+    void removeWorkingFile(const Completion* completion);
+    double bytesToComplete() const;
     /// Writes the projection file and gives what GDAL takes the reference from; empty for a raster without one.
     QString saveReference();
     void removeSideFiles();

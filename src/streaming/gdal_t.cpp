@@ -178,6 +178,7 @@ bool GDALStreamer::gdal_t::openWrite(const QString& file, std::size_t bands, Dat
     blockWidth = 0;
     blockHeight = 0;
     m_finalised = false;
+    m_isInPlace = false;
     m_isWritten = false;
     m_unwrittenBlocks.clear();
     workspace = ws;

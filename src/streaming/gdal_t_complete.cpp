@@ -6,23 +6,22 @@
 #include "companion/log.h"
 #include "companion/nativepath.h"
 #include "companion/syncfile.h"
+#include "streaming/Completion.h"
+#include "streaming/GdalPause.h"
+#include "streaming/UnfinishedFile.h"
 #include "streaming/failures.h"
 #include "streaming/gdaldataset.h"
 #include "streaming/gdalmessages.h"
 #include "streaming/pixeltypes.h"
 #include "streaming/unwrittenblocks.h"
 #include "streaming/writetargets.h"
-#include "utilities/blockplaces.h"
 #include "utilities/definitionfile.h"
 #include "utilities/sidefiles.h"
 
-#include <gdal_priv.h>
 #include <gdal_utils.h>
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <functional>
 #include <memory>
 #include <string>
 
@@ -115,129 +114,6 @@ void appendTranslateArguments(gdal::CommandOptions& arguments, const GDALStreame
                   << "ALPHA=YES";
 }
 
-/// Cleans up, once more where memory was short: by then more of it may have been released. The next run over the target
-/// removes what is left all the same.
-template <class CleanUp>
-void insistOn(const CleanUp& cleanUp) noexcept
-{
-    for (int attempt = 0; attempt < 2; ++attempt)
-        try {
-            cleanUp();
-            return;
-        } catch (...) {
-        }
-}
-
-/// The unfinished file of a target. In the end it is removed, with what lies beside it, unless it has taken its place.
-class UnfinishedFile
-{
-public:
-    explicit UnfinishedFile(const QString& target) : m_path(unfinishedPath(target)), m_target(target) {}
-    ~UnfinishedFile()
-    {
-        if (m_isInPlace)
-            return;
-        insistOn([&] { removeRasterFile(m_path); });
-        insistOn([&] { removeBesideRaster(m_target); });
-    }
-    UnfinishedFile(const UnfinishedFile&) = delete;
-    UnfinishedFile& operator=(const UnfinishedFile&) = delete;
-
-    const QString& path() const { return m_path; }
-
-    /// What lies beside the raster goes first, so that nobody finds a raster without its mask. False with the reason.
-    bool takePlace(QString& reason)
-    {
-        for (const char* ending : endingsBesideRaster)
-            if (file::exists(m_path + ending) && !move(m_path + ending, m_target + ending, reason))
-                return false;
-        m_isInPlace = move(m_path, m_target, reason);
-        if (m_isInPlace)
-            file::syncFolder(file::dirname(m_target));
-        return m_isInPlace;
-    }
-
-private:
-    static bool move(const QString& from, const QString& to, QString& reason)
-    {
-        return file::syncFile(from, reason) && file::replace(from, to, reason);
-    }
-
-    QString m_path;
-    QString m_target;
-    bool m_isInPlace = false;
-};
-
-/// True if the file ends with those bytes.
-bool endsWith(const QString& path, const std::string& end)
-{
-    std::ifstream file(file::nativePath(path), std::ios::binary);
-    std::string found(end.size(), '\0');
-    return file.seekg(-static_cast<std::streamoff>(end.size()), std::ios::end) &&
-           file.read(found.data(), static_cast<std::streamsize>(found.size())) && found == end;
-}
-
-/// Behind the image GDAL puts a mask, if there is one, and then the image's size in four bytes, the lowest first.
-bool endsBeforeMask(const QString& path, const std::string& imageEnd)
-{
-    std::ifstream file(file::nativePath(path), std::ios::binary);
-    unsigned char size[4] = {};
-    std::string found(imageEnd.size(), '\0');
-    return file.seekg(-4, std::ios::end) && file.read(reinterpret_cast<char*>(size), 4) &&
-           file.seekg((std::streamoff{size[0]} | std::streamoff{size[1]} << 8 |
-                       std::streamoff{size[2]} << 16 | std::streamoff{size[3]} << 24) -
-                          static_cast<std::streamoff>(imageEnd.size()),
-                      std::ios::beg) &&
-           file.read(found.data(), static_cast<std::streamsize>(found.size())) && found == imageEnd;
-}
-
-/// Looks at a closed file and says why it is not whole; true if it is.
-using WholenessCheck = std::function<bool(const QString& path, QString& reason)>;
-
-bool isWholePng(const QString& path, QString& reason)
-{
-    if (endsWith(path, "IEND\xAE\x42\x60\x82"))
-        return true;
-    reason = "The end of the file could not be written";
-    return false;
-}
-
-bool isWholeJpeg(const QString& path, QString& reason)
-{
-    const std::string end = "\xFF\xD9";
-    if (endsWith(path, end) || endsBeforeMask(path, end))
-        return true;
-    reason = "The end of the file could not be written";
-    return false;
-}
-
-/// GDAL 3.10 with the system's libtiff prints what goes wrong with the last bytes, and reports success.
-bool hasAllOfGeoTiff(const QString& path, QString& reason)
-{
-    if (gdal::hasAllBlocks(path, reason))
-        return true;
-    reason.prepend("A part of the file could not be written: ");
-    return false;
-}
-
-/// Closes what was written under its unfinished name and puts it in the target's place, or leaves neither.
-bool putInPlace(Dataset result, const WholenessCheck& isWhole, UnfinishedFile& unfinished,
-                GdalMessages& messages, QString& reason)
-{
-    if (!result) {
-        reason = messages.firstFailure();
-        return false;
-    }
-    // A full disk may show only now, and only by a message, or by none.
-    messages.ignoreSoFar();
-    result.reset();
-    if (messages.tellOfFailure()) {
-        reason = messages.firstFailure();
-        return false;
-    }
-    return isWhole(unfinished.path(), reason) && unfinished.takePlace(reason);
-}
-
 /// How GDAL translates a working file on this thread while it lives.
 struct TranslateSettings
 {
@@ -247,18 +123,10 @@ struct TranslateSettings
     gdal::ThreadOption piece{"GDAL_SWATH_SIZE", "250000"};
 };
 
-/// Has the pixels compressed that were translated so far, instead of all of them in the end.
-int CPL_STDCALL compressSoFar(double /*share*/, const char* /*message*/, void* /*data*/)
-{
-    GDALRasterBlock::FlushDirtyBlocks();
-    return TRUE;
-}
-
-/// Translates `source` to `target`. Tells what went wrong through `usageError` too.
-bool translateFile(const QString& source, const QString& target, const gdal::CommandOptions& arguments,
+/// Translates `source` to the unfinished file. Tells what went wrong through `usageError` too.
+bool translateFile(const QString& source, UnfinishedFile& unfinished, const gdal::CommandOptions& arguments,
                    int& usageError, QString& reason)
 {
-    UnfinishedFile unfinished(target);
     GdalMessages messages(GdalMessages::HandlerException::IsDropped);
     const TranslateOptions options(GDALTranslateOptionsNew(arguments.options(), nullptr));
     // Without options GDAL would copy the raster as it is, and report no error.
@@ -266,23 +134,28 @@ bool translateFile(const QString& source, const QString& target, const gdal::Com
     Dataset result;
     if (options) {
         const TranslateSettings settings;
-        GDALTranslateOptionsSetProgress(options.get(), &compressSoFar, nullptr);
+        GDALTranslateOptionsSetProgress(options.get(), &UnfinishedFile::progress, &unfinished);
         const Dataset working = openDataset(source, GA_ReadOnly);
         // GDAL 3 guesses the format by the target's ending; under its unfinished name it is a GeoTIFF whatever the
         // target is called. A working file that is gone goes on as a null source, which GDAL calls a usage error.
         result = takeDataset(GDALTranslate(unfinished.path().toUtf8().constData(), handleOf(working),
                                            options.get(), &usageError));
     }
-    return putInPlace(std::move(result), &hasAllOfGeoTiff, unfinished, messages, reason);
+    return unfinished.takePlace(std::move(result), &isWholeGeoTiff, messages, reason);
 }
 
 } // namespace
 
 bool GDALStreamer::gdal_t::close()
 {
+    return complete(nullptr);
+}
+
+bool GDALStreamer::gdal_t::complete(Completion* completion)
+{
     error = StreamError();
     try {
-        finalise();
+        finalise(completion);
     } catch (...) {
         // Called by the destructor too. A target that could not be completed is found missing.
         failFile(*this, Code::CannotComplete, outOfMemory());
@@ -292,11 +165,11 @@ bool GDALStreamer::gdal_t::close()
     return true;
 }
 
-void GDALStreamer::gdal_t::finalise()
+void GDALStreamer::gdal_t::finalise(Completion* completion)
 {
     if (mode == Written && m_isWritten) {
         m_finalised = true;
-        isImageFormat() ? finaliseImage() : finaliseGeoTiff();
+        isImageFormat() ? finaliseImage(completion) : finaliseGeoTiff(completion);
         return;
     }
     QString reason;
@@ -304,6 +177,14 @@ void GDALStreamer::gdal_t::finalise()
         failFile(*this, Code::CannotWrite, reason);
     if (mode == Written && !isImageFormat())
         removeRasterFile(tmppath); // made to be read, or for pixels that were refused
+}
+
+double GDALStreamer::gdal_t::bytesToComplete() const
+{
+    if (mode != Written || !m_isWritten)
+        return 0.0;
+    return static_cast<double>(width()) * static_cast<double>(height()) *
+           static_cast<double>(bandsToCreate(dtype, noBands)) * GDALGetDataTypeSizeBytes(gdalTypeOf(dtype));
 }
 
 bool GDALStreamer::gdal_t::release(QString& reason)
@@ -338,11 +219,11 @@ void GDALStreamer::gdal_t::removeSideFiles()
         file::remove(prjpath);
 }
 
-void GDALStreamer::gdal_t::finaliseImage()
+void GDALStreamer::gdal_t::finaliseImage(Completion* completion)
 {
     gdal::CommandOptions options;
-    WholenessCheck isWhole;
-    const char* driverName = nullptr; // nothing writes JPEG 2000: such a target yields no file
+    WholenessCheck isWhole = nullptr;
+    const char* driverName = nullptr;
     if (isPng(path)) {
         driverName = "PNG";
         isWhole = &isWholePng;
@@ -351,25 +232,36 @@ void GDALStreamer::gdal_t::finaliseImage()
         isWhole = &isWholeJpeg;
         options.setValueForOption(QString::number(jpegQuality, 10), "QUALITY");
     }
-    if (!driverName)
+    if (!driverName) {
+        failFile(*this, Code::CannotComplete, "JPEG 2000 is not written");
         return;
+    }
     removeRasterFile(path);
     GDALDriver* driver = GetGDALDriverManager()->GetDriverByName(driverName);
     QString reason;
-    bool completed = false;
     {
-        UnfinishedFile unfinished(path);
+        UnfinishedFile unfinished(path, completion);
         GdalMessages messages(GdalMessages::HandlerException::IsDropped);
         Dataset copy(driver && dataset
                          ? driver->CreateCopy(unfinished.path().toUtf8().constData(), dataset,
-                                              /*strict=*/FALSE, options.options(), nullptr, nullptr)
+                                              /*strict=*/FALSE, options.options(), &UnfinishedFile::progress,
+                                              &unfinished)
                          : nullptr);
-        completed = putInPlace(std::move(copy), isWhole, unfinished, messages, reason);
+        m_isInPlace = unfinished.takePlace(std::move(copy), isWhole, messages, reason);
+        m_finalised = !unfinished.isLost();
     }
-    if (!completed) {
-        failFile(*this, Code::CannotComplete, withRoomLeft(reason, path, mostBytesOfImage(*this)));
-        logMessage(log::level::error, __LINE__, "Failed to write to <" + path);
-    }
+    if (!m_isInPlace)
+        failToComplete(reason, mostBytesOfImage(*this), /*end=*/"", completion);
+}
+
+/// After a stop nothing has failed.
+void GDALStreamer::gdal_t::failToComplete(const QString& reason, std::uint64_t bytesNeeded, const char* end,
+                                          const Completion* completion)
+{
+    if (completion && completion->isStopped())
+        return;
+    failFile(*this, Code::CannotComplete, withRoomLeft(reason, path, bytesNeeded));
+    logMessage(log::level::error, __LINE__, "Failed to write to <" + path + end);
 }
 
 QString GDALStreamer::gdal_t::saveReference()
@@ -383,17 +275,18 @@ QString GDALStreamer::gdal_t::saveReference()
     return projWKT;
 }
 
-void GDALStreamer::gdal_t::finaliseGeoTiff()
+void GDALStreamer::gdal_t::finaliseGeoTiff(Completion* completion)
 {
-    bool completed = false;
+    bool isLost = false;
     QString reason;
     try {
         int usageError = 0;
-        completed = finishWorkingFile(reason) && translate(usageError, reason);
-        if (!completed) {
-            removeRasterFile(path);
-            failFile(*this, Code::CannotComplete, withRoomLeft(reason, path, sizeOf(tmppath)));
-            logMessage(log::level::error, __LINE__, "Failed to write to <" + path + ">");
+        m_isInPlace =
+            finishWorkingFile(reason, completion) && translate(usageError, reason, isLost, completion);
+        if (!m_isInPlace) {
+            if (!isLost)
+                removeRasterFile(path);
+            failToComplete(reason, sizeOf(tmppath), ">", completion);
         }
         if (usageError != 0)
             logMessage(log::level::error, __LINE__, "GDAL error " + QString::number(usageError));
@@ -401,12 +294,31 @@ void GDALStreamer::gdal_t::finaliseGeoTiff()
         // The working file goes in any case.
         failFile(*this, Code::CannotComplete, reason.isEmpty() ? outOfMemory() : reason);
     }
-    if (!completed)
+    if (isLost) { // what lies there is another set's
+        m_finalised = false;
+        return;
+    }
+    if (!m_isInPlace)
         insistOn([&] { removeSideFiles(); });
-    insistOn([&] { removeRasterFile(tmppath); });
+    removeWorkingFile(completion);
 }
 
-bool GDALStreamer::gdal_t::finishWorkingFile(QString& reason)
+/// The system takes its time for a large file: other threads may have GDAL meanwhile.
+void GDALStreamer::gdal_t::removeWorkingFile(const Completion* completion)
+{
+    file::HeldFile large;
+    insistOn([&] {
+        if (completion)
+            large.hold(tmppath);
+    });
+    insistOn([&] { removeRasterFile(tmppath); });
+    if (completion) {
+        const GdalPause pause;
+        large.letGo();
+    }
+}
+
+bool GDALStreamer::gdal_t::finishWorkingFile(QString& reason, Completion* completion)
 {
     // A working file that is gone is for GDAL to report.
     if (!file::exists(tmppath)) {
@@ -415,7 +327,8 @@ bool GDALStreamer::gdal_t::finishWorkingFile(QString& reason)
     }
     if (std::find(m_unwrittenBlocks.begin(), m_unwrittenBlocks.end(), true) != m_unwrittenBlocks.end()) {
         const GdalMessages messages(GdalMessages::HandlerException::IsDropped);
-        if (!openToTransfer() || !unwritten::fillAll(*dataset, m_unwrittenBlocks)) {
+        const auto goesOn = [completion] { return !completion || completion->goesOn(0.0); };
+        if (!openToTransfer() || !unwritten::fillAll(*dataset, m_unwrittenBlocks, goesOn)) {
             reason = messages.firstFailure();
             releaseDataset();
             return false;
@@ -424,7 +337,7 @@ bool GDALStreamer::gdal_t::finishWorkingFile(QString& reason)
     return release(reason) && hasRoomForAllPixels(*this, reason);
 }
 
-bool GDALStreamer::gdal_t::translate(int& usageError, QString& reason)
+bool GDALStreamer::gdal_t::translate(int& usageError, QString& reason, bool& isLost, Completion* completion)
 {
     const QString reference = saveReference();
     if (!gdal::saveTFW(workspace, tfwpath)) {
@@ -435,7 +348,10 @@ bool GDALStreamer::gdal_t::translate(int& usageError, QString& reason)
 
     gdal::CommandOptions arguments;
     appendTranslateArguments(arguments, *this, reference);
-    return translateFile(tmppath, path, arguments, usageError, reason);
+    UnfinishedFile unfinished(path, completion);
+    const bool isInPlace = translateFile(tmppath, unfinished, arguments, usageError, reason);
+    isLost = unfinished.isLost();
+    return isInPlace;
 }
 
 } // namespace vexel

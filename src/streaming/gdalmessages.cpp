@@ -93,6 +93,14 @@ bool GdalMessages::tellOfFailure() const
     return firstFailureMessage() != nullptr;
 }
 
+void GdalMessages::forgetInterrupts()
+{
+    const auto isInterrupt = [](const Message& message) { return message.number == CPLE_UserInterrupt; };
+    const auto counted = m_messages.begin() + static_cast<std::ptrdiff_t>(m_firstThatCounts);
+    m_firstThatCounts -= static_cast<std::size_t>(std::count_if(m_messages.begin(), counted, isInterrupt));
+    m_messages.erase(std::remove_if(m_messages.begin(), m_messages.end(), isInterrupt), m_messages.end());
+}
+
 QString GdalMessages::firstFailure() const
 {
     const Message* message = firstFailureMessage();

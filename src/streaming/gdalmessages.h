@@ -51,6 +51,9 @@ public:
         std::string text;
     };
 
+    /// Forgets that GDAL was asked to stop, which it reports as a failure.
+    void forgetInterrupts();
+
     /// Hands out what there is, so that it is not handed on.
     std::vector<Message> take() { return std::exchange(m_messages, {}); }
 

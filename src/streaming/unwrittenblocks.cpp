@@ -94,7 +94,8 @@ bool fillBlock(GDALDataset& dataset, const PixelBox& block, std::vector<float>& 
 }
 
 /// Fills what the box touches, but for what lies in `exceptIn`.
-bool fill(GDALDataset& dataset, std::vector<bool>& blocks, const PixelBox& box, const PixelBox* exceptIn)
+bool fill(GDALDataset& dataset, std::vector<bool>& blocks, const PixelBox& box, const PixelBox* exceptIn,
+          const std::function<bool()>& goesOn = {})
 {
     if (blocks.empty())
         return true;
@@ -105,7 +106,7 @@ bool fill(GDALDataset& dataset, std::vector<bool>& blocks, const PixelBox& box, 
         const PixelBox block = grid.pixelsOf(column, row);
         if (!blocks[i] || (exceptIn && contains(*exceptIn, block)))
             return true;
-        if (!fillBlock(dataset, block, pixels))
+        if ((goesOn && !goesOn()) || !fillBlock(dataset, block, pixels))
             return false;
         blocks[i] = false;
         return true;
@@ -129,9 +130,9 @@ bool fillEdges(GDALDataset& dataset, std::vector<bool>& blocks, const PixelBox& 
     return fill(dataset, blocks, box, &box);
 }
 
-bool fillAll(GDALDataset& dataset, std::vector<bool>& blocks)
+bool fillAll(GDALDataset& dataset, std::vector<bool>& blocks, const std::function<bool()>& goesOn)
 {
-    if (blocks.empty() || !fill(dataset, blocks, Grid(dataset).all(), nullptr))
+    if (blocks.empty() || !fill(dataset, blocks, Grid(dataset).all(), nullptr, goesOn))
         return blocks.empty();
     blocks.clear();
     return true;

@@ -3,6 +3,7 @@
 
 #include "workspace/geometry.h"
 
+#include <functional>
 #include <vector>
 
 class GDALDataset;
@@ -24,7 +25,9 @@ bool fillTouched(GDALDataset& dataset, std::vector<bool>& blocks, const PixelBox
 bool fillEdges(GDALDataset& dataset, std::vector<bool>& blocks, const PixelBox& box);
 
 /// Fills all.
-bool fillAll(GDALDataset& dataset, std::vector<bool>& blocks);
+///
+/// @param goesOn asked before each block, where that may take long; false ends it.
+bool fillAll(GDALDataset& dataset, std::vector<bool>& blocks, const std::function<bool()>& goesOn = {});
 
 /// The box has been written in all bands.
 void noteWritten(GDALDataset& dataset, std::vector<bool>& blocks, const PixelBox& box);

@@ -31,6 +31,9 @@ public:
     std::function<bool()> init = [] { return true; };
     std::function<bool(std::size_t)> step = [](std::size_t) { return true; };
 
+    using vexel::Worker::isOver;
+    using vexel::Worker::keepDespiteError;
+    using vexel::Worker::onComplete;
     using vexel::Worker::onDiscard;
     using vexel::Worker::reportProgress;
     using vexel::Worker::reportUnread;

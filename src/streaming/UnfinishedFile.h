@@ -1,0 +1,70 @@
+#ifndef VEXEL_STREAMING_UNFINISHEDFILE_H
+#define VEXEL_STREAMING_UNFINISHEDFILE_H
+
+#include "companion/syncfile.h"
+#include "streaming/Completion.h"
+#include "streaming/gdaldataset.h"
+#include "streaming/gdalmessages.h"
+#include "streaming/wholeness.h"
+
+#include <QString>
+
+#include <cpl_port.h>
+
+namespace vexel {
+
+/// Cleans up, once more where memory was short: by then more of it may have been released. The next run over the target
+/// removes what is left all the same.
+template <class CleanUp>
+void insistOn(const CleanUp& cleanUp) noexcept
+{
+    for (int attempt = 0; attempt < 2; ++attempt)
+        try {
+            cleanUp();
+            return;
+        } catch (...) {
+        }
+}
+
+/// The file that is to be a target, under a name of its own as long as it is not whole. In the end it is removed, with
+/// what lies beside it, unless it has taken its place.
+class UnfinishedFile
+{
+public:
+    /// @param completion who is told, null for nobody: then no other thread has GDAL meanwhile.
+    UnfinishedFile(const QString& target, Completion* completion);
+    ~UnfinishedFile();
+    UnfinishedFile(const UnfinishedFile&) = delete;
+    UnfinishedFile& operator=(const UnfinishedFile&) = delete;
+
+    /// Where GDAL is to write it.
+    const QString& path() const { return m_path; }
+
+    /// GDAL's progress function, to be called with this object: has the pixels compressed that GDAL was given so far,
+    /// instead of all of them in the end, and tells.
+    static int CPL_STDCALL progress(double share, const char* message, void* self);
+
+    /// Closes what GDAL has made and puts it in the target's place, or leaves neither: then false with the reason.
+    ///
+    /// @param result null if GDAL has failed.
+    bool takePlace(Dataset result, WholenessCheck isWhole, GdalMessages& messages, QString& reason);
+
+    /// True if another set has begun to write the same target while it had GDAL. What lies there now is its.
+    bool isLost() const { return m_file.isHeld() && !m_isInPlace && !m_file.isAt(m_path); }
+
+private:
+    bool goesOn(double share);
+    bool isMine(QString& reason) const;
+    bool sync(const QString& path, QString& reason) const;
+    bool moveWithItsCompanions(QString& reason);
+
+    QString m_path;
+    QString m_target;
+    Completion* m_completion;
+    file::HeldFile m_file; ///< once GDAL has made it, if there is somebody to tell
+    bool m_isInPlace = false;
+};
+
+} // namespace vexel
+
+#endif
