@@ -30,6 +30,9 @@ class Completion;
 class RasterDescription;
 class RasterSpec;
 class TileRange;
+namespace file {
+class HeldFile;
+}
 
 /// A georeferenced raster that lies on disk as one file or as a grid of tile files, read and written by pixel
 /// boxes without regard to where the file seams lie.
@@ -632,9 +635,9 @@ private:
                         const Completion* completion);
     /// Gives what is not written no-data and lets the working file go; with the reason where GDAL complains of that.
     bool finishWorkingFile(QString& reason, Completion* completion);
-    /// @param isLost set to whether another set is written to the same path by now.
-    bool translate(int& usageError, QString& reason, bool& isLost, Completion* completion);
-    void removeWorkingFile(const Completion* completion);
+    bool translate(int& usageError, QString& reason, Completion* completion);
+    bool isAnothers(const file::HeldFile& working) const;
+    void removeWorkingFile(file::HeldFile& working);
     double bytesToComplete() const;
     /// Writes the projection file and gives what GDAL takes the reference from; empty for a raster without one.
     QString saveReference();

@@ -18,14 +18,16 @@ UnfinishedFile::UnfinishedFile(const QString& target, Completion* completion)
 
 UnfinishedFile::~UnfinishedFile()
 {
-    if (m_isInPlace)
-        return;
-    bool isAnothers = false;
-    insistOn([&] { isAnothers = isLost(); });
-    if (isAnothers)
-        return;
-    insistOn([&] { removeRasterFile(m_path); });
-    insistOn([&] { removeBesideRaster(m_target); });
+    if (!m_isInPlace)
+        insistOn([this] { remove(); });
+}
+
+void UnfinishedFile::remove() const
+{
+    if (m_file.isHeld() && file::exists(m_path) && !m_file.isAt(m_path))
+        return; // another set's
+    removeRasterFile(m_path);
+    removeBesideRaster(m_target);
 }
 
 int CPL_STDCALL UnfinishedFile::progress(double share, const char*, void* self)
@@ -45,9 +47,10 @@ bool UnfinishedFile::goesOn(double share)
 
 bool UnfinishedFile::isMine(QString& reason) const
 {
-    if (isLost())
+    const bool isOther = m_file.isHeld() && !m_file.isAt(m_path);
+    if (isOther)
         reason = "Another set is written to the same path";
-    return !isLost();
+    return !isOther;
 }
 
 bool UnfinishedFile::takePlace(Dataset result, WholenessCheck isWhole, GdalMessages& messages, QString& reason)
@@ -65,6 +68,8 @@ bool UnfinishedFile::takePlace(Dataset result, WholenessCheck isWhole, GdalMessa
         reason = messages.firstFailure();
         return false;
     }
+    if (m_completion && !m_file.isHeld())
+        m_file.hold(m_path);
     return isMine(reason) && isWhole(m_path, reason) && moveWithItsCompanions(reason);
 }
 

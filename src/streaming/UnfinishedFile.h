@@ -49,12 +49,11 @@ public:
     /// @param result null if GDAL has failed.
     bool takePlace(Dataset result, WholenessCheck isWhole, GdalMessages& messages, QString& reason);
 
-    /// True if another set has begun to write the same target while it had GDAL. What lies there now is its.
-    bool isLost() const { return m_file.isHeld() && !m_isInPlace && !m_file.isAt(m_path); }
-
 private:
     bool goesOn(double share);
+    /// Whether the file is still the one that GDAL has made here: another set may have begun to write the same target.
     bool isMine(QString& reason) const;
+    void remove() const;
     bool sync(const QString& path, QString& reason) const;
     bool moveWithItsCompanions(QString& reason);
 

@@ -202,11 +202,10 @@ void GDALStreamer::gdal_t::discard()
     releaseDataset();
     if (mode == Written && !isImageFormat())
         removeRasterFile(tmppath);
-    if (m_finalised) {
+    if (m_isInPlace)
         removeRasterFile(path);
-        if (!isImageFormat())
-            removeSideFiles();
-    }
+    if (m_finalised && !isImageFormat())
+        removeSideFiles();
     m_finalised = false;
     mode = Closed;
 }
@@ -248,7 +247,6 @@ void GDALStreamer::gdal_t::finaliseImage(Completion* completion)
                                               &unfinished)
                          : nullptr);
         m_isInPlace = unfinished.takePlace(std::move(copy), isWhole, messages, reason);
-        m_finalised = !unfinished.isLost();
     }
     if (!m_isInPlace)
         failToComplete(reason, mostBytesOfImage(*this), /*end=*/"", completion);
@@ -277,14 +275,15 @@ QString GDALStreamer::gdal_t::saveReference()
 
 void GDALStreamer::gdal_t::finaliseGeoTiff(Completion* completion)
 {
-    bool isLost = false;
+    file::HeldFile working; // so that it is noticed when another set takes its place
     QString reason;
     try {
         int usageError = 0;
-        m_isInPlace =
-            finishWorkingFile(reason, completion) && translate(usageError, reason, isLost, completion);
+        if (completion)
+            working.hold(tmppath);
+        m_isInPlace = finishWorkingFile(reason, completion) && translate(usageError, reason, completion);
         if (!m_isInPlace) {
-            if (!isLost)
+            if (!isAnothers(working))
                 removeRasterFile(path);
             failToComplete(reason, sizeOf(tmppath), ">", completion);
         }
@@ -294,27 +293,29 @@ void GDALStreamer::gdal_t::finaliseGeoTiff(Completion* completion)
         // The working file goes in any case.
         failFile(*this, Code::CannotComplete, reason.isEmpty() ? outOfMemory() : reason);
     }
-    if (isLost) { // what lies there is another set's
-        m_finalised = false;
+    removeWorkingFile(working);
+}
+
+/// Whether another set has begun to write the same target. What lies there is its then.
+bool GDALStreamer::gdal_t::isAnothers(const file::HeldFile& working) const
+{
+    return working.isHeld() && !working.isAt(tmppath);
+}
+
+void GDALStreamer::gdal_t::removeWorkingFile(file::HeldFile& working)
+{
+    bool isLost = false;
+    insistOn([&] { isLost = isAnothers(working); });
+    if (isLost) {
+        m_finalised = false; // nothing there is to be discarded
         return;
     }
     if (!m_isInPlace)
         insistOn([&] { removeSideFiles(); });
-    removeWorkingFile(completion);
-}
-
-/// The system takes its time for a large file: other threads may have GDAL meanwhile.
-void GDALStreamer::gdal_t::removeWorkingFile(const Completion* completion)
-{
-    file::HeldFile large;
-    insistOn([&] {
-        if (completion)
-            large.hold(tmppath);
-    });
     insistOn([&] { removeRasterFile(tmppath); });
-    if (completion) {
-        const GdalPause pause;
-        large.letGo();
+    if (working.isHeld()) {
+        const GdalPause pause; // the system takes its time for a large file
+        working.letGo();
     }
 }
 
@@ -337,7 +338,7 @@ bool GDALStreamer::gdal_t::finishWorkingFile(QString& reason, Completion* comple
     return release(reason) && hasRoomForAllPixels(*this, reason);
 }
 
-bool GDALStreamer::gdal_t::translate(int& usageError, QString& reason, bool& isLost, Completion* completion)
+bool GDALStreamer::gdal_t::translate(int& usageError, QString& reason, Completion* completion)
 {
     const QString reference = saveReference();
     if (!gdal::saveTFW(workspace, tfwpath)) {
@@ -349,9 +350,7 @@ bool GDALStreamer::gdal_t::translate(int& usageError, QString& reason, bool& isL
     gdal::CommandOptions arguments;
     appendTranslateArguments(arguments, *this, reference);
     UnfinishedFile unfinished(path, completion);
-    const bool isInPlace = translateFile(tmppath, unfinished, arguments, usageError, reason);
-    isLost = unfinished.isLost();
-    return isInPlace;
+    return translateFile(tmppath, unfinished, arguments, usageError, reason);
 }
 
 } // namespace vexel

@@ -47,7 +47,7 @@ TEST_P(DownsampleStop, LeavesNothingBehind)
     ASSERT_TRUE(program.waitForMessage("elapsed")) << program.messages();
     program.send(GetParam().signal);
     EXPECT_EQ(program.exitCode(), 130) << program.messages();
-    EXPECT_NE(program.messages().find("Stopped; nothing is left of the output"), std::string::npos)
+    EXPECT_NE(program.messages().find("stopped: nothing is left of the output"), std::string::npos)
         << program.messages();
     EXPECT_EQ(program.messages().find("done"), std::string::npos) << program.messages();
     EXPECT_EQ(folder.listing(), "in.vrt");
@@ -60,8 +60,7 @@ INSTANTIATE_TEST_SUITE_P(Signals, DownsampleStop,
                                          StopCase{"WarpByInterrupt", "warp", SIGINT}),
                          [](const auto& row) { return std::string(row.param.name); });
 
-// Whether the signal comes before the program looks for it the last time is left to chance, so both ends are
-// right; half an output is not.
+// Whether the signal comes before the last piece is left to chance, so both ends are right; half an output is not.
 TEST(DownsampleProgram, StopWhileTheOutputIsCompletedLeavesAllOrNothing)
 {
     const TempFolder folder;
@@ -76,4 +75,15 @@ TEST(DownsampleProgram, StopWhileTheOutputIsCompletedLeavesAllOrNothing)
         EXPECT_EQ(exitCode, 130) << program.messages();
         EXPECT_EQ(folder.listing(), "in.vrt");
     }
+}
+
+TEST(DownsampleProgram, StopAtTheBeginningOfCompletingEndsIt)
+{
+    const TempFolder folder;
+    makeManyBands(folder / "in.vrt", 4000, 40); // 40 MB to compress
+    Process program = downsample(folder, "max");
+    ASSERT_TRUE(program.waitForMessage("completing")) << program.messages();
+    program.send(SIGTERM);
+    EXPECT_EQ(program.exitCode(), 130) << program.messages();
+    EXPECT_EQ(folder.listing(), "in.vrt");
 }

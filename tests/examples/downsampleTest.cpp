@@ -3,6 +3,10 @@
 #include "support/damage.h"
 #include "support/rasters.h"
 
+#include <QByteArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QJsonValue>
 #include <gtest/gtest.h>
 #include <ogr_spatialref.h>
 
@@ -265,7 +269,7 @@ TEST(DownsampleProgram, EndsWith3AndKeepsTheOutputIfPixelsCannotBeRead)
     const Outcome outcome = downsample(quoted(folder / "in.tif") + quoted(folder / "out.tif") + anything);
     EXPECT_EQ(outcome.exitCode, 3) << outcome.messages;
     EXPECT_NE(outcome.messages.find(
-                  "vexel-downsample: 8192 pixels of the input could not be read and count as 0, first "
+                  "warning: 8192 pixels of the input could not be read and count as 0, first "
                   "in '" +
                   (folder / "in.tif").toStdString() + "', band 1, columns 64 to 127, rows 0 to 63\n"),
               std::string::npos)
@@ -301,7 +305,8 @@ TEST(DownsampleProgram, HelpNamesEveryOptionAndEndsWell)
     EXPECT_EQ(outcome.exitCode, 0);
     for (const char* word :
          {"INPUT", "OUTPUT", "--resolution", "--strategy", "gauss", "percentile75", "warp", "--tiles",
-          "--alpha", "--srs", "--nodata", "--leave-holes-out", "--progress", "3 done", "130"})
+          "--alpha", "--srs", "--nodata", "--leave-holes-out", "--progress", "--factor", "--quiet", "--json",
+          "3 done", "130"})
         EXPECT_NE(outcome.output.find(word), std::string::npos) << word;
 }
 
@@ -321,13 +326,16 @@ TEST_P(DownsampleUsage, IsRefusedBeforeAnythingIsTouched)
     const Outcome outcome =
         downsample(quoted(folder / "in.tif") + quoted(folder / "out.tif") + GetParam().arguments);
     EXPECT_EQ(outcome.exitCode, 2);
-    EXPECT_NE(outcome.messages, "");
+    EXPECT_EQ(outcome.messages.find("error: "), 0u) << outcome.messages;
     EXPECT_EQ(folder.listing(), "in.tif");
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Arguments, DownsampleUsage,
     testing::Values(UsageCase{"NoResolution", "--strategy average"},
+                    UsageCase{"ResolutionAndFactor", "--resolution 20 --factor 2 --strategy average"},
+                    UsageCase{"ZeroFactor", "--factor 0 --strategy average"},
+                    UsageCase{"TextAsFactor", "--factor coarse --strategy average"},
                     UsageCase{"NoStrategy", "--resolution 20"},
                     UsageCase{"UnknownStrategy", "--resolution 20 --strategy mean"},
                     UsageCase{"NumberedStrategy", "--resolution 20 --strategy 2"},
@@ -347,10 +355,9 @@ TEST(DownsampleProgram, MissingInputIsAFailureWithItsName)
     const TempFolder folder;
     const Outcome outcome = downsample(quoted(folder / "none.tif") + quoted(folder / "out.tif") + anything);
     EXPECT_EQ(outcome.exitCode, 1);
-    EXPECT_NE(
-        outcome.messages.find("Unable to open input file '" + (folder / "none.tif").toStdString() + "'"),
-        std::string::npos)
-        << outcome.messages;
+    const std::string path = (folder / "none.tif").toStdString();
+    EXPECT_EQ(outcome.messages.find("error: " + path + ": cannot be opened: "), 0u) << outcome.messages;
+    EXPECT_EQ(outcome.messages.find('\n'), outcome.messages.size() - 1) << "it is said once";
     EXPECT_EQ(folder.listing(), "");
 }
 
@@ -360,9 +367,7 @@ TEST(DownsampleProgram, OutputThatIsTheInputIsAFailureAndTheInputStays)
     rasters::make(folder / "in.tif", tenMetrePixels(4, 4), [](int, int, int) { return 5; });
     const Outcome outcome = downsample(quoted(folder / "in.tif") + quoted(folder / "in.tif") + anything);
     EXPECT_EQ(outcome.exitCode, 1);
-    EXPECT_NE(outcome.messages.find("Unable to open output file '" + (folder / "in.tif").toStdString() + "'"),
-              std::string::npos)
-        << outcome.messages;
+    EXPECT_EQ(outcome.messages, "error: it would replace a file that is read for the input\n");
     EXPECT_EQ(rasters::pixels(folder / "in.tif"), std::vector<double>(16, 5.0));
 }
 
@@ -384,5 +389,125 @@ TEST(DownsampleProgram, OutputThatCannotBeCompletedIsAFailure)
     // A name of JPEG 2000 yields no file.
     const Outcome outcome = downsample(quoted(folder / "in.tif") + quoted(folder / "out.jp2") + anything);
     EXPECT_EQ(outcome.exitCode, 1);
-    EXPECT_NE(outcome.messages.find("is not whole"), std::string::npos) << outcome.messages;
+    EXPECT_EQ(outcome.messages, "error: " + (folder / "out.jp2").toStdString() +
+                                    ": could not be completed: JPEG 2000 is not written\n");
+    EXPECT_EQ(folder.listing(), "in.tif");
+}
+
+TEST(DownsampleProgram, TakesAFactorInPlaceOfAResolution)
+{
+    const TempFolder folder;
+    rasters::make(folder / "in.tif", tenMetrePixels(12, 12), [](int x, int y, int) { return x + 12 * y; });
+    const QString input = quoted(folder / "in.tif");
+    ASSERT_EQ(downsample(input + quoted(folder / "a.tif") + "--factor 3 --strategy max").exitCode, 0);
+    ASSERT_EQ(downsample(input + quoted(folder / "b.tif") + "--resolution 30 --strategy max").exitCode, 0);
+    EXPECT_EQ(rasters::pixels(folder / "a.tif").size(), 16u);
+    EXPECT_EQ(rasters::pixels(folder / "a.tif"), rasters::pixels(folder / "b.tif"));
+}
+
+TEST(DownsampleProgram, SaysWhichResolutionIsPossibleInADigitThatIsAccepted)
+{
+    const TempFolder folder;
+    rasters::Description description = tenMetrePixels(12, 12);
+    (*description.geotransform)[1] = 4.0013;
+    (*description.geotransform)[5] = -4.0013;
+    rasters::make(folder / "in.tif", description, [](int, int, int) { return 5; });
+    const QString paths = quoted(folder / "in.tif") + quoted(folder / "out.tif");
+    const Outcome refused = downsample(paths + "--resolution 1 --strategy average");
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_EQ(refused.messages, "error: the resolution 1 is finer than half of the input's 4.0013; the finest possible "
+                                "is 2.0007\n");
+    EXPECT_EQ(downsample(paths + "--resolution 2.0007 --strategy average").exitCode, 0);
+    EXPECT_EQ(downsample(paths + "--resolution 2.0006 --strategy average").exitCode, 1);
+}
+
+TEST(DownsampleProgram, SaysWhereSetsAndFilesAreMistakenForEachOther)
+{
+    const TempFolder folder;
+    rasters::make(folder / "naip_1_1.tif", tenMetrePixels(4, 4), [](int, int, int) { return 5; });
+    rasters::make(folder / "single.tif", tenMetrePixels(4, 4), [](int, int, int) { return 5; });
+    const auto messages = [&](const char* input, const char* more) {
+        const Outcome outcome = downsample(quoted(folder / input) + quoted(folder / "out.tif") + anything + more);
+        EXPECT_EQ(outcome.exitCode, 1);
+        return outcome.messages;
+    };
+    const std::string path = folder.path().toStdString() + "/";
+    EXPECT_EQ(messages("naip.tif", ""), "error: no file '" + path + "naip.tif', but tile files " + path +
+                                            "naip_*_*.tif: add --tiles\n");
+    EXPECT_EQ(messages("single.tif", " --tiles"), "error: no tile files " + path + "single_*_*.tif; '" + path +
+                                                      "single.tif' is a single file: leave --tiles out\n");
+    EXPECT_EQ(messages("none.tif", " --tiles"),
+              "error: no tile files " + path + "none_*_*.tif: give the name without the numbers\n");
+}
+
+TEST(DownsampleProgram, QuietSaysNothing)
+{
+    const TempFolder folder;
+    rasters::make(folder / "in.tif", tenMetrePixels(4, 4), [](int, int, int) { return 5; });
+    const Outcome outcome = downsample(quoted(folder / "in.tif") + quoted(folder / "out.tif") + anything +
+                                       " --quiet --progress");
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_EQ(outcome.messages, "");
+    EXPECT_EQ(rasters::pixels(folder / "out.tif").size(), 4u);
+}
+
+TEST(DownsampleProgram, JsonHasTheSummary)
+{
+    const TempFolder folder;
+    rasters::make(folder / "in.tif", tenMetrePixels(12, 8), [](int, int, int) { return 5; });
+    const Outcome outcome = downsample(quoted(folder / "in.tif") + quoted(folder / "out.tif") +
+                                       "--factor 4 --strategy median --nodata nan --json");
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.messages;
+    const QJsonObject json = QJsonDocument::fromJson(QByteArray::fromStdString(outcome.output)).object();
+    EXPECT_EQ(json["strategy"].toString(), "median");
+    EXPECT_EQ(json["input"].toObject()["width"].toInt(), 12);
+    EXPECT_EQ(json["input"].toObject()["height"].toInt(), 8);
+    EXPECT_EQ(json["output"].toObject()["width"].toInt(), 3);
+    EXPECT_EQ(json["output"].toObject()["height"].toInt(), 2);
+    EXPECT_EQ(json["resolution"].toDouble(), 40.0);
+    EXPECT_EQ(json["noData"].toString(), "nan");
+    EXPECT_GT(json["seconds"].toDouble(), 0.0);
+    EXPECT_GT(json["megapixelsPerSecond"].toDouble(), 0.0);
+    EXPECT_GT(json["peakMemoryMiB"].toDouble(), 1.0);
+    EXPECT_FALSE(json["leaveHolesOut"].toBool(true));
+}
+
+TEST(DownsampleProgram, HasNoResolutionWithoutGeoreference)
+{
+    const TempFolder folder;
+    rasters::make(folder / "in.tif", {8, 8, 1, GDT_Byte}, [](int, int, int) { return 5; });
+    const QString arguments = quoted(folder / "in.tif") + quoted(folder / "out.tif") + "--factor 2 --strategy average";
+    const Outcome outcome = downsample(arguments);
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.messages;
+    EXPECT_EQ(value(outcome, "resolution"), "none");
+    EXPECT_EQ(value(outcome, "output size"), "4 x 4");
+    EXPECT_NE(downsample(arguments + " --json").output.find("\"resolution\": null"), std::string::npos);
+}
+
+TEST(DownsampleProgram, HasTheResolutionOfTheFile)
+{
+    const TempFolder folder;
+    rasters::Description degrees{40, 40, 1, GDT_Byte};
+    degrees.geotransform = {10.0, 0.0000123, 0, 50.0, 0, -0.0000123};
+    rasters::make(folder / "in.tif", degrees, [](int, int, int) { return 5; });
+    const Outcome outcome =
+        downsample(quoted(folder / "in.tif") + quoted(folder / "out.tif") + "--factor 2 --strategy warp");
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.messages;
+    EXPECT_EQ(value(outcome, "resolution"), "2.46e-05");
+    EXPECT_EQ(value(outcome, "output size"), "20 x 20");
+}
+
+TEST(DownsampleProgram, SpeaksOfWarningsAndErrorsWithoutLevelsAndNotices)
+{
+    const TempFolder folder;
+    rasters::Description description = tenMetrePixels(4, 4);
+    (*description.geotransform)[5] = -11; // no square pixels
+    rasters::make(folder / "in.tif", description, [](int, int, int) { return 5; });
+    // A name that is no tile's makes a notice.
+    rasters::make(folder / "in_x_y.tif", description, [](int, int, int) { return 5; });
+    const Outcome outcome = downsample(quoted(folder / "in.tif") + quoted(folder / "out.tif") + anything);
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_EQ(outcome.messages.find("warning: Read image with non-square pixels"), 0u) << outcome.messages;
+    EXPECT_EQ(outcome.messages.find("level"), std::string::npos) << outcome.messages;
 }

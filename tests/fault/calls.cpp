@@ -231,13 +231,22 @@ void* GDALWarpAppOptionsNew(char** arguments, void* forBinary)
     return make(arguments, forBinary);
 }
 
-// These two are called by the objects of this program alone.
+// These are called by the objects of this program alone.
 int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
+int __real_pthread_mutex_trylock(pthread_mutex_t* mutex);
 int __real_pthread_mutex_unlock(pthread_mutex_t* mutex);
 
 int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex)
 {
     const int result = __real_pthread_mutex_lock(mutex);
+    if (result == 0)
+        noteLocked(mutex);
+    return result;
+}
+
+int __wrap_pthread_mutex_trylock(pthread_mutex_t* mutex)
+{
+    const int result = __real_pthread_mutex_trylock(mutex);
     if (result == 0)
         noteLocked(mutex);
     return result;

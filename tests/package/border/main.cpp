@@ -55,11 +55,14 @@ bool castsWork(const QString& input, const QString& output)
 bool exceptionsAreCaught(const QString& output)
 {
     bool missing = false;
+    bool hasReason = false;
     bool undefined = false;
     try {
         downsampler(DownsamplingStrategy::Average, "there is no such file.tif", output);
-    } catch (const std::runtime_error&) {
+    } catch (const std::runtime_error& error) {
         missing = true;
+        const auto* const openError = dynamic_cast<const OpenError*>(&error);
+        hasReason = openError && openError->reason.code == StreamError::Code::CannotOpen;
     }
     try {
         downsampler(static_cast<DownsamplingStrategy>(99), "there is no such file.tif", output);
@@ -67,6 +70,7 @@ bool exceptionsAreCaught(const QString& output)
         undefined = true;
     }
     return holds(missing, "std::runtime_error comes out of the library") &&
+           holds(hasReason, "which is an OpenError with its reason") &&
            holds(undefined, "std::logic_error comes out of the library");
 }
 
