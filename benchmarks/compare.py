@@ -17,6 +17,7 @@ import cases
 import goals
 import report
 import threads
+import waiting
 from agreement import compare as agree
 from agreement import facts
 from measure import absolute, environment_with, in_turn, medians
@@ -130,6 +131,13 @@ class Benchmark:
         self.results.limits[kind] = threads.limit_of_machine(own, self.environment, self.options.runs)
         print(f"{'at most, on ' + kind:34} {self.results.limits[kind]:.2f}×", flush=True)
 
+    def measure_waiting(self):
+        for size in self.options.waiting:
+            found = waiting.measure(size, self.rasters, self.programs, self.work, self.environment)
+            self.results.waiting[size] = found
+            print(f"{size} x {size}: {1000 * found.lock:.0f} ms for the lock, {1000 * found.stop:.0f} ms until "
+                  f"finishing stops, {1000 * found.interrupt:.0f} ms from Ctrl-C", flush=True)  # fmt: skip
+
     def run(self):
         options = self.options
         for case in cases.all_cases(self.rasters, options.size, options.quick, options.only):
@@ -140,6 +148,7 @@ class Benchmark:
             self.vary_cache()
         if self.wants("memory") and (options.memory or not options.quick):
             self.measure_huge()
+        self.measure_waiting()
         if options.threads and not threads.can_be_measured():
             print("threads: left out, because there is one processor alone, or no taskset (util-linux)")
         elif options.threads:
@@ -163,6 +172,8 @@ def parse():
     parser.add_argument("--runs", type=int, default=3, help="runs of each program; medians count [3]")
     parser.add_argument("--memory", action="store_true", help="peak memory on huge rasters with --quick too")
     parser.add_argument("--threads", action="store_true", help="each strategy on one processor and on all, too")
+    parser.add_argument("--waiting", type=sizes, default=[], metavar="N[,N]...",
+                        help="how long others wait while rasters of these edges are completed, or stopped")  # fmt: skip
     parser.add_argument("--out", default="docs/performance.md", help="the report; its chart goes next to it")
     parser.add_argument("--add-to", metavar="FILE",
                         help="where to keep what is measured, so that several runs make one report; the newest run "
@@ -181,6 +192,7 @@ def run_line(options):
     """The options that decide what is measured, for the report."""
     words = ["--size", ",".join(map(str, options.size))]
     words += ["--quick"] * options.quick + ["--memory"] * options.memory + ["--threads"] * options.threads
+    words += ["--waiting", ",".join(map(str, options.waiting))] if options.waiting else []
     words += ["--only", f"'{options.only}'"] if options.only else []
     return " ".join([*words, "--runs", str(options.runs)])
 

@@ -15,6 +15,7 @@ import scaling
 import shortfalls
 import summary
 import texts
+import waiting
 from cells import table
 
 def version(command):
@@ -67,6 +68,8 @@ def sections(results, drawing):
     yield from shortfalls.sections(results)
     if results.scaling:
         yield from scaling.sections(results)
+    if results.waiting:
+        yield from waiting.sections(results)
     yield from fulltables.sections(results)
 
 

@@ -76,6 +76,7 @@ class Results:
     memory: dict = field(default_factory=dict)
     scaling: dict = field(default_factory=dict)
     limits: dict = field(default_factory=dict)
+    waiting: dict = field(default_factory=dict)
     runs: list = field(default_factory=list)
 
     def all_memory(self):

@@ -124,3 +124,9 @@ SMALL_FILES = """\
 `xargs -P`."""
 
 SMALL_CACHES = "`average` at factor 4 of the tiled RGBA file, with several sizes of GDAL's block cache."
+
+WAITING = """\
+How long do others wait for us? Another thread took the lock round GDAL every millisecond while a raster of three bands of
+bytes was finished by `GDALStreamer::finish`: it should never wait longer than {lock:g} s. Finishing was stopped at three
+moments, and `vexel-downsample` by Ctrl-C at six moments of a run at factor 2: nothing should take longer than {stop:g} s to
+end, with nothing left."""
