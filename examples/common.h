@@ -44,8 +44,8 @@ inline void openInput(vexel::GDALStreamer& set, const std::string& path)
 {
     const vexel::gdal::RAIIErrorSilencer silence;
     if (!set.openRead(fromArgument(path)))
-        throw std::runtime_error("Unable to open input file '" + path + "': " +
-                                 set.lastError().text.toStdString());
+        throw std::runtime_error("Unable to open input file '" + path +
+                                 "': " + set.lastError().text.toStdString());
 }
 
 } // namespace example

@@ -194,7 +194,8 @@ void openInput(vexel::GDALStreamer& input, const Arguments& arguments)
         throw std::runtime_error("no tile files " + tilePattern(path) + "; '" + arguments.input +
                                  "' is a single file: leave --tiles out");
     if (arguments.tiles && reason.code == vexel::StreamError::Code::CannotOpen)
-        throw std::runtime_error("no tile files " + tilePattern(path) + ": give the name without the numbers");
+        throw std::runtime_error("no tile files " + tilePattern(path) +
+                                 ": give the name without the numbers");
     if (!arguments.tiles && input.openRead(path, GdalFileType::TileSet))
         throw std::runtime_error("no file '" + arguments.input + "', but tile files " + tilePattern(path) +
                                  ": add --tiles");
@@ -341,9 +342,7 @@ QJsonValue jsonOf(const std::optional<double>& number)
 
 void printJson(const Summary& summary)
 {
-    const auto size = [](int width, int height) {
-        return QJsonObject{{"width", width}, {"height", height}};
-    };
+    const auto size = [](int width, int height) { return QJsonObject{{"width", width}, {"height", height}}; };
     QJsonObject json{{"strategy", QString::fromStdString(summary.strategy)},
                      {"input", size(summary.inputWidth, summary.inputHeight)},
                      {"output", size(summary.outputWidth, summary.outputHeight)},
@@ -362,8 +361,8 @@ Summary summaryOf(const Arguments& arguments, const Plan& plan, vexel::GDALStrea
     vexel::GDALStreamer output;
     if (!output.openRead(example::fromArgument(arguments.output), typeOf(arguments)))
         refuse(output.lastError());
-    Summary summary{arguments.strategy, input.width(),  input.height(), output.width(),
-                    output.height(),    std::nullopt,   seconds,        std::nullopt,
+    Summary summary{arguments.strategy,     input.width(), input.height(), output.width(),
+                    output.height(),        std::nullopt,  seconds,        std::nullopt,
                     arguments.leaveHolesOut};
     if (pixelSizeOf(input))
         summary.resolution = pixelSizeOf(output);

@@ -49,7 +49,7 @@ public:
     ///
     /// @return no error, or why there is no result: `Stopped` after a stop, `NotOpen` after `discard`. Where the raster is in
     ///         its place and only a file beside it is missing, the error has the path of that file.
-    StreamError complete();
+    [[nodiscard]] StreamError complete();
 
     /// Gives up the job's result, finished or not: releases everything and removes what was made. The job
     /// cannot be run any more. Does nothing for a job that makes nothing.
@@ -90,7 +90,7 @@ private:
     std::function<void()> m_discard;
     std::function<StreamError(const Progress&)> m_complete;
     std::function<double()> m_shareOfCompleting;
-    StreamError m_completed; ///< what came of it
+    StreamError m_completed;     ///< what came of it
     bool m_isCompleting = false; ///< or has been completed
     bool m_isKeptDespiteError = false;
     bool m_isDiscarded = false;

@@ -25,8 +25,8 @@ struct UnreadBlock;
 ///
 /// Each step reads its tile with a margin, in strips of all bands, reduces every block of `factor` by
 /// `factor` pixels to one by `representativeValue`, and writes the results. Pixels below -9999.999, and where
-/// there is an alpha band those whose alpha is 0, are no-data to the reducers of the library. The sets are
-/// closed, and the output thereby completed, when the job is destroyed. `discard` removes the output instead.
+/// there is an alpha band those whose alpha is 0, are no-data to the reducers of the library. `complete` makes the output's
+/// files, at the latest the destructor does. `discard` removes the output instead.
 ///
 /// Progress is told on the calling thread, without the GDAL lock, after each piece that is read, of at most 16 MiB or one
 /// row of the file's blocks, and after each strip that is written. Nothing is written after a stop.

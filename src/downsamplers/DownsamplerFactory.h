@@ -14,15 +14,15 @@
 /// Makes downsampling jobs.
 namespace vexel::DownsamplerFactory {
 
-/// Makes the job that builds a coarser copy of a raster; its steps do the work, and destroying it completes
-/// the output files.
+/// Makes the job that builds a coarser copy of a raster. Its steps do the work, and `JobRunner::run` or `complete` makes
+/// the output files of it; a job that is destroyed without either completes them too, but cannot say whether that has
+/// worked.
 ///
 /// @code
 /// auto job = DownsamplerFactory::createDownsampler(DownsamplingStrategy::Average, "dem.tif", "coarse.tif", wkt,
 ///                                                  10.0, ImageAlphaType::NoAlpha, GdalFileType::SingleFile);
-/// JobRunner runner;
-/// if (runner.run(*job).outcome == JobRunner::Outcome::Finished)
-///     job.reset(); // completes coarse.tif
+/// if (JobRunner().run(*job).outcome == JobRunner::Outcome::Finished)
+///     std::cout << "coarse.tif is there and whole" << std::endl;
 /// @endcode
 ///
 /// @param strategy   how a block of pixels becomes one.
@@ -35,8 +35,8 @@ namespace vexel::DownsamplerFactory {
 /// @param fileType   how the input lies on disk and the output is written.
 /// @throws std::logic_error   "Undefined value for DownsamplingStrategy" for a value that is none; nothing
 ///                            has been opened.
-/// @throws std::runtime_error "Unable to open input file '…'" or "Unable to open output file '…'"; the latter
-///                            also, before anything is deleted, if the output would overwrite a file that GDAL
+/// @throws OpenError          "Unable to open input file '…'" or "Unable to open output file '…'", with the reason; the
+///                            latter also, before anything is deleted, if the output would overwrite a file that GDAL
 ///                            reads for the input (side files and sources of virtual rasters included), has no
 ///                            pixels, or would be finer than half the input's resolution.
 ///

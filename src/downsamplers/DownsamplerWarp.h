@@ -41,7 +41,7 @@ private:
     QString m_inputPath;
     QString m_outputPath;
     double m_resolution;
-    QString m_failure = "No step was run"; ///< why there is no result; empty if there is
+    QString m_failure = "No step was run";    ///< why there is no result; empty if there is
     std::optional<gdal::WarpOutput> m_output; ///< as it was before the first warp, once there was one
 };
 

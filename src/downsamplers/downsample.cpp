@@ -64,7 +64,8 @@ private:
             refuse("either the resolution or the factor is needed");
         if (m_options.m_factor && !(*m_options.m_factor > 0.0 && std::isfinite(*m_options.m_factor)))
             refuse(QString("the factor %1 is no multiple of a pixel").arg(*m_options.m_factor));
-        if (m_options.m_resolution && !(*m_options.m_resolution > 0.0 && std::isfinite(*m_options.m_resolution)))
+        if (m_options.m_resolution &&
+            !(*m_options.m_resolution > 0.0 && std::isfinite(*m_options.m_resolution)))
             refuse(QString("the resolution %1 is no size of a pixel").arg(*m_options.m_resolution));
         if (isWarp() && m_options.m_tiles)
             refuse("the warp works on single files only");

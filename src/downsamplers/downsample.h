@@ -114,7 +114,8 @@ namespace DownsamplerFactory {
 /// @throws OpenError with the reason, for everything that ends `downsample` with `CouldNotStart`.
 ///
 /// Takes the GDAL lock while it opens files.
-[[nodiscard]] VEXEL_EXPORT std::shared_ptr<DownsamplerBase> createDownsampler(const DownsampleOptions& options);
+[[nodiscard]] VEXEL_EXPORT std::shared_ptr<DownsamplerBase>
+createDownsampler(const DownsampleOptions& options);
 
 } // namespace DownsamplerFactory
 

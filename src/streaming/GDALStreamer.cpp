@@ -36,8 +36,8 @@ GDALStreamer::GDALStreamer() = default;
 GDALStreamer::GDALStreamer(GDALStreamer&& other) noexcept
     : m_path(other.m_path), m_noBands(other.m_noBands), m_noPages(other.m_noPages), m_dtype(other.m_dtype),
       m_ftype(other.m_ftype), m_workspace(std::move(other.m_workspace)), m_files(std::move(other.m_files)),
-      m_description(other.m_description),
-      m_lastError(std::exchange(other.m_lastError, StreamError())), m_keptFiles(std::move(other.m_keptFiles))
+      m_description(other.m_description), m_lastError(std::exchange(other.m_lastError, StreamError())),
+      m_keptFiles(std::move(other.m_keptFiles))
 {}
 
 GDALStreamer::~GDALStreamer()

@@ -222,13 +222,13 @@ public:
 
     /// The spatial reference of the first file as WKT, as its header had it when the set was opened; of a set being
     /// written, what it is written with. Empty for none. Takes no lock.
-    QString spatialReference() const;
+    [[nodiscard]] QString spatialReference() const;
     /// The no-data value of a band, as the first file's header had it when the set was opened; of a set being written,
     /// what it is written with: -10000 where the pixel type holds it. Empty if there is none, or no such band, and for a
     /// file of so many bands with values of their own that remembering them would take more than 32 KiB. Takes no lock.
     ///
     /// @param band counted from 1.
-    std::optional<double> noDataValue(std::size_t band) const;
+    [[nodiscard]] std::optional<double> noDataValue(std::size_t band) const;
 
     /// How far a corner of a file lies at most from where its extent has it, in pixels: more than about half a
     /// pixel where a rotation was dropped, pixels are not square, or their size is no whole number of map units.
@@ -255,7 +255,7 @@ public:
     /// for (const TileRange::Tile& tile : set.tiles())
     ///     std::cout << tile.path.toStdString() << ": " << widthOf(tile.pixels) << " columns" << std::endl;
     /// @endcode
-    TileRange tiles() const;
+    [[nodiscard]] TileRange tiles() const;
 
     /// True when the set holds files.
     bool opened() const { return !m_files.empty(); }

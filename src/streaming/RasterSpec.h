@@ -28,7 +28,7 @@ public:
     RasterSpec() = default;
 
     /// Bands, pixel type, extent and spatial reference of `set`, in one file: its tiles are not taken over.
-    static RasterSpec like(const GDALStreamer& set);
+    [[nodiscard]] static RasterSpec like(const GDALStreamer& set);
 
     /// Number of bands; 3 and 4 bands are marked as colour, the fourth as alpha. 1 if not called.
     RasterSpec& bands(std::size_t number)

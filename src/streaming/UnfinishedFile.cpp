@@ -53,7 +53,8 @@ bool UnfinishedFile::isMine(QString& reason) const
     return !isOther;
 }
 
-bool UnfinishedFile::takePlace(Dataset result, WholenessCheck isWhole, GdalMessages& messages, QString& reason)
+bool UnfinishedFile::takePlace(Dataset result, WholenessCheck isWhole, GdalMessages& messages,
+                               QString& reason)
 {
     if (!result) {
         if (m_completion && m_completion->isStopped())
@@ -88,8 +89,7 @@ bool UnfinishedFile::moveWithItsCompanions(QString& reason)
         if (file::exists(m_path + ending) && !(file::syncFile(m_path + ending, reason) &&
                                                file::replace(m_path + ending, m_target + ending, reason)))
             return false;
-    m_isInPlace =
-        sync(m_path, reason) && isMine(reason) && file::replace(m_path, m_target, reason);
+    m_isInPlace = sync(m_path, reason) && isMine(reason) && file::replace(m_path, m_target, reason);
     if (m_isInPlace)
         file::syncFolder(file::dirname(m_target));
     return m_isInPlace;

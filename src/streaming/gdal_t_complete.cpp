@@ -241,11 +241,10 @@ void GDALStreamer::gdal_t::finaliseImage(Completion* completion)
     {
         UnfinishedFile unfinished(path, completion);
         GdalMessages messages(GdalMessages::HandlerException::IsDropped);
-        Dataset copy(driver && dataset
-                         ? driver->CreateCopy(unfinished.path().toUtf8().constData(), dataset,
-                                              /*strict=*/FALSE, options.options(), &UnfinishedFile::progress,
-                                              &unfinished)
-                         : nullptr);
+        Dataset copy(driver && dataset ? driver->CreateCopy(unfinished.path().toUtf8().constData(), dataset,
+                                                            /*strict=*/FALSE, options.options(),
+                                                            &UnfinishedFile::progress, &unfinished)
+                                       : nullptr);
         m_isInPlace = unfinished.takePlace(std::move(copy), isWhole, messages, reason);
     }
     if (!m_isInPlace)

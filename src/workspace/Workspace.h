@@ -79,13 +79,13 @@ public:
 
     /// @{
     /// Edges of the box in map units, y pointing north.
-    double west() const;
-    double south() const;
-    double east() const;
-    double north() const;
+    [[nodiscard]] double west() const;
+    [[nodiscard]] double south() const;
+    [[nodiscard]] double east() const;
+    [[nodiscard]] double north() const;
     /// @}
     /// Edge of a pixel in map units.
-    double pixelSize() const;
+    [[nodiscard]] double pixelSize() const;
 
     /// True when the box has no width or no height.
     bool empty() const;

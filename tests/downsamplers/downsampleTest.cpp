@@ -50,8 +50,8 @@ protected:
                          ImageAlphaType alpha = ImageAlphaType::NoAlpha, bool leaveHolesOut = false)
     {
         const auto job = vexel::DownsamplerFactory::createDownsampler(
-            strategy, folder / "in.tif", folder / "expected.tif", QString::fromStdString(wkt), resolution, alpha,
-            GdalFileType::SingleFile);
+            strategy, folder / "in.tif", folder / "expected.tif", QString::fromStdString(wkt), resolution,
+            alpha, GdalFileType::SingleFile);
         job->leaveHolesOut(leaveHolesOut);
         EXPECT_TRUE(downsampling::run(*job));
         EXPECT_FALSE(job->complete());
@@ -94,8 +94,9 @@ TEST_F(Downsample, TakesEveryOption)
               Outcome::Finished);
     EXPECT_EQ(fileText(folder / "out.tif"),
               expected(DownsamplingStrategy::Gauss, 4.0, wkt, ImageAlphaType::LastBand, true));
-    EXPECT_EQ(downsample(options("max.tif").strategy(DownsamplingStrategy::Max).factor(4.0).reference("")).outcome,
-              Outcome::Finished);
+    EXPECT_EQ(
+        downsample(options("max.tif").strategy(DownsamplingStrategy::Max).factor(4.0).reference("")).outcome,
+        Outcome::Finished);
     EXPECT_EQ(fileText(folder / "max.tif"), expected(DownsamplingStrategy::Max, 4.0, ""));
     EXPECT_FALSE(exists(folder / "max.prj"));
 }
@@ -168,8 +169,9 @@ TEST_F(Downsample, TellsItsProgressAndStops)
 
 TEST_F(Downsample, AnswersWhatTheProgressThrows)
 {
-    const JobRunner::Result result = downsample(
-        options().factor(2.0), [](const JobRunner::Progress&) -> bool { throw std::runtime_error("thrown"); });
+    const JobRunner::Result result =
+        downsample(options().factor(2.0),
+                   [](const JobRunner::Progress&) -> bool { throw std::runtime_error("thrown"); });
     EXPECT_EQ(result.outcome, Outcome::Failed);
     EXPECT_EQ(result.exceptionText, "thrown");
     EXPECT_EQ(folder.listing(), "in.tif");
@@ -181,7 +183,8 @@ TEST_F(Downsample, SaysWhatItCannotDo)
     const double nan = std::numeric_limits<double>::quiet_NaN();
     const double infinity = std::numeric_limits<double>::infinity();
     expectRefused(options(), Code::BadArgument, "either the resolution or the factor");
-    expectRefused(options().resolution(2.0).factor(2.0), Code::BadArgument, "either the resolution or the factor");
+    expectRefused(options().resolution(2.0).factor(2.0), Code::BadArgument,
+                  "either the resolution or the factor");
     for (const double bad : {0.0, -1.0, nan, infinity}) {
         expectRefused(options().factor(bad), Code::BadArgument, "no multiple of a pixel");
         expectRefused(options().resolution(bad), Code::BadArgument, "no size of a pixel");
@@ -192,16 +195,17 @@ TEST_F(Downsample, SaysWhatItCannotDo)
                   "the resolution 0.25 is finer than half of the input's 1; the finest possible is 0.50000");
     expectRefused(options().strategy(DownsamplingStrategy::Warp).tiles(true).factor(2.0), Code::BadArgument,
                   "single files only");
-    expectRefused(options().strategy(DownsamplingStrategy::Warp).reference("x").factor(2.0), Code::BadArgument,
-                  "keeps the input's spatial reference");
+    expectRefused(options().strategy(DownsamplingStrategy::Warp).reference("x").factor(2.0),
+                  Code::BadArgument, "keeps the input's spatial reference");
     expectRefused(options("in.tif").factor(2.0), Code::BadArgument, "read for the input");
     expectRefused(options("in.tif").strategy(DownsamplingStrategy::Warp).factor(2.0), Code::BadArgument,
                   "read for the input");
-    expectRefused(options().strategy(static_cast<DownsamplingStrategy>(99)).factor(2.0),
-                  Code::BadArgument, "there is no strategy 99");
+    expectRefused(options().strategy(static_cast<DownsamplingStrategy>(99)).factor(2.0), Code::BadArgument,
+                  "there is no strategy 99");
     for (const DownsamplingStrategy strategy : {DownsamplingStrategy::Average, DownsamplingStrategy::Warp})
-        expectRefused(DownsampleOptions(folder / "none.tif", folder / "out.tif").strategy(strategy).factor(2.0),
-                      Code::CannotOpen, "none.tif");
+        expectRefused(
+            DownsampleOptions(folder / "none.tif", folder / "out.tif").strategy(strategy).factor(2.0),
+            Code::CannotOpen, "none.tif");
     expectRefused(DownsampleOptions(folder / "none.tif", folder / "out.tif").tiles(true).resolution(2.0),
                   Code::CannotOpen, "There are no tile files");
 }

@@ -303,10 +303,9 @@ TEST(DownsampleProgram, HelpNamesEveryOptionAndEndsWell)
 {
     const Outcome outcome = downsample(" --help");
     EXPECT_EQ(outcome.exitCode, 0);
-    for (const char* word :
-         {"INPUT", "OUTPUT", "--resolution", "--strategy", "gauss", "percentile75", "warp", "--tiles",
-          "--alpha", "--srs", "--nodata", "--leave-holes-out", "--progress", "--factor", "--quiet", "--json",
-          "3 done", "130"})
+    for (const char* word : {"INPUT", "OUTPUT", "--resolution", "--strategy", "gauss", "percentile75", "warp",
+                             "--tiles", "--alpha", "--srs", "--nodata", "--leave-holes-out", "--progress",
+                             "--factor", "--quiet", "--json", "3 done", "130"})
         EXPECT_NE(outcome.output.find(word), std::string::npos) << word;
 }
 
@@ -415,8 +414,9 @@ TEST(DownsampleProgram, SaysWhichResolutionIsPossibleInADigitThatIsAccepted)
     const QString paths = quoted(folder / "in.tif") + quoted(folder / "out.tif");
     const Outcome refused = downsample(paths + "--resolution 1 --strategy average");
     EXPECT_EQ(refused.exitCode, 1);
-    EXPECT_EQ(refused.messages, "error: the resolution 1 is finer than half of the input's 4.0013; the finest possible "
-                                "is 2.0007\n");
+    EXPECT_EQ(refused.messages,
+              "error: the resolution 1 is finer than half of the input's 4.0013; the finest possible "
+              "is 2.0007\n");
     EXPECT_EQ(downsample(paths + "--resolution 2.0007 --strategy average").exitCode, 0);
     EXPECT_EQ(downsample(paths + "--resolution 2.0006 --strategy average").exitCode, 1);
 }
@@ -427,14 +427,16 @@ TEST(DownsampleProgram, SaysWhereSetsAndFilesAreMistakenForEachOther)
     rasters::make(folder / "naip_1_1.tif", tenMetrePixels(4, 4), [](int, int, int) { return 5; });
     rasters::make(folder / "single.tif", tenMetrePixels(4, 4), [](int, int, int) { return 5; });
     const auto messages = [&](const char* input, const char* more) {
-        const Outcome outcome = downsample(quoted(folder / input) + quoted(folder / "out.tif") + anything + more);
+        const Outcome outcome =
+            downsample(quoted(folder / input) + quoted(folder / "out.tif") + anything + more);
         EXPECT_EQ(outcome.exitCode, 1);
         return outcome.messages;
     };
     const std::string path = folder.path().toStdString() + "/";
     EXPECT_EQ(messages("naip.tif", ""), "error: no file '" + path + "naip.tif', but tile files " + path +
                                             "naip_*_*.tif: add --tiles\n");
-    EXPECT_EQ(messages("single.tif", " --tiles"), "error: no tile files " + path + "single_*_*.tif; '" + path +
+    EXPECT_EQ(messages("single.tif", " --tiles"), "error: no tile files " + path + "single_*_*.tif; '" +
+                                                      path +
                                                       "single.tif' is a single file: leave --tiles out\n");
     EXPECT_EQ(messages("none.tif", " --tiles"),
               "error: no tile files " + path + "none_*_*.tif: give the name without the numbers\n");
@@ -444,8 +446,8 @@ TEST(DownsampleProgram, QuietSaysNothing)
 {
     const TempFolder folder;
     rasters::make(folder / "in.tif", tenMetrePixels(4, 4), [](int, int, int) { return 5; });
-    const Outcome outcome = downsample(quoted(folder / "in.tif") + quoted(folder / "out.tif") + anything +
-                                       " --quiet --progress");
+    const Outcome outcome =
+        downsample(quoted(folder / "in.tif") + quoted(folder / "out.tif") + anything + " --quiet --progress");
     EXPECT_EQ(outcome.exitCode, 0);
     EXPECT_EQ(outcome.output, "");
     EXPECT_EQ(outcome.messages, "");
@@ -477,7 +479,8 @@ TEST(DownsampleProgram, HasNoResolutionWithoutGeoreference)
 {
     const TempFolder folder;
     rasters::make(folder / "in.tif", {8, 8, 1, GDT_Byte}, [](int, int, int) { return 5; });
-    const QString arguments = quoted(folder / "in.tif") + quoted(folder / "out.tif") + "--factor 2 --strategy average";
+    const QString arguments =
+        quoted(folder / "in.tif") + quoted(folder / "out.tif") + "--factor 2 --strategy average";
     const Outcome outcome = downsample(arguments);
     ASSERT_EQ(outcome.exitCode, 0) << outcome.messages;
     EXPECT_EQ(value(outcome, "resolution"), "none");

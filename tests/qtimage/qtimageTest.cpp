@@ -41,7 +41,8 @@ GDALStreamer opened(const QString& path)
 
 int channel(const PictureCase& picture, std::size_t index, int x, int y)
 {
-    return index < picture.bandOfChannel.size() ? static_cast<int>(pixel(x, y, picture.bandOfChannel[index])) : 255;
+    return index < picture.bandOfChannel.size() ? static_cast<int>(pixel(x, y, picture.bandOfChannel[index]))
+                                                : 255;
 }
 
 } // namespace
@@ -70,7 +71,8 @@ TEST(ReadImage, TakesColourAndGrayWithAndWithoutAlpha)
 TEST(ReadImage, TakesABoxAtAScale)
 {
     const TempFolder folder;
-    rasters::make(folder / "a.tif", {16, 8, 3, GDT_Byte}, [](int x, int y, int band) { return 10 * x + y + band; });
+    rasters::make(folder / "a.tif", {16, 8, 3, GDT_Byte},
+                  [](int x, int y, int band) { return 10 * x + y + band; });
     const GDALStreamer set = opened(folder / "a.tif");
     const QImage part = readImage(set, box(4, 2, 12, 6), 0.5);
     ASSERT_EQ(part.size(), QSize(4, 2));

@@ -24,6 +24,7 @@
 // What completing a set tells, how it is stopped, and what is left then.
 
 using namespace streamingtest;
+using vexel::DataType;
 using vexel::GdalFileType;
 using vexel::GDALMutex;
 using vexel::GDALStreamer;
@@ -116,8 +117,8 @@ TEST(Finish, CountsFilesByTheirBytes)
 {
     const TempFolder folder;
     GDALStreamer set;
-    ASSERT_TRUE(set.openWrite(folder / "a.tif", 1, DataType::UInt8, pixelFrame(400, 100), QString(), QString(),
-                              QString(), GdalFileType::TileSet, 300, 100));
+    ASSERT_TRUE(set.openWrite(folder / "a.tif", 1, DataType::UInt8, pixelFrame(400, 100), QString(),
+                              QString(), QString(), GdalFileType::TileSet, 300, 100));
     ASSERT_TRUE(set.write(PixelMatrix<float>(PixelMatrix<float>::Ones(100, 400)), 1, box(0, 0, 400, 100)));
     Listener listener;
     ASSERT_FALSE(set.finish(listener.callback()));
@@ -262,7 +263,8 @@ TEST(Finish, FillsWhatWasNotWrittenAndMayBeStoppedAtIt)
         const TempFolder folder;
         GDALStreamer set;
         ASSERT_TRUE(set.openWrite(folder / "a.tif", 1, DataType::Float32, width, height));
-        ASSERT_TRUE(set.write(PixelMatrix<float>(PixelMatrix<float>::Ones(1, width)), 1, box(0, 0, width, 1)));
+        ASSERT_TRUE(
+            set.write(PixelMatrix<float>(PixelMatrix<float>::Ones(1, width)), 1, box(0, 0, width, 1)));
         Listener listener;
         listener.stopAt = isStopped ? 5 : listener.stopAt;
         const StreamError error = set.finish(listener.callback());
