@@ -2,11 +2,13 @@
 #define VEXEL_EXPORT_H
 
 /// @file
-/// The mark of what users of the library can reach.
+/// Marks the names that the library exports.
 
 /// @def VEXEL_EXPORT
-/// Marks what the shared library exports; everything else stays hidden. With VEXEL_STATIC, which the build system
-/// defines for users of a static library too, nothing is: a shared library that takes that in does not hand it on.
+/// Exports a class or function from the shared library. All other names stay hidden.
+///
+/// With VEXEL_STATIC nothing is exported, so a shared library that links the static library does not export these names
+/// again. You need not define it, because the build system does so for users of the static library too.
 #if defined(VEXEL_STATIC)
 #define VEXEL_EXPORT
 #elif defined(_WIN32)

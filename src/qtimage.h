@@ -2,7 +2,8 @@
 #define VEXEL_QTIMAGE_H
 
 /// @file
-/// Rasters as pictures of Qt. Not part of vexel.h, since it needs QtGui, which the library itself does not.
+/// Reads rasters as pictures of Qt. You must include this header separately: it is not part of vexel.h, because it
+/// needs QtGui and the library does not.
 
 #include "streaming/readpixels.h"
 
@@ -13,16 +14,20 @@
 
 namespace vexel {
 
-/// Reads a box as a picture: colour of 3 or 4 bands, gray of one band of bytes or two. Transparent where no file covers the
-/// box. Null if it cannot be read, in which case `set.lastError()` has the reason, or if there is no memory for a
-/// picture of that size.
-///
-/// @param box   in pixels of the whole raster, half-open; one without width or height stands for all of it.
-/// @param scale pixels of the picture for each pixel of the raster along an axis, above 0; the nearest pixel is taken.
+/// Reads a box as a picture. 3 or 4 bands become colour, and one or two bands of bytes become grey.
 ///
 /// @code
 /// label->setPixmap(QPixmap::fromImage(readImage(ortho, PixelBox({0, 0}, {2048, 1024}), 0.25))); // 512 x 256
 /// @endcode
+///
+/// Pixels that no file covers are transparent.
+///
+/// @param set   must be open.
+/// @param box   in pixels of the whole raster, half-open. A box without width or height means the whole raster.
+/// @param scale number of pixels of the picture for each pixel of the raster along an axis, above 0. If it is not 1,
+///              the nearest pixel is taken.
+/// @return a null picture if the box cannot be read, and `set.lastError()` has the reason. The picture is also null if
+///         there is no memory for a picture of that size.
 [[nodiscard]] inline QImage readImage(const GDALStreamer& set, const PixelBox& box, double scale = 1.0)
 {
     const auto pixels = readColours(set, box, ReadOptions().scale(scale));

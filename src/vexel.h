@@ -2,7 +2,7 @@
 #define VEXEL_VEXEL_H
 
 /// @file
-/// The whole public interface by one include.
+/// Includes the whole public interface, except qtimage.h.
 
 #include <vexel/version.h>
 

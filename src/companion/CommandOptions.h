@@ -10,7 +10,7 @@
 
 namespace vexel::gdal {
 
-/// The argument list of a GDAL utility, or the creation options of a GDAL driver.
+/// Builds the argument list of a GDAL utility, or the creation options of a GDAL driver.
 ///
 /// @code
 /// vexel::gdal::CommandOptions arguments;
@@ -20,22 +20,28 @@ namespace vexel::gdal {
 class VEXEL_EXPORT CommandOptions
 {
 public:
-    /// An empty list.
+    /// Starts with an empty list.
     CommandOptions();
-    /// What `options` gave is not valid any more.
+    /// Releases the texts, so you must not use the result of `options()` any more.
     ~CommandOptions();
     CommandOptions(const CommandOptions&) = delete;
     CommandOptions& operator=(const CommandOptions&) = delete;
 
-    /// Appends one argument, as UTF-8.
+    /// Appends one argument, which GDAL receives as UTF-8.
     CommandOptions& operator<<(const QString& argument);
 
-    /// Sets the option NAME=VALUE: replaces the one of that name (case does not count), or appends it. The value comes
-    /// first and the name second.
+    /// Sets the option NAME=VALUE. It replaces the option of that name, or is appended if the list has no such option.
+    ///
+    /// Mind the order of the arguments: the value comes first.
+    ///
+    /// @param value  the part after "=".
+    /// @param option the name. Upper and lower case are treated as equal when names are compared.
     void setValueForOption(const QString& value, const QString& option);
 
-    /// The arguments in the order appended, null-terminated; valid until the list changes or is destroyed.
-    /// GDAL takes argument lists as `char**` and leaves the texts alone.
+    /// Returns the arguments as a null-terminated list, in the order in which you appended them.
+    ///
+    /// You can use the list until you change or destroy this object. It is not const because GDAL takes argument lists
+    /// as `char**`. GDAL does not change the texts.
     char** options() const;
 
 private:

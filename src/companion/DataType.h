@@ -8,13 +8,12 @@
 
 namespace vexel {
 
-/// Pixel type of a raster, and for the two colour values its band count as well.
+/// Pixel type of a raster. The two colour values also state the number of bands.
 ///
-/// An open file reports one of `UInt8` to `UInt32`; `RGB` and `RGBA` are only asked for when a file is
-/// written.
+/// An open file reports one of `UInt8` to `UInt32`. You can use `RGB` and `RGBA` only for files that you write.
 enum class DataType : std::int32_t
 {
-    Unknown = 0,     ///< no supported type: an open fails, creation is refused
+    Unknown = 0,     ///< no supported type: opening fails, and creation is refused
     RGB = 1,         ///< three bands of 8 bits
     RGBA = 2,        ///< four bands of 8 bits, the last one alpha
     UInt8 = 3,       ///< 8-bit unsigned
@@ -27,8 +26,10 @@ enum class DataType : std::int32_t
     UInt16Other = 10 ///< a further 16-bit unsigned kind, stored like `UInt16`
 };
 
-/// Smallest and largest value that a pixel of `type` holds, for the floating types the finite ones; (0, 0) for
-/// `Unknown` and for undefined values.
+/// Returns the smallest and the largest value that a pixel of `type` can have.
+///
+/// For the floating types these are the finite limits. The result is (0, 0) for `Unknown` and for values that the
+/// enumeration does not define.
 VEXEL_EXPORT std::pair<double, double> minMaxForPixelType(DataType type);
 
 } // namespace vexel

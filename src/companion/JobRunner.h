@@ -17,7 +17,7 @@ namespace vexel {
 
 class Worker;
 
-/// Runs a stepwise job on the calling thread, tells how far it is, and stops it when asked.
+/// Runs a job step by step on the calling thread, reports its progress, and stops it when you ask.
 ///
 /// @code
 /// JobRunner runner;
@@ -27,8 +27,8 @@ class Worker;
 ///     std::cerr << result.error << std::endl; // Finished: the files are there and whole
 /// @endcode
 ///
-/// Takes no lock. A runner runs one job at a time; `stop` is for other threads and signal handlers, everything else
-/// for the one that runs the job.
+/// A runner runs one job at a time and takes no lock. You can call `stop` from other threads and from signal handlers.
+/// You must call everything else on the thread that runs the job.
 class VEXEL_EXPORT JobRunner
 {
 public:
@@ -37,68 +37,80 @@ public:
     {
         Finished = 0,      ///< every step succeeded, and the job's files are there and whole
         Cancelled = 1,     ///< `stop` was called before the end
-        CouldNotStart = 2, ///< `do_init` said so, or the job was completed before; no step was run
-        Failed = 3,        ///< a step failed, or threw; or completing threw, which leaves `failedSteps` empty
-        /// Every step succeeded, but a file could not be completed: `error` says which one and why. Where that is only a
-        /// file beside the raster, which is in its place itself, nothing is discarded.
+        CouldNotStart = 2, ///< `do_init` returned false, or the job was completed before. No step was run.
+        /// A step failed or threw. The outcome is the same if `do_init` or completing threw, and `failedSteps` is empty
+        /// then.
+        Failed = 3,
+        /// Every step succeeded, but a file could not be completed: `error` has its path and the reason. If the raster
+        /// is in its place and only a file next to it could not be written, nothing is discarded.
         NotCompleted = 4
     };
 
     /// How far a job is.
     struct Progress
     {
-        std::size_t stepsDone; ///< completed steps; all of them while the files are completed
-        std::size_t steps;     ///< of how many
-        /// Of the whole job that is done, from 0 to 1, the running step and completing the files included; never falls.
+        std::size_t stepsDone; ///< number of completed steps, equal to `steps` while the files are completed
+        std::size_t steps;     ///< number of all steps
+        /// Share of the whole job that is done, from 0 to 1. It includes the running step and completing the files, and
+        /// it never falls.
         double share;
-        std::chrono::duration<double> elapsed;   ///< since the first step began
-        std::chrono::duration<double> remaining; ///< estimated from both; 0 before anything is done
+        std::chrono::duration<double> elapsed;   ///< time since the first step began
+        std::chrono::duration<double> remaining; ///< from `share` and `elapsed`, 0 before anything is done
     };
 
-    /// What became of a job.
+    /// Outcome of a run, with the reasons.
     struct Result
     {
         Outcome outcome;                      ///< how it ended
-        std::vector<std::size_t> failedSteps; ///< indices, ascending
-        QString exceptionText; ///< what the exception that ended the job says, or else one that came of
-                               ///< discarding it; empty if there was none
-        /// Pixels of the input that could not be read, in steps that went on without them. If no step failed, the
-        /// outcome is `Finished` all the same.
+        std::vector<std::size_t> failedSteps; ///< indices of the failed steps, from 0, ascending
+        QString exceptionText; ///< text of the exception that ended the job, or else of an exception from
+                               ///< discarding it. Empty if nothing was thrown.
+        /// Number of input pixels that could not be read, in steps that went on without them. If no step failed, the
+        /// outcome is `Finished` nevertheless.
         std::uint64_t unreadPixels = 0;
-        StreamError error = {}; ///< why it was `NotCompleted` or could not start, where that is known
+        StreamError error = {}; ///< why the job was `NotCompleted` or could not start, if that is known
     };
 
-    /// Nobody is told the progress, and incomplete results are discarded.
+    /// Creates a runner that reports no progress and discards incomplete results.
     JobRunner();
-    /// No job may be running.
+    /// You must not destroy a runner while it runs a job.
     ~JobRunner();
     JobRunner(const JobRunner&) = delete;
     JobRunner& operator=(const JobRunner&) = delete;
 
-    /// Sets who is told the progress, after each step and each piece of one, and while files are completed; nobody by default. Called on the
-    /// thread that runs the job or one that works for it, never by two at once. What it throws ends the job
-    /// as a step's own exception does.
+    /// Sets the function that receives the progress. By default progress is not reported.
+    ///
+    /// It is called after each step, after each piece of work within a step, and while files are completed. The call
+    /// comes from the thread that runs the job or from a thread that works for it, but never from two threads at once.
+    /// If the function throws, the job ends as if a step had thrown.
     void setProgress(std::function<void(const Progress&)> progress);
 
-    /// What is done with the result of a job that was cancelled or failed. By default it is discarded
-    /// (`Worker::discard`) and the first failed step ends the job. When it is kept, the steps after a failed
-    /// one are run too.
+    /// Decides about the result of a job that was cancelled or failed.
+    ///
+    /// By default the result is discarded (`Worker::discard`), and the first failed step ends the job. If you keep the
+    /// result, the steps after a failed one are run too. An exception ends the job in either case.
     enum class Incomplete : std::int32_t
     {
-        Discard = 0, ///< nothing is left of it
-        Keep = 1     ///< it stays as it is
+        Discard = 0, ///< nothing is left of the result
+        Keep = 1     ///< the result stays as it is
     };
-    /// Sets what is done with an incomplete result; `Incomplete::Discard` until then.
+    /// Sets whether an incomplete result is discarded or kept. The default is `Incomplete::Discard`.
     void setIncomplete(Incomplete incomplete);
 
-    /// Asks the running job to stop, or the next one to not begin (its `do_init` is not called either); it
-    /// ends after the piece of work that it is at, while files are completed too: then nothing is left of them. May be called from any thread and from a signal handler.
-    /// Holds for one run.
+    /// Asks the running job to stop, or the next job not to begin. You can call it from any thread and from a signal
+    /// handler.
+    ///
+    /// A running job ends after the piece of work that it is doing. This includes completing: if it is stopped there,
+    /// nothing is left of the files. If the next job is asked not to begin, its `do_init` is not called either. A
+    /// request counts for one run.
     void stop() noexcept;
 
-    /// Runs the job: `do_init` once, then the steps in order, and completes it (`Worker::complete`) unless a step has
-    /// failed. Lets no exception of the job out. A job that is complete already is not run, and stays as it is. The job's own
-    /// progress callback is not called during the run, and is set again after it.
+    /// Runs the job: calls `do_init` once, then the steps in order, and then `Worker::complete` unless a step has
+    /// failed.
+    ///
+    /// Exceptions of the job do not leave this function: `Result::exceptionText` has their text. A job that has been
+    /// completed before is not run, and stays as it is. During the run the job's own progress callback is not called,
+    /// because the runner sets one for itself. The former callback is set again afterwards.
     Result run(Worker& job);
 
 private:

@@ -5,15 +5,18 @@
 
 namespace vexel {
 
-/// Pixels of one band: rows are image rows, row 0 northernmost; element (r, c) is pixel (x = c, y = r). The
-/// elements of a row stand next to each other in memory, and so do the rows. No-data has no mark of its own: it is a
-/// value, as in the file.
+/// Matrix with the pixels of one band.
+///
+/// Rows are image rows, and row 0 is the northernmost one. Element (r, c) is pixel (x = c, y = r). The elements of a
+/// row follow each other in memory, and so do the rows. No-data has no special mark: it is a value, as in the file.
 template <class T>
 using PixelMatrix = Eigen::Matrix<T, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
 
-/// Gives the matrix that size, with any pixels. If there is no memory for it, `std::bad_alloc` leaves it empty; Eigen's
-/// own `resize` would leave it without the memory that it says it has. A matrix that has the size already keeps its
-/// pixels and its memory.
+/// Resizes the matrix. The pixels are unspecified afterwards, unless the matrix has that size already: then it keeps
+/// its pixels and its memory.
+///
+/// @throws std::bad_alloc if there is not enough memory, and the matrix is then empty. You should not call Eigen's own
+///         `resize` because a matrix reports the new size after such a failure, although it has no memory.
 template <class T>
 void resizePixels(PixelMatrix<T>& pixels, Eigen::Index rows, Eigen::Index columns)
 {
@@ -23,8 +26,10 @@ void resizePixels(PixelMatrix<T>& pixels, Eigen::Index rows, Eigen::Index column
     pixels.resize(rows, columns);
 }
 
-/// Where pixels of several bands lie in memory of the caller's: pixel (x, y) of band k at
-/// `first[k * bandStep + y * rowStep + x]`. The steps count elements, not bytes.
+/// Describes how the pixels of several bands are arranged in memory that you own.
+///
+/// Pixel (x, y) of band k, all counted from 0, is `first[k * bandStep + y * rowStep + x]`. The steps count elements,
+/// not bytes.
 ///
 /// @code
 /// // Three bands of 512 by 256 pixels, one after the other.
@@ -35,10 +40,10 @@ template <class T>
 struct BandPixels
 {
     T* first;              ///< the north-west pixel of the first band
-    Eigen::Index rows;     ///< of each band
-    Eigen::Index columns;  ///< of each band
-    Eigen::Index rowStep;  ///< from one row of a band to the next
-    Eigen::Index bandStep; ///< from one band to the next
+    Eigen::Index rows;     ///< number of rows of each band
+    Eigen::Index columns;  ///< number of columns of each band
+    Eigen::Index rowStep;  ///< distance from one row of a band to the next
+    Eigen::Index bandStep; ///< distance from one band to the next
 };
 
 } // namespace vexel

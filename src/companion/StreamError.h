@@ -10,7 +10,7 @@
 
 namespace vexel {
 
-/// Why an operation of a raster set, a file or a job failed.
+/// Reason why an operation of a raster set, a file or a job failed.
 ///
 /// @code
 /// if (!set.openRead(path))
@@ -18,36 +18,36 @@ namespace vexel {
 /// @endcode
 struct VEXEL_EXPORT StreamError
 {
-    /// What kind of failure it was.
+    /// Kind of a failure.
     enum class Code : std::int32_t
     {
         None = 0,            ///< no failure
         BadArgument = 1,     ///< an empty path, a box without area, a scale that is not finite …
-        NotOpen = 2,         ///< the set or file is not open, or there is no such file in it
-        CannotOpen = 3,      ///< GDAL does not open the file
-        UnsupportedType = 4, ///< no bands, or pixels of a type that is not supported
-        IncompleteSet = 5,   ///< tile files that do not form a grid, or differ in bands or type
-        NoSuchBand = 6,      ///< a touched file lacks the band, or is not of the colours that were asked for
+        NotOpen = 2,         ///< the set or file is not open, or the set has no such file
+        CannotOpen = 3,      ///< GDAL cannot open the file
+        UnsupportedType = 4, ///< the file has no bands, or its pixel type is not supported
+        IncompleteSet = 5,   ///< the tile files do not form a grid, or differ in bands or type
+        NoSuchBand = 6,      ///< a touched file lacks the band or the colours that you asked for
         NotWritable = 7,     ///< the set was opened for reading
-        CannotRead = 8,      ///< GDAL fails to read or decode pixels
-        CannotWrite = 9,     ///< as far as GDAL has told by the end of the transfer
-        CannotCreate = 10,   ///< the working file
-        CannotComplete = 11, ///< the final file, which is not there then; or one beside it, as the text says
-        Stopped = 12         ///< completing was asked to stop; nothing is left
+        CannotRead = 8,      ///< GDAL could not read or decode pixels
+        CannotWrite = 9,     ///< GDAL reported a write error by the end of the transfer
+        CannotCreate = 10,   ///< the working file could not be created
+        CannotComplete = 11, ///< the final file is not there, or a file next to it: see the text
+        Stopped = 12         ///< completing was stopped, and nothing is left
     };
 
-    Code code = Code::None; ///< what kind of failure
-    QString path;           ///< of the file, or of the set
-    QString text; ///< what was wrong, in the words of GDAL or the system where they have some; never empty
+    Code code = Code::None; ///< kind of the failure
+    QString path;           ///< path of the file or of the set
+    QString text; ///< the reason, if possible in the words of GDAL or the system; not empty after a failure
 
-    /// True if there was a failure.
+    /// Returns true if there was a failure.
     explicit operator bool() const { return code != Code::None; }
 
-    /// Path, what failed, and why, in one line; empty if there was no failure.
+    /// Returns the path, the failure and the reason in one line, or an empty text if there was no failure.
     QString message() const;
 };
 
-/// Writes `message()` as UTF-8, whatever the stream's format is.
+/// Writes `message()` as UTF-8. The stream's format has no effect.
 VEXEL_EXPORT std::ostream& operator<<(std::ostream& stream, const StreamError& error);
 
 } // namespace vexel

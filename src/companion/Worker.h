@@ -12,72 +12,95 @@ namespace vexel {
 
 class JobRunner;
 
-/// Base class of stepwise jobs. A runner, `JobRunner` or one of the application's own, calls `do_init` once and then
-/// `do_step` for each index below the number of steps.
+/// Base class of jobs that do their work in steps.
+///
+/// A runner calls `do_init` once and then `do_step` for each index below the number of steps. You can use `JobRunner`
+/// or write your own runner.
 class VEXEL_EXPORT Worker
 {
 public:
-    /// @param concurrency how many steps a runner may run at the same time.
+    /// Creates a job.
+    ///
+    /// @param concurrency the number of steps that a runner can run at the same time.
     explicit Worker(std::size_t concurrency);
     /// Does not call `discard`.
     virtual ~Worker();
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
 
-    /// Called once before any step. Sets the number of steps; false means that the job cannot run.
+    /// Prepares the job. The runner calls it once, before any step.
+    ///
+    /// @param steps set to the number of steps.
+    /// @return false if the job cannot run.
     virtual bool do_init(std::size_t& steps) = 0;
 
-    /// Does one step, counted from 0; false means that it failed, or was asked to stop by the progress callback.
+    /// Does one step.
+    ///
+    /// @param step counted from 0.
+    /// @return false if the step failed, or if the progress callback asked it to stop.
     virtual bool do_step(std::size_t step) = 0;
 
-    /// How many steps a runner may run at the same time.
+    /// Returns the number of steps that a runner can run at the same time.
     std::size_t concurrency() const { return m_concurrency; }
 
-    /// Told the share of the running step that is done, from 0 to 1, after each piece of its work; false asks
-    /// the step to stop.
+    /// Function that receives the progress of the running step after each piece of its work.
+    ///
+    /// `share` is the part of the step that is done, from 0 to 1. Return false to ask the step to stop.
     using Progress = std::function<bool(double share)>;
 
-    /// Sets who is told; nobody by default. Called on the thread that runs the step, or one that works for
-    /// it, and never by two at once. What it throws leaves `do_step`. Returns who was told before.
+    /// Sets the function that receives the progress, and returns the former one. By default there is no such function.
+    ///
+    /// It is called on the thread that runs the step or on a thread that works for it, but never on two threads at
+    /// once. An exception that it throws leaves `do_step`.
     Progress setProgress(Progress progress);
 
-    /// Completes the job's result, once all steps are done: afterwards its files are there and whole, and `do_step` is
-    /// false. Tells the progress from 0 to 1 as a step does, and stops when it is asked to; then nothing is left, as after
-    /// `discard`. A second call says the same and does nothing. A job that makes no files has nothing to complete.
+    /// Completes the job's result: afterwards its files are there and whole. You should call it after the last step.
     ///
-    /// A job that is destroyed without it completes its result all the same, but tells nobody whether that has worked.
+    /// It reports its progress from 0 to 1 as a step does, and you can stop it in the same way. After a stop nothing is
+    /// left, as after `discard`. Once it was called, `do_step` returns false. A second call returns the same answer and
+    /// does nothing. A job that makes no files has nothing to complete.
     ///
-    /// @return no error, or why there is no result: `Stopped` after a stop, `NotOpen` after `discard`. Where the raster is in
-    ///         its place and only a file beside it is missing, the error has the path of that file.
+    /// If you destroy a job without completing it, its result is completed nevertheless, but you cannot learn whether
+    /// that worked.
+    ///
+    /// @return no error, or the reason why there is no result: `Stopped` after a stop, `NotOpen` after `discard`. If
+    ///         the raster is in its place and only a file next to it is missing, the error has the path of that file.
     [[nodiscard]] StreamError complete();
 
-    /// Gives up the job's result, finished or not: releases everything and removes what was made. The job
-    /// cannot be run any more. Does nothing for a job that makes nothing.
+    /// Discards the job's result, whether it is finished or not: releases everything and removes the files that the job
+    /// made. You cannot run the job any more. A job that makes no files has nothing to remove.
     void discard();
 
 protected:
-    /// Reports the share of the running step that is done. False asks the step to stop: it should return
-    /// false.
+    /// Reports the progress of the running step.
+    ///
+    /// @param share the part of the step that is done, from 0 to 1.
+    /// @return false if the step is asked to stop. `do_step` should then return false.
     bool reportProgress(double share) const;
 
-    /// Reports that so many more pixels of the input could not be read, and that the running step goes on without them.
-    /// `JobRunner::Result::unreadPixels` is the sum of a run.
+    /// Reports input pixels that could not be read while the running step goes on without them.
+    ///
+    /// @param pixels the number of such pixels since the last call. `JobRunner::Result::unreadPixels` is the sum of a
+    ///               run.
     void reportUnread(std::uint64_t pixels);
 
-    /// Sets what `discard` does.
+    /// Sets the action of `discard`.
     void onDiscard(std::function<void()> action);
 
-    /// Sets what `complete` does. The action tells its progress by calling what it is given, and stops when that is false.
+    /// Sets the action of `complete`.
     ///
-    /// @param share what completing takes of the whole job, from 0 to 1, by the bytes to be written for one.
+    /// @param action must call the function that it receives to report its progress, and stop if that returns false.
+    /// @param share  returns the part of the whole job that completing takes, from 0 to 1. You can estimate it, for
+    ///               example by the bytes to be written. Without it the part is 0.
     void onComplete(std::function<StreamError(const Progress& progress)> action,
                     std::function<double()> share = {});
 
-    /// For the action of `onComplete`, where it returns an error although the raster is in its place and only a file
-    /// beside it is missing: who runs the job discards nothing then.
+    /// Keeps the result although completing returns an error, so that a runner does not discard it.
+    ///
+    /// Call it in the action of `onComplete` if the raster is in its place and only a file next to it is missing.
     void keepDespiteError() { m_isKeptDespiteError = true; }
 
-    /// True once `complete` or `discard` was called: there are no more steps.
+    /// Returns true once `complete` or `discard` was called. No step can be run then.
     bool isOver() const { return m_isCompleting || m_isDiscarded; }
 
 private:
@@ -90,8 +113,8 @@ private:
     std::function<void()> m_discard;
     std::function<StreamError(const Progress&)> m_complete;
     std::function<double()> m_shareOfCompleting;
-    StreamError m_completed;     ///< what came of it
-    bool m_isCompleting = false; ///< or has been completed
+    StreamError m_completed;     ///< the answer of `complete`
+    bool m_isCompleting = false; ///< true also after completing
     bool m_isKeptDespiteError = false;
     bool m_isDiscarded = false;
     std::uint64_t m_unread = 0;

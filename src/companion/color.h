@@ -4,11 +4,13 @@
 #include "../export.h"
 #include "PixelMatrix.h"
 
-/// Colour pixels packed as 0xAARRGGBB: blue in the lowest byte, alpha in the highest.
+/// Colour pixels packed as 0xAARRGGBB: blue is in the lowest byte, alpha in the highest.
 namespace vexel::color {
 
-/// Sets the alpha byte (bits 24 to 31) of every packed colour pixel to the low 8 bits of `alpha`: 0 is
-/// transparent, 255 opaque.
+/// Sets the alpha byte (bits 24 to 31) of every packed colour pixel.
+///
+/// @param pixels changed in place.
+/// @param alpha  from 0, transparent, to 255, opaque. Only the low 8 bits are used.
 VEXEL_EXPORT void setAlpha(PixelMatrix<unsigned int>& pixels, unsigned int alpha);
 
 } // namespace vexel::color

@@ -9,17 +9,18 @@
 class GDALDataset;
 
 /// @file
-/// What GDAL's open datasets are, in the terms of the library. Hold a `GDALMutex` round these calls.
+/// Describes open GDAL datasets in the terms of the library. These functions take no lock, so you must have a
+/// `GDALMutex` while you call them.
 
 namespace vexel::gdal {
 
-/// The pixel type that all bands of an open dataset share, whatever their number: bytes are `UInt8`, never
-/// `RGB` or `RGBA`. `Unknown` if the bands differ in type, for complex and 64-bit integer pixels, and without
-/// bands.
+/// Returns the pixel type that all bands of an open dataset have.
+///
+/// Bytes are `UInt8` whatever the number of bands, never `RGB` or `RGBA`. The result is `Unknown` if the bands differ
+/// in type, if the dataset has no bands, and for complex and 64-bit integer pixels.
 VEXEL_EXPORT DataType getDataType(GDALDataset& dataset);
 
-/// The number of main images in the file behind an open dataset, at least 1. Overviews and masks do not
-/// count.
+/// Returns the number of main images in the file of an open dataset, at least 1. Overviews and masks do not count.
 VEXEL_EXPORT std::size_t countPages(GDALDataset& dataset);
 
 } // namespace vexel::gdal

@@ -8,9 +8,10 @@
 /// Spatial references.
 namespace vexel::geo {
 
-/// True for a text that GDAL reads as the WKT of a geographic, projected, geocentric or compound system.
-/// False for an empty text, for anything else, and for local engineering systems. GDAL's own messages are
-/// silenced.
+/// Returns true if GDAL reads the text as the WKT of a geographic, projected, geocentric or compound system.
+///
+/// The result is false for an empty text, for a local engineering system, and for anything else. GDAL's own messages
+/// are silenced meanwhile.
 VEXEL_EXPORT bool isStandardWkt(const QString& wkt);
 
 } // namespace vexel::geo

@@ -13,20 +13,22 @@
 #include <mutex>
 #include <sstream>
 
-/// Messages of the library: their importance, where they come from, and where they go.
+/// Messages of the library, with their importance, origin and destination.
 namespace vexel::log {
 
-/// Importance of a message; the library uses three of the application's values.
+/// Importance of a message. The values belong to a scale of the application, and the library uses three of them.
 enum class level : std::int32_t
 {
-    notice = 2,  ///< something that was caught and passed over, a file name that is no tile name for example
-    warning = 6, ///< an input that could not be opened, or that is read in a way that may surprise
+    notice = 2,  ///< a problem that was caught and skipped, for example a file name that is no tile name
+    warning = 6, ///< an input that could not be opened, or that is read in a way that can surprise you
     error = 7    ///< a failed read or write
 };
 
-/// A place in the source: base name of the file, and line.
+/// A line of a source file.
 struct VEXEL_EXPORT FileAndLine
 {
+    /// Creates the description of a line.
+    ///
     /// @param file base name of the source file, without folder and extension.
     /// @param line counted from 1.
     FileAndLine(const QString& file, std::size_t line);
@@ -35,7 +37,7 @@ struct VEXEL_EXPORT FileAndLine
     std::size_t line; ///< counted from 1
 };
 
-/// Where messages go. Safe to use from several threads.
+/// Passes messages to a function that you can choose. You can use it from several threads.
 ///
 /// @code
 /// log::defaultLogSource().setSink(
@@ -46,26 +48,28 @@ struct VEXEL_EXPORT FileAndLine
 class VEXEL_EXPORT LogSource
 {
 public:
-    /// Takes one finished message. `category` is empty for the library's own ones.
+    /// Function that receives one finished message. `category` is empty for messages of the library.
     using Sink = std::function<void(log::level, const QString& category, const log::FileAndLine& where,
                                     const QString& text)>;
 
-    /// Messages go to the default sink.
+    /// Creates a source with the default sink: see `setSink`.
     LogSource();
-    /// No message may be on its way.
+    /// You must not destroy a source while a message is emitted.
     ~LogSource();
     LogSource(const LogSource&) = delete;
     LogSource& operator=(const LogSource&) = delete;
 
-    /// Replaces the sink; an empty function restores the default, which writes one line, in UTF-8, to
-    /// standard error: "level 7 [category]: text (file:line)", without the brackets for an empty category.
+    /// Sets the function that receives the messages.
     ///
-    /// Once it has returned, the former sink is not called any more. Calls of a sink never overlap, so it
-    /// needs no lock of its own; it may log in turn. It must not wait for another thread that may be logging:
-    /// the library logs while it holds the GDAL lock.
+    /// An empty function restores the default sink. That writes one line, in UTF-8, to standard error:
+    /// "level 7 [category]: text (file:line)". If the category is empty, the brackets are left out.
+    ///
+    /// The former sink is not called any more once this function has returned. Calls of a sink never overlap, so your
+    /// sink needs no lock. It can log messages too. It must not wait for another thread that might be logging, because
+    /// the library can have the GDAL lock while it logs.
     void setSink(Sink sink);
 
-    /// Hands one finished message to the sink. What the sink throws is dropped.
+    /// Passes one finished message to the sink. Exceptions of the sink are dropped.
     void emitMessage(log::level level, const QString& category, const FileAndLine& where,
                      const QString& text);
 
@@ -74,10 +78,10 @@ private:
     std::shared_ptr<const Sink> m_sink;
 };
 
-/// The sink that the library's own messages go to. It lives until the process ends.
+/// Returns the source of the library's own messages. It exists until the process ends.
 VEXEL_EXPORT LogSource& defaultLogSource();
 
-/// Collects one message and emits it, whole, when it is destroyed:
+/// Collects one message, and emits it as a whole when the object is destroyed:
 /// @code
 /// const log::FileAndLine here("Part", 12);
 /// log::LogStreamer(log::defaultLogSource(), log::level::error, "", here) << "size " << 3;
@@ -85,20 +89,20 @@ VEXEL_EXPORT LogSource& defaultLogSource();
 class VEXEL_EXPORT LogStreamer
 {
 public:
-    /// Begins a message to `source`, which must live as long.
+    /// Begins a message. `source` must exist as long as this object.
     LogStreamer(LogSource& source, log::level level, const QString& category, const FileAndLine& where);
     /// Emits the message. Throws nothing.
     ~LogStreamer();
     LogStreamer(const LogStreamer&) = delete;
     LogStreamer& operator=(const LogStreamer&) = delete;
 
-    /// Appends the text as it is.
+    /// Appends the text unchanged.
     LogStreamer& operator<<(const QString& text);
 
     /// Appends "file:line".
     LogStreamer& operator<<(const FileAndLine& where);
 
-    /// Appends what a standard stream in the classic locale makes of `value`; C strings are taken as UTF-8.
+    /// Appends `value` as a standard stream in the classic locale writes it. C strings must be UTF-8.
     template <class T>
     LogStreamer& operator<<(const T& value)
     {

@@ -6,23 +6,23 @@
 #include <QString>
 #include <QStringList>
 
-/// Texts taken apart, and numbers in them.
+/// Splits texts and reads numbers.
 namespace vexel::text {
 
-/// Splits `s` at every occurrence of `separator`; a text without it is one piece.
+/// Splits a text at every occurrence of a separator.
 ///
-/// @param s         the text.
-/// @param separator of any length; an empty one occurs nowhere.
-/// @param skipEmpty true drops empty pieces.
+/// @param s         the text. If it does not contain the separator, the result is one piece.
+/// @param separator can have any length. An empty separator occurs nowhere.
+/// @param skipEmpty true to drop empty pieces.
 VEXEL_EXPORT QStringList tokenize(const QString& s, const QString& separator, bool skipEmpty);
 
-/// The value written in `s`; there is one for `int`, which reads a decimal integer.
+/// Converts a text to a value. You can use it with `int`, which reads a decimal integer.
 ///
 /// @throws std::invalid_argument if `s` is not such a number or does not fit.
 template <class T>
 [[nodiscard]] T fromString(const QString& s);
 
-/// A decimal integer, with a sign and spaces round it if need be.
+/// Reads a decimal integer. It can have a sign, and spaces around it.
 template <>
 [[nodiscard]] VEXEL_EXPORT int fromString<int>(const QString& s);
 

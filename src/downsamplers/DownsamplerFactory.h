@@ -14,9 +14,7 @@
 /// Makes downsampling jobs.
 namespace vexel::DownsamplerFactory {
 
-/// Makes the job that builds a coarser copy of a raster. Its steps do the work, and `JobRunner::run` or `complete` makes
-/// the output files of it; a job that is destroyed without either completes them too, but cannot say whether that has
-/// worked.
+/// Makes the job that builds a coarser copy of a raster.
 ///
 /// @code
 /// auto job = DownsamplerFactory::createDownsampler(DownsamplingStrategy::Average, "dem.tif", "coarse.tif", wkt,
@@ -25,25 +23,28 @@ namespace vexel::DownsamplerFactory {
 ///     std::cout << "coarse.tif is there and whole" << std::endl;
 /// @endcode
 ///
+/// The steps of the job do the work, and `JobRunner::run` or `complete` makes the output files. A job that you
+/// destroy without either completes them too, but cannot report whether that worked.
+///
 /// @param strategy   how a block of pixels becomes one.
 /// @param inputPath  a raster file, or the path that a set of tile files is named from.
-/// @param outputPath the raster to create, replacing an earlier one; a set of tiles of 5000 by 5000 pixels,
-///                   or one file.
-/// @param wkt        the output's spatial reference as WKT; empty for none.
-/// @param resolution edge of an output pixel in map units; at least half the input's.
-/// @param alphaType  whether the input's last band is alpha.
-/// @param fileType   how the input lies on disk and the output is written.
-/// @throws std::logic_error   "Undefined value for DownsamplingStrategy" for a value that is none; nothing
-///                            has been opened.
-/// @throws OpenError          "Unable to open input file '…'" or "Unable to open output file '…'", with the reason; the
-///                            latter also, before anything is deleted, if the output would overwrite a file that GDAL
-///                            reads for the input (side files and sources of virtual rasters included), has no
-///                            pixels, or would be finer than half the input's resolution.
+/// @param outputPath the raster to create, which replaces an earlier one. It is one file, or a set of tiles of 5000
+///                   by 5000 pixels.
+/// @param wkt        spatial reference of the output as WKT, empty for none.
+/// @param resolution edge of an output pixel in map units. It must be at least half the input's.
+/// @param alphaType  whether the last band of the input is alpha.
+/// @param fileType   how the input is stored on the disk and the output is written.
+/// @throws std::logic_error "Undefined value for DownsamplingStrategy" if `strategy` is not one of the enumerators.
+///         Nothing has been opened then.
+/// @throws OpenError "Unable to open input file '…'" or "Unable to open output file '…'", with the reason. The latter
+///         is also thrown, before anything is deleted, if the output would overwrite a file that GDAL reads for the
+///         input (side files and sources of virtual rasters included), if it has no pixels, or if it would be finer
+///         than half the input's resolution.
 ///
-/// The warp strategy opens nothing here and takes any `fileType`; it reads and writes single files, and
+/// The warp strategy opens nothing here and accepts any `fileType`, because it only reads and writes single files. It
 /// ignores `wkt`.
 ///
-/// Safe to call from any thread; takes the GDAL lock while it opens files.
+/// You can call this from any thread. It takes the GDAL lock while it opens files.
 VEXEL_EXPORT std::shared_ptr<DownsamplerBase>
 createDownsampler(DownsamplingStrategy strategy, const QString& inputPath, const QString& outputPath,
                   const QString& wkt, double resolution, ImageAlphaType alphaType, GdalFileType fileType);

@@ -5,26 +5,28 @@
 
 namespace vexel {
 
-/// Downsamples by a Gaussian blur, then the pixel at the centre of each block.
+/// Downsamples by a Gaussian blur, and then takes the pixel at the centre of each block.
 ///
-/// The blur has a standard deviation of sqrt(3.37 k) input pixels, k half the factor, at least 1. It runs
-/// over the values as they are, so a valid pixel next to a hole is blurred together with the no-data value of the
-/// hole, unless `leaveHolesOut` was called. Only the pixel that is sampled decides whether its block is no-data. The
-/// factor is changed so that the first tile spans a whole number of output pixels.
+/// The standard deviation of the blur is sqrt(3.37 k) input pixels, where k is the whole part of half the factor plus
+/// 1/4, and at least 1. The blur uses the values as they are stored, so a valid pixel next to no-data is blurred
+/// together with the no-data value, unless you call `leaveHolesOut`. Only the pixel that is sampled decides whether
+/// the result of its block is no-data. The factor is changed so that the first tile spans a whole number of output
+/// pixels.
 ///
-/// A result is the sum of the pixels within five standard deviations of the sampled one, weighted by the Gaussian. It
-/// takes real pixels wherever the raster has them, those of other tiles too, and repeats the last one beyond its edge. It
-/// has the same bits however the raster is cut into tiles and strips, on any number of threads and any processor.
+/// A result is the sum of the pixels within five standard deviations of the sampled one, weighted by the Gaussian.
+/// The pixels can belong to other tiles too. Beyond the edge of the raster its last pixel is repeated. A result has
+/// the same bits however the raster is cut into tiles and strips, on any number of threads and any processor.
 ///
-/// Besides the rules of `DownsamplerBase`, a band that cannot be read makes a step fail, with an error
-/// logged. Only the pixels of an alpha band that cannot be read count as zeros.
+/// In addition to the rules of `DownsamplerBase`, a step fails if a band cannot be read, and an error is logged. Only
+/// pixels of an alpha band that cannot be read count as zeros.
 class VEXEL_EXPORT DownsamplerGauss : public DownsamplerBase
 {
 public:
-    /// Arguments and errors are those of `DownsamplerFactory::createDownsampler`.
+    /// Opens the input and creates the output. Arguments and errors are the same as for
+    /// `DownsamplerFactory::createDownsampler`.
     DownsamplerGauss(const QString& inputPath, const QString& outputPath, const QString& wkt,
                      double resolution, ImageAlphaType alphaType, GdalFileType fileType);
-    /// As that of `DownsamplerBase`.
+    /// Completes the output, unless the job was completed or discarded. Keeps the GDAL lock throughout.
     ~DownsamplerGauss() override;
 
 private:

@@ -5,16 +5,17 @@
 
 namespace vexel {
 
-/// How a block of pixels becomes one pixel of the coarser raster.
+/// How a block of input pixels becomes one pixel of the coarser raster. Valid pixels are neither no-data nor
+/// transparent.
 enum class DownsamplingStrategy : std::int32_t
 {
-    Gauss = 0,        ///< Gaussian smoothing, then the pixel at the block's centre
+    Gauss = 0,        ///< Gaussian blur, then the pixel at the centre of the block: see `DownsamplerGauss`
     GaussAlias = 1,   ///< the same as `Gauss`
     Average = 2,      ///< mean of the valid pixels
-    Median = 3,       ///< median of the valid pixels, the upper one of an even number
-    Percentile75 = 4, ///< upper quartile of the valid pixels
-    Min = 5,          ///< smallest pixel
-    Max = 6,          ///< largest pixel
+    Median = 3,       ///< median of the valid pixels (upper one of an even number), no-data if fewer than two
+    Percentile75 = 4, ///< upper quartile of the valid pixels, no-data if fewer than two
+    Min = 5,          ///< smallest valid pixel, but no-data if the first pixel of the block is invalid
+    Max = 6,          ///< largest valid pixel
     Warp = 7          ///< cubic-spline resampling by GDAL's warp utility
 };
 

@@ -9,7 +9,7 @@
 
 namespace vexel {
 
-/// What `DownsamplerFactory::createDownsampler` throws when the input cannot be opened or the output not created.
+/// Thrown by `DownsamplerFactory::createDownsampler` if the input cannot be opened or the output cannot be created.
 ///
 /// @code
 /// try {
@@ -21,13 +21,19 @@ namespace vexel {
 class VEXEL_EXPORT OpenError : public std::runtime_error
 {
 public:
-    /// @param what "Unable to open input file '…'", or output.
+    /// Makes an error with a message and a reason.
+    ///
+    /// @param what   the message, for example "Unable to open input file '…'".
+    /// @param reason which file it is, and why it failed.
     OpenError(const std::string& what, StreamError reason);
+    /// Copies the message and the reason.
     OpenError(const OpenError&) = default;
+    /// Copies the message and the reason.
     OpenError& operator=(const OpenError&) = default;
+    /// Releases the message and the reason.
     ~OpenError() override;
 
-    StreamError reason; ///< which file, and why; a resolution that is too fine with both numbers
+    StreamError reason; ///< which file, and why. If the resolution is too fine, it has both numbers.
 };
 
 } // namespace vexel

@@ -15,58 +15,61 @@
 
 namespace vexel {
 
-/// What `downsample` is to do. Each function sets one thing and returns the same options, so that you can write what you
-/// need in one expression. Takes no lock.
+/// Sets the input, the output and the settings of `downsample`. Each function sets one thing and returns the same
+/// options, so you can write all that you need in one expression. Takes no lock.
 class VEXEL_EXPORT DownsampleOptions
 {
 public:
-    /// A coarser copy of the raster `input` at `output`, by the mean of blocks. Call either `resolution` or `factor`.
+    /// Asks for a coarser copy of the raster `input` at `output`, by the mean of blocks. You must also call either
+    /// `resolution` or `factor`.
     DownsampleOptions(const QString& input, const QString& output) : m_input(input), m_output(output) {}
 
-    /// How a block of pixels becomes one; `DownsamplingStrategy::Average` if not called.
+    /// Sets how a block of pixels becomes one. It is `DownsamplingStrategy::Average` if you do not call this.
     DownsampleOptions& strategy(DownsamplingStrategy strategy)
     {
         m_strategy = strategy;
         return *this;
     }
-    /// Edge of an output pixel in map units; at least half the input's.
+    /// Sets the edge of an output pixel in map units. It must be at least half the input's.
     DownsampleOptions& resolution(double mapUnits)
     {
         m_resolution = mapUnits;
         return *this;
     }
-    /// The same as a multiple of the input's, from 0.5 on.
+    /// Sets the edge of an output pixel as a multiple of the input's. It must be at least 0.5.
     DownsampleOptions& factor(double factor)
     {
         m_factor = factor;
         return *this;
     }
-    /// Whether the input's last band is alpha: 0 where a pixel is transparent. False if not called.
+    /// Sets whether the last band of the input is alpha, which is 0 if a pixel is transparent. False if you do not
+    /// call this.
     DownsampleOptions& alpha(bool isLastBand)
     {
         m_alpha = isLastBand;
         return *this;
     }
-    /// Whether input and output are sets of tile files; otherwise each is one file.
+    /// Sets whether input and output are sets of tile files. If you do not call this, each is one file.
     DownsampleOptions& tiles(bool areSets)
     {
         m_tiles = areSets;
         return *this;
     }
-    /// The output's spatial reference as WKT, empty for none; the input's own if not called. The warp keeps that in any
-    /// case.
+    /// Sets the spatial reference of the output as WKT, empty for none. The output has the reference of the input if
+    /// you do not call this. You cannot call it for the warp, which always keeps the reference of the input.
     DownsampleOptions& reference(const QString& wkt)
     {
         m_reference = wkt;
         return *this;
     }
-    /// Makes pixels of this value no-data, as `DownsamplerBase::treatAsNoData`. May be called for several values.
+    /// Makes pixels of this value no-data, as `DownsamplerBase::treatAsNoData` does. You can call it for several
+    /// values.
     DownsampleOptions& noData(double value)
     {
         m_noData.push_back(value);
         return *this;
     }
-    /// Whether the Gaussian leaves out pixels that are no-data or transparent. False if not called.
+    /// Sets whether the Gaussian ignores invalid pixels (no-data or transparent). False if you do not call this.
     DownsampleOptions& leaveHolesOut(bool leave)
     {
         m_leaveHolesOut = leave;
@@ -90,28 +93,33 @@ private:
 
 /// Builds a coarser copy of a raster, from opening the input to completing the output.
 ///
-/// @param progress told how far it is, on this thread, without the GDAL lock; false stops. May be empty.
-/// @return how it ended. `Finished`: the output is there and whole. Otherwise nothing is left of it, unless only a file
-///         beside the raster could not be written (`NotCompleted`). `CouldNotStart`, with the reason in `error`, for a file
-///         that cannot be opened, a resolution that the library does not offer, both or neither of resolution and factor,
-///         and for the warp of a tile set or with a reference of its own. `Failed` if `progress` throws.
-/// @throws std::bad_alloc if memory runs out, and nothing else.
-///
-/// Takes the GDAL lock for each transfer. Its cost is that of the job: see `DownsamplerBase`.
-///
 /// @code
 /// const auto result = downsample(DownsampleOptions("dem.tif", "coarse.tif").factor(4));
 /// if (result.outcome != JobRunner::Outcome::Finished)
 ///     std::cerr << result.error << std::endl;
 /// @endcode
+///
+/// @param options  input, output and settings.
+/// @param progress called with the progress of the job, on this thread and without the GDAL lock. (The warp also
+///                 calls it on GDAL's threads.) Return false to stop. It can be empty.
+/// @return how the job ended. `Finished` means that the output is there and whole. With every other outcome nothing
+///         is left of the output, unless only a file next to the raster could not be written (`NotCompleted`).
+///         `CouldNotStart`, with the reason in `error`, means that a file cannot be opened, that the output would
+///         replace a file that is read for the input, that the library does not offer the strategy or the resolution,
+///         that both or neither of resolution and factor are set, or that the warp was given a tile set or a spatial
+///         reference. The outcome is `Cancelled` after a stop, and `Failed` if a step fails or if `progress` throws.
+/// @throws std::bad_alloc if memory runs out. Nothing else is thrown.
+///
+/// Takes the GDAL lock for each transfer. The cost is the cost of the job: see `DownsamplerBase`.
 [[nodiscard]] VEXEL_EXPORT JobRunner::Result
 downsample(const DownsampleOptions& options, std::function<bool(const JobRunner::Progress&)> progress = {});
 
 namespace DownsamplerFactory {
 
-/// Makes the job of `downsample`, for those who run it themselves or ask it what could not be read.
+/// Makes the job that `downsample` runs. Use it if you want to run the job yourself, or to ask it which pixels could
+/// not be read.
 ///
-/// @throws OpenError with the reason, for everything that ends `downsample` with `CouldNotStart`.
+/// @throws OpenError with the reason, in every case in which `downsample` returns `CouldNotStart`.
 ///
 /// Takes the GDAL lock while it opens files.
 [[nodiscard]] VEXEL_EXPORT std::shared_ptr<DownsamplerBase>

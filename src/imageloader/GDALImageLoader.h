@@ -14,75 +14,79 @@ class GDALStreamer;
 
 /// Reads and writes whole images through GDAL.
 ///
-/// The operations without a path call the one with a path, handing it the loader's own; overriding that one
-/// changes both.
-///
-/// Reads open the file, which must be a single one, read it and close it. They return false, before any pixel
-/// is read, for a `level` below 1, a file that does not exist or cannot be opened, and one of other bands or
-/// pixel type than they take; `out` is then left alone. They return false too if pixels cannot be read; `out`
-/// is then unspecified. Reduced reads pick the nearest pixel.
-///
-/// Writes replace the file: a PNG or JPEG image by its extension, else an LZW-compressed GeoTIFF in pixel
-/// units. They return false for a matrix without pixels and for a file that cannot be written to. A failure
-/// while the file is completed is logged as an error, and does not show in the result.
-///
 /// @code
 /// const GDALImageLoader loader("picture.png", {0.299, 0.587, 0.114});
 /// PixelMatrix<unsigned char> gray;
 /// const bool done = loader.readGray(gray, 2) && loader.writeGray("half.png", gray);
 /// @endcode
 ///
-/// Nothing else is logged. A matrix that does not fit into memory makes `std::bad_alloc`. GDAL is used under
-/// its lock (`GDALMutex`), and conversions between colour and gray run on OpenMP's threads; besides the
-/// result they need one matrix in the pixel type of the file. Reads and writes of whole images may run on
-/// several threads at once; those of tiles belong to one thread at a time, over all copies of a loader.
+/// An operation without a path calls the operation with a path and passes the loader's own path, so you can override
+/// the latter to change both.
+///
+/// A read opens the file, which must be a single file, reads it and closes it. It returns false before any pixel is
+/// read if `level` is below 1, if the file does not exist or cannot be opened, or if the operation does not accept its
+/// bands and pixel type. `out` is then unchanged. It also returns false if pixels cannot be read, and `out` is then
+/// unspecified. Reduced reads pick the nearest pixel.
+///
+/// A write replaces the file. The extension decides between PNG and JPEG images. All other files are LZW-compressed
+/// GeoTIFFs in pixel units. The write returns false if the matrix has no pixels or the file cannot be written to. If
+/// completing the file fails, the result does not show it, but an error is logged. Nothing else is logged.
+///
+/// If a matrix does not fit into memory, `std::bad_alloc` is thrown. GDAL is used under its lock (`GDALMutex`).
+/// Conversions between colour and grey run on OpenMP's threads. In addition to the result they need one matrix in the
+/// pixel type of the file.
+///
+/// You can read and write whole images from several threads at once. You must write tiles from one thread at a time,
+/// counting all copies of a loader, because copies share these tiles.
 class VEXEL_EXPORT GDALImageLoader : public SimpleImageLoader
 {
 public:
+    /// Creates a loader. No file is opened.
+    ///
     /// @param path    the image of the operations without a path.
-    /// @param weights shares of red, green and blue in a gray value, divided by their sum. If that is 0 there
-    ///                are no weights, and colour is not read as gray.
+    /// @param weights shares of red, green and blue in a grey value, which are divided by their sum. If the sum is 0,
+    ///                there are no weights, and you cannot read colour as grey.
     GDALImageLoader(const QString& path, const std::vector<double>& weights);
 
-    /// A copy shares the tiles being written.
+    /// Copies the loader. The copy shares the tiles that are being written.
     GDALImageLoader(const GDALImageLoader& other);
-    /// Lets go the tiles that it was writing, and shares those of `other`.
+    /// Releases the tiles that this loader was writing, and shares the tiles of `other`.
     GDALImageLoader& operator=(const GDALImageLoader& other);
 
-    /// The last of the loaders that share tiles being written closes them.
+    /// Closes the tiles that are being written, unless another loader shares them.
     ~GDALImageLoader() override;
 
     /// @{
-    /// Takes 1, 3 or 4 bands of bytes: gray, colour, colour with alpha. Without alpha all pixels are opaque.
+    /// Reads 1, 3 or 4 bands of bytes: grey, colour, colour with alpha. Without alpha all pixels are opaque.
     bool readRGB(const QString& path, PixelMatrix<unsigned int>& out, int level) const override;
     bool readRGB(PixelMatrix<unsigned int>& out, int level) const override;
     /// @}
 
     /// @{
-    /// Takes one band of bytes, or three if there are exactly three weights.
+    /// Reads one band of bytes, or three bands if there are exactly three weights.
     ///
     /// Colour becomes green * w1 + red * w0 + blue * w2 + 0.5, added in this order in double and truncated toward
-    /// zero: the weighted sum, rounded half up. Negative weights may lead beyond 0 to 255; the low 8 bits are taken.
+    /// zero, so it is the weighted sum, rounded half up. Negative weights can lead out of the range from 0 to 255. The
+    /// low 8 bits are used then.
     bool readGray(const QString& path, PixelMatrix<unsigned char>& out, int level) const override;
     bool readGray(PixelMatrix<unsigned char>& out, int level) const override;
     /// @}
 
     /// @{
-    /// Takes one band of 32-bit floats.
+    /// Reads one band of 32-bit floats.
     bool readFloat(const QString& path, PixelMatrix<float>& out, int level) const override;
     bool readFloat(PixelMatrix<float>& out, int level) const override;
     /// @}
 
-    /// Writes and completes one tile: it cannot be written again.
+    /// Writes and completes one tile, so you cannot write it again.
     ///
-    /// @param in   pixel (0, 0) belongs at the tile's north-west corner. What reaches beyond the tile is not
-    ///             written.
-    /// @param tile counted from 0, column by column and each from north to south.
-    /// @return false if no tiles have been prepared, there is no such tile, or it cannot be written to.
+    /// @param in   pixel (0, 0) is the tile's north-west corner. Pixels beyond the tile are not written.
+    /// @param tile counted from 0, column by column, each column from north to south.
+    /// @return false if no tiles have been prepared, if there is no such tile, or if it cannot be written to.
     bool writeRGB(const PixelMatrix<unsigned int>& in, int tile) const override;
 
     /// @{
-    /// Writes three bands of bytes, alpha left out.
+    /// Writes three bands of bytes, without alpha.
     bool writeRGB(const QString& path, const PixelMatrix<unsigned int>& in) const override;
     bool writeRGB(const PixelMatrix<unsigned int>& in) const override;
     /// @}
@@ -99,12 +103,14 @@ public:
     bool writeFloat(const PixelMatrix<float>& in) const override;
     /// @}
 
-    /// Prepares a set of tile files, each of three bands of bytes in pixel units, named by `gdal::tile2path`
-    /// from the loader's path; deletes an earlier set of that name. Tiles that were being written are let go
-    /// first, and closed unless another loader shares them. A tile that is not written gets no file.
+    /// Prepares a set of tile files, and deletes an earlier set of that name.
+    ///
+    /// Each file has three bands of bytes in pixel units. `gdal::tile2path` makes its name from the loader's path. If
+    /// you do not write a tile, its file is not created. Tiles that were being written are released first, and closed
+    /// unless another loader shares them.
     ///
     /// @param width,height         size of the image in pixels.
-    /// @param tileWidth,tileHeight size of the tiles; those of the last column and row may be smaller.
+    /// @param tileWidth,tileHeight size of the tiles in pixels. Tiles of the last column and row can be smaller.
     /// @return false for an empty path and for sizes without pixels.
     bool openWriteTiles(int width, int height, int tileWidth, int tileHeight) override;
 

@@ -5,7 +5,7 @@
 
 namespace vexel {
 
-/// How a raster set lies on disk. Any value other than 0 means a single file.
+/// How a raster set is stored on the disk. Any value other than 0 means a single file.
 enum class GdalFileType : std::int32_t
 {
     TileSet = 0,   ///< one file per tile of a grid, named by `gdal::tile2path`

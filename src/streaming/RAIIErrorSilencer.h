@@ -5,17 +5,17 @@
 
 namespace vexel::gdal {
 
-/// Drops GDAL's messages, in the whole process, while it lives; for callers that probe files and expect
-/// failures.
-///
-/// It does not remember the handler it replaced: destruction always installs `gdal::logErrorHandler`, the
-/// normal state, so that the innermost of several silencers ends the silence. An application with a handler of its own
-/// installs that again afterwards. A handler that a thread has pushed by `CPLPushErrorHandler` gets its messages still.
+/// Drops GDAL's messages in the whole process while it lives. Use it when you probe files and expect failures.
 ///
 /// @code
 /// const vexel::gdal::RAIIErrorSilencer silence;
 /// const bool isThere = set.openRead(path); // no message if it is not
 /// @endcode
+///
+/// It does not remember the handler that it replaced. The destructor always installs `gdal::logErrorHandler`, the
+/// normal state, so the innermost of several silencers ends the silence. If your application has its own handler, you
+/// must install it again afterwards. A handler that a thread has pushed by `CPLPushErrorHandler` still gets its
+/// messages.
 class VEXEL_EXPORT RAIIErrorSilencer
 {
 public:

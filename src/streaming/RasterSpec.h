@@ -13,8 +13,8 @@ namespace vexel {
 
 class GDALStreamer;
 
-/// What a raster is to be that you write: see `GDALStreamer::openWrite`. Each function sets one thing and returns the
-/// same specification, so that you can write what you need in one expression. Takes no lock.
+/// Describes a raster that you want to write, for `GDALStreamer::openWrite`. Each function sets one property and
+/// returns the same specification, so you can write all that you need in one expression. Takes no lock.
 ///
 /// @code
 /// GDALStreamer copy;
@@ -24,38 +24,40 @@ class GDALStreamer;
 class VEXEL_EXPORT RasterSpec
 {
 public:
-    /// One band of bytes, without extent and without reference, in one file.
+    /// Describes one band of bytes in one file, without extent and without spatial reference. You must set an extent.
     RasterSpec() = default;
 
-    /// Bands, pixel type, extent and spatial reference of `set`, in one file: its tiles are not taken over.
+    /// Describes a raster with the bands, pixel type, extent and spatial reference of `set`, in one file. The tiles
+    /// of `set` are not taken over.
     [[nodiscard]] static RasterSpec like(const GDALStreamer& set);
 
-    /// Number of bands; 3 and 4 bands are marked as colour, the fourth as alpha. 1 if not called.
+    /// Sets the number of bands, which is 1 if you do not call it. 3 and 4 bands are marked as colour, and the fourth
+    /// as alpha.
     RasterSpec& bands(std::size_t number)
     {
         m_bands = number;
         return *this;
     }
-    /// Pixel type; `DataType::UInt8` if not called.
+    /// Sets the pixel type, which is `DataType::UInt8` if you do not call it.
     RasterSpec& type(DataType type)
     {
         m_type = type;
         return *this;
     }
-    /// Extent and pixel size, in the integer map frame. The tiles of `extent` do not matter.
+    /// Sets the extent and the pixel size, in the integer map frame. The tiles of `extent` are ignored.
     RasterSpec& extent(const Workspace& extent)
     {
         m_extent = extent;
         m_extent.clearTiles();
         return *this;
     }
-    /// Spatial reference as WKT; empty for none.
+    /// Sets the spatial reference as WKT, empty for none.
     RasterSpec& reference(const QString& wkt)
     {
         m_reference = wkt;
         return *this;
     }
-    /// A set of tile files of that size in pixels, in place of one file.
+    /// Makes a set of tile files instead of one file. The size of the tiles is in pixels.
     RasterSpec& tiles(int width, int height)
     {
         m_isTiled = true;
@@ -63,7 +65,7 @@ public:
         m_tileHeight = height;
         return *this;
     }
-    /// Text for the TIFF software tag; empty for a default.
+    /// Sets the text of the TIFF software tag, empty for a default.
     RasterSpec& software(const QString& name)
     {
         m_software = name;

@@ -2,7 +2,7 @@
 #define VEXEL_STREAMING_STREAMERROR_H
 
 /// @file
-/// Where `StreamError` was declared at first.
+/// Includes `StreamError`, which was declared here at first, so that you can still include it by this path.
 
 #include "../companion/StreamError.h"
 

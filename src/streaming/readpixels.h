@@ -14,24 +14,28 @@
 
 namespace vexel {
 
-/// How pixels are read, where the usual is not wanted: at full size, and 0 where no file covers the box.
+/// Changes how pixels are read. By default they are read at full size, and pixels that no file covers are 0.
 class ReadOptions
 {
 public:
-    /// Pixels of the result for each pixel of the raster along an axis, above 0; other than 1 takes the nearest pixel.
+    /// Sets the number of result pixels per raster pixel along each axis, above 0. If it is not 1, the nearest pixel
+    /// is taken.
     ReadOptions& scale(double scale)
     {
         m_scale = scale;
         return *this;
     }
-    /// What pixels are that no file covers, in the unit of the band.
+    /// Sets the value of pixels that no file covers, in the unit of the band. For integer pixels it is cut to the
+    /// range of the type and loses its fraction, and NaN becomes 0.
     ReadOptions& fill(double value)
     {
         m_fill = value;
         return *this;
     }
 
+    /// Returns the number of result pixels per raster pixel, 1 if it was not set.
     double scale() const { return m_scale; }
+    /// Returns the value of pixels that no file covers, 0 if it was not set.
     double fill() const { return m_fill; }
 
 private:
@@ -41,7 +45,8 @@ private:
 
 namespace detail {
 
-/// The fill value as a pixel: the nearest one that the type holds, 0 for NaN in an integer type.
+/// Returns the fill value as a pixel. For an integer type it is cut to the range and loses its fraction, and NaN
+/// becomes 0.
 template <class T>
 T fillOf(double value)
 {
@@ -57,16 +62,21 @@ T fillOf(double value)
 
 } // namespace detail
 
-/// Reads one band of a box into a matrix of its own. Empty if that fails: `set.lastError()` has the reason.
-///
-/// @tparam T    as for `GDALStreamer::read`.
-/// @param  band counted from 1.
-/// @param  box  in pixels of the whole raster, half-open; one without width or height stands for all of it.
+/// Reads one band of a box into a new matrix.
 ///
 /// @code
 /// if (const auto heights = readPixels<float>(dem, 1, PixelBox({0, 0}, {512, 256})))
 ///     std::cout << heights->maxCoeff() << std::endl; // of 256 rows and 512 columns
 /// @endcode
+///
+/// @tparam T       element type, as for `GDALStreamer::read`.
+/// @param  set     the raster to read from.
+/// @param  band    counted from 1.
+/// @param  box     in pixels of the whole raster, half-open. It can reach beyond the raster. A box without width or
+///                 height means the whole raster.
+/// @param  options scale and fill value, for example `ReadOptions().fill(-10000)`.
+/// @return the pixels, row 0 northernmost. Empty if they cannot be read, and `set.lastError()` has the reason.
+/// @throws std::bad_alloc if the pixels do not fit into memory.
 template <class T>
 [[nodiscard]] std::optional<PixelMatrix<T>> readPixels(const GDALStreamer& set, std::size_t band,
                                                        const PixelBox& box,
@@ -78,8 +88,15 @@ template <class T>
     return pixels;
 }
 
-/// The same for colour: packed pixels 0xAARRGGBB, opaque where the raster has no alpha. See `GDALStreamer::readRGBA`.
-/// Pixels that no file covers are 0, transparent black, if the options do not say otherwise.
+/// Reads a box as colours: packed pixels 0xAARRGGBB, opaque if the raster has no alpha. See `GDALStreamer::readRGBA`.
+///
+/// @param set     the raster to read from.
+/// @param box     in pixels of the whole raster, half-open. It can reach beyond the raster. A box without width or
+///                height means the whole raster.
+/// @param options scale and fill value. Pixels that no file covers are 0, which is transparent black, unless you set
+///                another value.
+/// @return the pixels, row 0 northernmost. Empty if they cannot be read, and `set.lastError()` has the reason.
+/// @throws std::bad_alloc if the pixels do not fit into memory.
 [[nodiscard]] inline std::optional<PixelMatrix<unsigned int>>
 readColours(const GDALStreamer& set, const PixelBox& box, const ReadOptions& options = ReadOptions())
 {

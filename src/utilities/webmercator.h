@@ -10,25 +10,29 @@
 
 namespace vexel::gdal {
 
-/// Reprojects a raster file into the spherical Mercator projection of web maps: eastings and northings in
-/// metres on a sphere of radius 6378137, in that order with every version of GDAL.
+/// Reprojects a raster file into the spherical Mercator projection of web maps.
 ///
-/// Extent, pixel size and kernel (nearest pixel) are what GDAL's warp utility chooses by default; so is the
-/// format, in later versions by the ending of `output`. The files "<output without extension>_src.prj" and
-/// "…_dst.prj" exist while it runs, and files of these names are lost.
+/// The output has eastings and northings in metres on a sphere of radius 6378137, in that order with every version of
+/// GDAL. GDAL's warp utility chooses extent, pixel size, kernel (nearest pixel) and format by default. In later
+/// versions of GDAL the format follows the extension of `output`.
 ///
-/// @param input     a raster that GDAL opens. One that it cannot open makes no output, which the result does
-///                  not tell: probe it before.
-/// @param output    replaced if it exists, which must not cost the input a file: see the result.
-/// @param sourceSrs spatial reference of the input as WKT or PROJ.4 text, used instead of the one in the
-///                  file. Whatever order of axes it states, the input's x is its easting or longitude.
-/// @return false, and nothing has been touched, if GDAL reads one of the files that would be replaced for the
-///         input: as the file itself, beside it, or as a source of a virtual raster. False if GDAL refuses
-///         `sourceSrs`, without touching `output`, or if one of the two files could not be removed, which may be
-///         after a complete warp. False too, the two files being left behind, if an exception ends the warp.
-///         Nothing is logged but by GDAL's own error handler.
+/// The files "<output without extension>_src.prj" and "…_dst.prj" exist while the function runs. You must not have
+/// files of these names because they are overwritten and removed.
 ///
-/// Holds the GDAL lock from beginning to end; GDAL adds a thread of its own, which reads while it computes.
+/// @param input     a raster that GDAL opens. You should check it before, because GDAL makes no output if it cannot
+///                  open the input, and the result does not show this.
+/// @param output    replaced if it exists. It must not be a file that GDAL needs for the input: see the result.
+/// @param sourceSrs spatial reference of the input as WKT or PROJ.4 text, which is used instead of the reference in the
+///                  file. Whatever order of axes it states, the input's x is the easting or longitude.
+/// @return false in the following cases:
+///         - GDAL reads one of the files that would be replaced for the input: as the file itself, next to it, or as a
+///           source of a virtual raster. No file has been touched.
+///         - GDAL refuses `sourceSrs`. `output` has not been touched.
+///         - One of the two files above could not be removed. The warp can be complete nevertheless.
+///         - An exception ended the warp. The two files are left behind.
+///
+/// Nothing is logged, except by GDAL's own error handler. The function takes the GDAL lock for its whole duration. GDAL
+/// starts another thread, which reads while it computes.
 VEXEL_EXPORT bool warpToGoogle(const QString& input, const QString& output, const QString& sourceSrs);
 
 } // namespace vexel::gdal

@@ -10,18 +10,8 @@
 
 namespace vexel {
 
-/// The georeferenced extent of a raster: a box and one square pixel size in the integer map frame, and a grid
-/// of tiles cut from the box.
-///
-/// Map coordinates are 64-bit integers at 100000 units per map unit; y is stored negated, so that it grows
-/// with pixel rows and row 0 lies at `miny()`, the northernmost edge. Coordinates in `double` are map units
-/// with y pointing north; they are scaled and rounded half away from zero, saturate at the ends of 64 bits,
-/// and NaN counts as 0. Pixel positions are 32-bit integers relative to (`minx()`, `miny()`).
-///
-/// The box is always normalised and the resolution at least 1. Divisions truncate toward zero, quotients are
-/// narrowed to 32 bits without a check, and sums and products that leave 64 bits wrap around. A plain value
-/// type: no operation fails unless memory runs out, and none takes a lock. All take constant time but for copies,
-/// which take the tiles along, `createTiles`, and conversions of rings.
+/// The georeferenced extent of a raster: a box and a pixel size in the integer map frame, and a grid of tiles. Pixels
+/// are square, and the tiles are cut from the box.
 ///
 /// @code
 /// // 6 by 4 pixels of half a map unit, the north-west corner at (100, 200).
@@ -31,116 +21,138 @@ namespace vexel {
 /// extent.y2px(199.1);   // 1: y is -19910000
 /// extent.px2y(1);       // -19950000, the north edge of row 1
 /// @endcode
+///
+/// Map coordinates are 64-bit integers, with 100000 units per map unit. y is stored negated, so it grows with the pixel
+/// rows, and row 0 is at `miny()`, the northernmost edge. You can also give coordinates as `double`. Those are map
+/// units with y pointing north. They are scaled and rounded half away from zero, they saturate at the limits of 64
+/// bits, and NaN counts as 0. Pixel positions are 32-bit integers relative to (`minx()`, `miny()`).
+///
+/// The box is always normalised, and the resolution is at least 1. Divisions truncate toward zero. Quotients are
+/// narrowed to 32 bits without a check, and sums, differences and products beyond 64 bits wrap around.
+///
+/// This is a plain value type: no operation throws unless memory runs out, and none takes a lock. All operations take
+/// constant time, except copies (because they include the tiles), `createTiles`, and conversions of rings.
 class VEXEL_EXPORT Workspace
 {
 public:
-    /// The box between two corners, given in any order, with pixels of `res` units (raised to 1 if smaller);
-    /// no tiles.
+    /// Creates the box between two corners, in integer map units (y negated), without tiles.
+    ///
+    /// You can give the corners in any order. `res` is the edge of a pixel in integer map units, and values below 1
+    /// count as 1.
     Workspace(std::int64_t x0 = 0, std::int64_t y0 = 0, std::int64_t x1 = 0, std::int64_t y1 = 0,
               std::int64_t res = 1);
-    /// The same between the corners of a box.
+    /// Creates the extent of a box of the integer map frame, without tiles.
+    ///
+    /// You can give the corners of the box in any order. `res` is the edge of a pixel in integer map units, and values
+    /// below 1 count as 1.
     Workspace(const MapBox& box, std::int64_t res);
 
-    /// Takes the tiles along.
+    /// Copies the extent with its tiles.
     Workspace(const Workspace&) = default;
-    /// Takes the tiles along.
+    /// Copies the extent with its tiles.
     Workspace& operator=(const Workspace&) = default;
-    /// Leaves the source without tiles, its box and resolution unchanged.
+    /// Moves the tiles. The source has none afterwards, and its box and resolution are unchanged.
     Workspace(Workspace&&) noexcept = default;
-    /// As the constructor.
+    /// Moves the tiles. The source has none afterwards, and its box and resolution are unchanged.
     Workspace& operator=(Workspace&&) noexcept = default;
     ~Workspace() = default;
 
-    /// Extends the box to the union with `other` at the finer of both resolutions. A workspace without width
-    /// takes over the other's box and resolution instead; only the width decides, so one that has width but
-    /// no height is merged. Drops the tiles.
+    /// Extends the box to the union with `other`, at the finer of both resolutions. Drops the tiles.
+    ///
+    /// A workspace without width takes over the box and the resolution of `other` instead. Only the width decides, so a
+    /// workspace with width but without height is merged.
     void merge(const Workspace& other);
 
-    /// West edge, in integer map units.
+    /// Returns the west edge, in integer map units.
     std::int64_t minx() const { return m_minx; }
-    /// North edge, in integer map units (y negated).
+    /// Returns the north edge, in integer map units (y negated).
     std::int64_t miny() const { return m_miny; }
-    /// East edge, in integer map units.
+    /// Returns the east edge, in integer map units.
     std::int64_t maxx() const { return m_maxx; }
-    /// South edge, in integer map units (y negated).
+    /// Returns the south edge, in integer map units (y negated).
     std::int64_t maxy() const { return m_maxy; }
-    /// Edge of a pixel, in integer map units.
+    /// Returns the edge of a pixel, in integer map units.
     std::int64_t res() const { return m_res; }
 
-    /// Extent from west to east in integer map units, not pixels.
+    /// Returns the extent from west to east, in integer map units (not pixels).
     std::int64_t width() const;
-    /// Extent from north to south in integer map units, not pixels.
+    /// Returns the extent from north to south, in integer map units (not pixels).
     std::int64_t height() const;
 
-    /// Number of whole columns of pixels; a remainder is dropped.
+    /// Returns the number of whole columns of pixels. A remainder is dropped.
     int pixelWidth() const;
-    /// Number of whole rows of pixels; a remainder is dropped.
+    /// Returns the number of whole rows of pixels. A remainder is dropped.
     int pixelHeight() const;
 
     /// @{
-    /// Edges of the box in map units, y pointing north.
+    /// Returns an edge of the box in map units, with y pointing north.
     [[nodiscard]] double west() const;
     [[nodiscard]] double south() const;
     [[nodiscard]] double east() const;
     [[nodiscard]] double north() const;
     /// @}
-    /// Edge of a pixel in map units.
+    /// Returns the edge of a pixel in map units.
     [[nodiscard]] double pixelSize() const;
 
-    /// True when the box has no width or no height.
+    /// Returns true if the box has no width or no height.
     bool empty() const;
 
-    /// The box in the integer map frame.
+    /// Returns the box in the integer map frame.
     MapBox mbounds() const;
-    /// The box in pixels: (0, 0) to (`pixelWidth()`, `pixelHeight()`), half-open.
+    /// Returns the box in pixels: (0, 0) to (`pixelWidth()`, `pixelHeight()`), half-open.
     PixelBox ibounds() const;
 
     /// @{
-    /// Distance in pixels of a distance in integer map units, truncated toward zero.
+    /// Converts a distance in integer map units to pixels, truncated toward zero.
     int dx2px(std::int64_t d) const;
     int dy2px(std::int64_t d) const;
     /// @}
     /// @{
-    /// Distance in pixels of a distance in map units. A distance is never negated, on neither axis.
+    /// Converts a distance in map units to pixels, truncated toward zero. A distance is not negated, on neither axis.
     int dx2px(double d) const;
     int dy2px(double d) const;
     /// @}
 
     /// @{
-    /// Column of a map position: in integer map units, or in map units if it is a `double`. Truncates toward zero: a
-    /// point less than one pixel west of the box lies in column 0, not -1.
+    /// Returns the column of a map position. An integer is in integer map units, a `double` in map units.
+    ///
+    /// The division truncates toward zero, so a point less than one pixel west of the box is in column 0, not -1.
     int x2px(std::int64_t x) const;
     int x2px(double x) const;
     /// @}
     /// @{
-    /// Row of a map position; truncates like `x2px`. In `double`, y points north.
+    /// Returns the row of a map position. An integer is in integer map units (y negated), a `double` in map units with
+    /// y pointing north.
+    ///
+    /// The division truncates toward zero, so a point less than one pixel north of the box is in row 0, not -1.
     int y2px(std::int64_t y) const;
     int y2px(double y) const;
     /// @}
 
     /// @{
-    /// The same for plain `int` arguments, in integer map units, which would otherwise fit both overloads equally
-    /// well.
+    /// Calls the overload for integer map units. You need this overload for a plain `int` because it would fit the two
+    /// others equally well.
     int dx2px(int d) const { return dx2px(std::int64_t{d}); }
     int dy2px(int d) const { return dy2px(std::int64_t{d}); }
     int x2px(int x) const { return x2px(std::int64_t{x}); }
     int y2px(int y) const { return y2px(std::int64_t{y}); }
     /// @}
 
-    /// Position of the west edge of column `p`, in integer map units.
+    /// Returns the west edge of column `p`, in integer map units.
     std::int64_t px2x(int p) const;
-    /// Position of the north edge of row `p`, in integer map units.
+    /// Returns the north edge of row `p`, in integer map units (y negated).
     std::int64_t px2y(int p) const;
     /// @{
-    /// Distance in integer map units of a distance in pixels.
+    /// Converts a distance in pixels to integer map units.
     std::int64_t px2dx(int p) const;
     std::int64_t px2dy(int p) const;
     /// @}
 
     /// @{
-    /// Conversions of whole shapes between map and pixel frame, corner by corner and in order; nothing is
-    /// normalised. Positions are truncated as by `x2px`, so that a box that does not lie on pixel edges may lose a
-    /// part.
+    /// Converts a shape between the integer map frame and pixels.
+    ///
+    /// The corners are converted one by one and in order, and the result is not normalised. Positions are truncated as
+    /// in `x2px`, so a box whose edges are not pixel edges can lose a part.
     PixelBox map(const MapBox& box) const;
     MapBox map(const PixelBox& box) const;
     PixelPoint map(const MapPoint& point) const;
@@ -149,32 +161,33 @@ public:
     MapRing map(const PixelRing& ring) const;
     /// @}
 
-    /// Cuts the whole pixels of the box into tiles, replacing those there were.
+    /// Cuts the whole pixels of the box into tiles, and replaces earlier tiles.
     ///
-    /// Tiles are numbered column by column, each from north to south. They do not overlap; all are
-    /// `tileWidth` by `tileHeight` pixels but for those of the last column and row, which are cut to the
-    /// pixels that remain.
+    /// Tiles are numbered from 0, column by column, each column from north to south. They do not overlap. All tiles
+    /// have `tileWidth` by `tileHeight` pixels, except in the last column and row, where they are cut to the pixels
+    /// that remain.
     ///
     /// @param tileWidth,tileHeight in pixels.
-    /// @return true if at least one tile was made; false, without tiles, for a box without pixels or a tile
-    ///         size below 1.
-    /// @throws std::bad_alloc or std::length_error if the tiles do not fit into memory; there are then none.
+    /// @return true if at least one tile was made. If the box has no pixels or a tile size is below 1, the result is
+    ///         false and there are no tiles.
+    /// @throws std::bad_alloc or std::length_error if the tiles do not fit into memory. There are no tiles then.
     bool createTiles(int tileWidth, int tileHeight);
 
-    /// Drops the tiles, keeping their storage.
+    /// Drops the tiles, but keeps their memory for new ones.
     void clearTiles();
 
-    /// Number of tiles.
+    /// Returns the number of tiles.
     std::uint64_t noTiles() const { return m_mtiles.size(); }
 
-    /// Box of tile `i` in the integer map frame; a box of zeros if there is no such tile.
+    /// Returns the box of tile `i` in the integer map frame, or a box of zeros if there is no such tile.
     const MapBox& mtile(std::uint64_t i) const;
-    /// Box of tile `i` in pixels of the whole extent, half-open; a box of zeros if there is no such tile.
+    /// Returns the box of tile `i` in pixels of the whole extent, half-open, or a box of zeros if there is no such
+    /// tile.
     const PixelBox& itile(std::uint64_t i) const;
-    /// Column and row of tile `i` in the grid, counted from 0; (0, 0) if there is no such tile.
+    /// Returns column and row of tile `i` in the grid, counted from 0, or (0, 0) if there is no such tile.
     const PixelPoint& gtile(std::uint64_t i) const;
 
-    /// The extent of tile `i` at this resolution, itself without tiles; empty if there is no such tile.
+    /// Returns the extent of tile `i` at this resolution, without tiles. It is empty if there is no such tile.
     Workspace tile(std::uint64_t i) const;
 
 private:
@@ -190,11 +203,11 @@ private:
     std::vector<PixelPoint> m_gtiles;
 };
 
-/// Writes box, resolution and size, without a line end, whatever the stream's format and locale are:
+/// Writes box, resolution and size. The stream's format and locale have no effect, and no line end is written:
 /// @code
 /// {x = [0, 1000000], y = [-5000000, 0], res = 1000, pixels = 1000 x 5000}
 /// @endcode
-/// Leaves the stream's precision at 12.
+/// The stream's precision is 12 afterwards.
 VEXEL_EXPORT std::ostream& operator<<(std::ostream& stream, const Workspace& workspace);
 
 } // namespace vexel
