@@ -93,7 +93,7 @@ private:
 
     Outcome complete(StreamError& error)
     {
-        if (stopAsked())
+        if (m_job.m_complete && stopAsked())
             return Outcome::Cancelled;
         m_isCompleting = true;
         const StreamError failure = m_job.complete();

@@ -6,6 +6,7 @@
 #include "companion/log.h"
 #include "companion/pixelvalues.h"
 #include "streaming/gdaldataset.h"
+#include "streaming/gdalmessages.h"
 #include "streaming/writetargets.h"
 #include "utilities/WarpOutput.h"
 
@@ -68,6 +69,17 @@ private:
     std::exception_ptr m_failure;
 };
 
+/// GDAL opens the input of a warp without a word. Nobody else hears of this second try.
+QString whyNotOpened(const QString& path)
+{
+    GdalMessages messages(GdalMessages::HandlerException::IsDropped);
+    takeDataset(GDALOpenEx(path.toUtf8().constData(), GDAL_OF_RASTER | GDAL_OF_VERBOSE_ERROR, nullptr,
+                           nullptr, nullptr));
+    const QString reason = messages.firstFailure();
+    messages.take();
+    return reason;
+}
+
 /// Runs GDAL's warp utility. False if GDAL does not accept the arguments or was asked to stop.
 ///
 /// @param firstOutput set, unless it has been, when GDAL gets as far as to replace the output.
@@ -75,8 +87,8 @@ private:
 bool warp(const QString& inputPath, const QString& outputPath, const QStringList& arguments,
           WarpProgress& progress, std::optional<gdal::WarpOutput>& firstOutput, QString& failure)
 {
-    CPLErrorReset();
     gdal::registerDrivers();
+    const GdalMessages messages;
     gdal::CommandOptions list;
     for (const QString& argument : arguments)
         list << argument;
@@ -98,7 +110,7 @@ bool warp(const QString& inputPath, const QString& outputPath, const QStringList
     failure = QString();
     // What a warp leaves that was asked to stop is the job's to keep or to discard.
     if (!progress.stopped() && !output.finish(std::move(result))) {
-        failure = QString::fromUtf8(CPLGetLastErrorMsg());
+        failure = source ? messages.firstFailure() : whyNotOpened(inputPath);
         if (failure.isEmpty())
             failure = "GDAL gives no reason";
         log::LogStreamer(log::defaultLogSource(), log::level::error, QString(),

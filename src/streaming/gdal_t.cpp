@@ -127,6 +127,7 @@ bool GDALStreamer::gdal_t::openRead(const QString& file, bool readOnly)
     dtype = DataType::Unknown;
     mode = readOnly ? ReadOnly : Update;
     m_finalised = false;
+    m_isInPlace = false;
     m_canStayOpen.reset();
 
     const GdalMessages messages;

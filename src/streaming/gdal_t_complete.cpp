@@ -207,6 +207,7 @@ void GDALStreamer::gdal_t::discard()
     if (m_finalised && !isImageFormat())
         removeSideFiles();
     m_finalised = false;
+    m_isInPlace = false;
     mode = Closed;
 }
 

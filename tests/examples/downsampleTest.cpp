@@ -505,7 +505,7 @@ TEST(DownsampleProgram, SpeaksOfWarningsAndErrorsWithoutLevelsAndNotices)
 {
     const TempFolder folder;
     rasters::Description description = tenMetrePixels(4, 4);
-    (*description.geotransform)[5] = -11; // no square pixels
+    (*description.geotransform)[5] = 10; // south is up
     rasters::make(folder / "in.tif", description, [](int, int, int) { return 5; });
     // A name that is no tile's makes a notice.
     rasters::make(folder / "in_x_y.tif", description, [](int, int, int) { return 5; });

@@ -305,7 +305,8 @@ TEST(ErrorMessage, IsASentenceForEachCode)
         {Code::CannotWrite, "cannot be written"},
         {Code::CannotCreate, "cannot be created"},
         {Code::CannotComplete, "could not be completed"},
-        {static_cast<Code>(12), "failed"}};
+        {Code::Stopped, "was not completed"},
+        {static_cast<Code>(13), "failed"}};
     for (const auto& [code, words] : codes) {
         EXPECT_EQ(StreamError({code, "a b.tif", "Why"}).message().toStdString(),
                   "a b.tif: " + words + ": Why");
