@@ -3,6 +3,7 @@
 
 #include "companion/PixelMatrix.h"
 #include "streaming/GDALStreamer.h"
+#include "streaming/bandpixels.h"
 #include "streaming/tilegrid.h"
 #include "workspace/geometry.h"
 
@@ -70,7 +71,7 @@ public:
         for (const tilegrid::Piece& piece : pieces) {
             const Part part{piece.tile, piece.inTile,
                             moved(piece.inRequest, PixelPoint(0, 0), box.min_corner()),
-                            detail::partOf(out, piece.inRequest)};
+                            partOf(out, piece.inRequest)};
             // The transfer came to its end with the first file that failed.
             if (pieces.size() == 1 || !readAll(part, m_bands))
                 readFile(part);
@@ -91,7 +92,7 @@ private:
         {
             const PixelPoint& corner = inFile.min_corner();
             return {file, box, moved(box, corner, inSet.min_corner()),
-                    detail::partOf(out, moved(box, corner, PixelPoint(0, 0)))};
+                    partOf(out, moved(box, corner, PixelPoint(0, 0)))};
         }
     };
 

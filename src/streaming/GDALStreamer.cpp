@@ -1,6 +1,5 @@
 #include "streaming/GDALStreamer.h"
 
-#include "companion/color.h"
 #include "companion/file.h"
 #include "streaming/Completion.h"
 #include "streaming/RasterDescription.h"
@@ -54,19 +53,6 @@ bool GDALStreamer::fail(Code code, const QString& text) const
 bool GDALStreamer::failNotOpen() const
 {
     return fail(Code::NotOpen, "No raster is open in the set");
-}
-
-bool GDALStreamer::failSize(Eigen::Index rows, Eigen::Index columns, Eigen::Index rightRows,
-                            Eigen::Index rightColumns) const
-{
-    return fail(Code::BadArgument, "Pixels have " + sizeText(columns, rows) + " rather than " +
-                                       sizeText(rightColumns, rightRows));
-}
-
-bool GDALStreamer::failRows(Eigen::Index rows, std::size_t noBands) const
-{
-    return fail(Code::BadArgument,
-                QString("%1 rows cannot be shared out among %2 bands").arg(rows).arg(noBands));
 }
 
 bool GDALStreamer::failIn(const gdal_t& file) const
@@ -424,21 +410,6 @@ GDALStreamer::KeepFilesOpen::~KeepFilesOpen()
     m_set.m_keptFiles.clear();
 }
 
-GDALStreamer::gdal_t& GDALStreamer::fileToRead(std::size_t i) const
-{
-    constexpr std::size_t mostKept = 16;
-    const Handle& file = m_files[i];
-    if (m_keepers > 0 && std::find(m_keptFiles.begin(), m_keptFiles.end(), file) == m_keptFiles.end()) {
-        if (m_keptFiles.size() == mostKept) {
-            m_keptFiles.front()->keepAside(false);
-            m_keptFiles.erase(m_keptFiles.begin());
-        }
-        m_keptFiles.push_back(file);
-        file->keepAside(true);
-    }
-    return *file;
-}
-
 const GDALStreamer::gdal_t* GDALStreamer::file(std::uint64_t i) const
 {
     return i < m_files.size() ? m_files[i].get() : nullptr;
@@ -496,111 +467,6 @@ QString GDALStreamer::projWKT(std::uint64_t i) const
 QString GDALStreamer::projTime(std::uint64_t i) const
 {
     return file(i) ? file(i)->projTime : QString();
-}
-
-bool GDALStreamer::map(const PixelBox& request, std::vector<std::size_t>& tiles,
-                       std::vector<PixelBox>& inTile, std::vector<PixelBox>& inRequest, double scale) const
-{
-    tiles.clear();
-    inTile.clear();
-    inRequest.clear();
-    for (const tilegrid::Piece& piece : tilegrid::piecesOf(m_workspace, request, scale)) {
-        tiles.push_back(piece.tile);
-        inTile.push_back(piece.inTile);
-        inRequest.push_back(piece.inRequest);
-    }
-    return true;
-}
-
-bool GDALStreamer::valid(const PixelBox& request) const
-{
-    return tilegrid::isNear(request, width(), height());
-}
-
-std::optional<GDALStreamer::Request> GDALStreamer::beginRead(const PixelBox& box, double scale) const
-{
-    m_lastError = StreamError();
-    if (!opened()) {
-        failNotOpen();
-        return std::nullopt;
-    }
-    const PixelBox request = tilegrid::hasNoArea(box) ? wholeSet() : box;
-    const auto size = tilegrid::scaledSize(request, scale);
-    if (!size) {
-        fail(Code::BadArgument, QString("The scale is %1").arg(scale));
-        return std::nullopt;
-    }
-    // Places in the matrix are told as pixel boxes, whose corners have 32 bits.
-    constexpr Eigen::Index largest = std::numeric_limits<int>::max();
-    if (size->rows > largest || size->columns > largest)
-        throw std::bad_alloc();
-    return Request{request, size->rows, size->columns};
-}
-
-bool GDALStreamer::beginWrite(const PixelBox& box, Eigen::Index rows, Eigen::Index columns,
-                              std::vector<std::size_t>& tiles, std::vector<PixelBox>& inFiles,
-                              std::vector<PixelBox>& inMatrix) const
-{
-    m_lastError = StreamError();
-    return opened() ? map(orOverlap(box, rows, columns), tiles, inFiles, inMatrix, 1.0) : failNotOpen();
-}
-
-PixelBox GDALStreamer::wholeSet() const
-{
-    const int columns = width();
-    const int rows = height();
-    return PixelBox(PixelPoint(std::min(columns, 0), std::min(rows, 0)),
-                    PixelPoint(std::max(columns, 0), std::max(rows, 0)));
-}
-
-PixelBox GDALStreamer::orOverlap(const PixelBox& box, Eigen::Index rows, Eigen::Index columns) const
-{
-    const bool zeroWidth = box.min_corner().x() == box.max_corner().x();
-    const bool zeroHeight = box.min_corner().y() == box.max_corner().y();
-    if (!zeroWidth && !zeroHeight)
-        return box;
-    return PixelBox(PixelPoint(0, 0), PixelPoint(static_cast<int>(std::min<Eigen::Index>(columns, width())),
-                                                 static_cast<int>(std::min<Eigen::Index>(rows, height()))));
-}
-
-bool GDALStreamer::clipToMatrix(PixelBox& inTile, PixelBox& inMatrix, Eigen::Index rows, Eigen::Index columns)
-{
-    return tilegrid::clipToMatrix(inTile, inMatrix, {rows, columns});
-}
-
-bool GDALStreamer::readRGB(PixelMatrix<unsigned int>& out, const PixelBox& box, double scale, bool fill,
-                           unsigned int fillValue) const
-{
-    if (!read(out, rgb_band(), box, scale, fill, fillValue))
-        return false;
-    color::setAlpha(out, 255);
-    return true;
-}
-
-bool GDALStreamer::readRGBA(PixelMatrix<unsigned int>& out, const PixelBox& box, double scale, bool fill,
-                            unsigned int fillValue) const
-{
-    return read(out, rgba_band(), box, scale, fill, fillValue);
-}
-
-bool GDALStreamer::canWriteColours(std::uint64_t bands) const
-{
-    m_lastError = StreamError();
-    if (!opened())
-        return failNotOpen();
-    return m_noBands == bands ||
-           fail(Code::NoSuchBand,
-                QString("Packed colours of %1 bands do not go into %2 bands").arg(bands).arg(m_noBands));
-}
-
-bool GDALStreamer::writeRGB(const PixelMatrix<unsigned int>& in, const PixelBox& box) const
-{
-    return canWriteColours(3) && write(in, rgb_band(), box);
-}
-
-bool GDALStreamer::writeRGBA(const PixelMatrix<unsigned int>& in, const PixelBox& box) const
-{
-    return canWriteColours(4) && write(in, rgba_band(), box);
 }
 
 } // namespace vexel

@@ -480,37 +480,12 @@ bool Handle::writeBands(const BandPixels<const T>& in, const std::vector<int>& b
     });
 }
 
-template VEXEL_EXPORT bool Handle::readBands(const BandPixels<signed char>&, const std::vector<int>&,
-                                             const PixelBox&);
-template VEXEL_EXPORT bool Handle::writeBands<signed char>(const BandPixels<const signed char>&,
-                                                           const std::vector<int>&, const PixelBox&);
-template VEXEL_EXPORT bool Handle::readBands(const BandPixels<unsigned char>&, const std::vector<int>&,
-                                             const PixelBox&);
-template VEXEL_EXPORT bool Handle::writeBands<unsigned char>(const BandPixels<const unsigned char>&,
-                                                             const std::vector<int>&, const PixelBox&);
-template VEXEL_EXPORT bool Handle::readBands(const BandPixels<short>&, const std::vector<int>&,
-                                             const PixelBox&);
-template VEXEL_EXPORT bool Handle::writeBands<short>(const BandPixels<const short>&, const std::vector<int>&,
+#define VEXEL_INSTANTIATE(T)                                                                                 \
+    template VEXEL_EXPORT bool Handle::readBands(const BandPixels<T>&, const std::vector<int>&,              \
+                                                 const PixelBox&);                                           \
+    template VEXEL_EXPORT bool Handle::writeBands<T>(const BandPixels<const T>&, const std::vector<int>&,    \
                                                      const PixelBox&);
-template VEXEL_EXPORT bool Handle::readBands(const BandPixels<unsigned short>&, const std::vector<int>&,
-                                             const PixelBox&);
-template VEXEL_EXPORT bool Handle::writeBands<unsigned short>(const BandPixels<const unsigned short>&,
-                                                              const std::vector<int>&, const PixelBox&);
-template VEXEL_EXPORT bool Handle::readBands(const BandPixels<int>&, const std::vector<int>&,
-                                             const PixelBox&);
-template VEXEL_EXPORT bool Handle::writeBands<int>(const BandPixels<const int>&, const std::vector<int>&,
-                                                   const PixelBox&);
-template VEXEL_EXPORT bool Handle::readBands(const BandPixels<unsigned int>&, const std::vector<int>&,
-                                             const PixelBox&);
-template VEXEL_EXPORT bool Handle::writeBands<unsigned int>(const BandPixels<const unsigned int>&,
-                                                            const std::vector<int>&, const PixelBox&);
-template VEXEL_EXPORT bool Handle::readBands(const BandPixels<float>&, const std::vector<int>&,
-                                             const PixelBox&);
-template VEXEL_EXPORT bool Handle::writeBands<float>(const BandPixels<const float>&, const std::vector<int>&,
-                                                     const PixelBox&);
-template VEXEL_EXPORT bool Handle::readBands(const BandPixels<double>&, const std::vector<int>&,
-                                             const PixelBox&);
-template VEXEL_EXPORT bool Handle::writeBands<double>(const BandPixels<const double>&,
-                                                      const std::vector<int>&, const PixelBox&);
+VEXEL_FOR_EACH_PIXEL_TYPE(VEXEL_INSTANTIATE)
+#undef VEXEL_INSTANTIATE
 
 } // namespace vexel

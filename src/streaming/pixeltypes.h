@@ -43,6 +43,11 @@ inline std::uint64_t bandsToCreate(DataType type, std::uint64_t noBands)
     return type == DataType::RGB ? 3 : type == DataType::RGBA ? 4 : noBands;
 }
 
+/// Does `DO(type)` for each type that a matrix can have.
+#define VEXEL_FOR_EACH_PIXEL_TYPE(DO)                                                                        \
+    DO(signed char)                                                                                          \
+    DO(unsigned char) DO(short) DO(unsigned short) DO(int) DO(unsigned int) DO(float) DO(double)
+
 /// The GDAL type of a matrix element. Signed and unsigned char are both bytes: their bits are transferred
 /// unchanged.
 template <class T>
