@@ -45,8 +45,8 @@ def count(value):
 
 
 def code(method):
-    """A method's name in the text, where a comma ends the name."""
-    return "`gauss` with holes left out" if method == LEFT_OUT else f"`{method}`"
+    """A method's name in the text. A comma ends the name there, so it cannot contain one."""
+    return "`gauss --leave-holes-out`" if method == LEFT_OUT else f"`{method}`"
 
 
 def table(header, rows):

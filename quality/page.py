@@ -20,12 +20,12 @@ def peers_among(methods):
 
 
 def label(methods, most):
-    """Names of methods whose figures are alike; the most of GDAL's that are alike are called the others."""
+    """Names of methods whose figures are alike; the largest group of GDAL's becomes "the other GDAL methods"."""
     words = [code(method) for method in methods if method in STRATEGIES]
     theirs = peers_among(methods)
     if theirs == most and len(theirs) > 3:
         every = len(theirs) == len(all_peers())
-        return ", ".join([*words, "all of GDAL's" if every else "GDAL's others"])
+        return ", ".join([*words, "all GDAL methods" if every else "the other GDAL methods"])
     return ", ".join([*words, *map(code, theirs)])
 
 
@@ -190,7 +190,7 @@ def edge(figures, factors, folder):
 def edge_chart(figures, factors):
     curves = [(f"factor {factor}", figures.named("gauss", factor, "edge.error.")) for factor in factors]
     return profile_chart.draw(
-        "gauss beside a hole of -10000: largest error in m", "distance from the hole in pixels of the input", curves, 30
+        "gauss next to no-data of -10000: largest error in m", "distance from no-data in input pixels", curves, 30
     )
 
 
@@ -208,7 +208,7 @@ def commands():
     for peer in all_peers():
         words = peer.command("F", "INPUT.tif", "OUTPUT.tif")
         lines.append("    " + " ".join(words))
-    return "F is the factor; pixels of the input are one map unit.\n\n" + "\n".join(lines)
+    return texts.COMMAND_LINES + "\n\n" + "\n".join(lines)
 
 
 def wrapped(paragraph):

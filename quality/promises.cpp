@@ -59,7 +59,7 @@ void checkPosition(const Strategy& strategy, int factor, Promises& promises)
     promises.isNear("ramp.spread", 0.0, roundingOfRamp);
 }
 
-/// Block strategies, and the Gaussian with holes left out, make nothing up beside holes, and fill none.
+/// Block strategies, and the Gaussian that leaves holes out, make up nothing next to no-data, and fill no hole.
 void checkHoles(const std::string& strategy, Promises& promises)
 {
     promises.is("holes.outside", 0.0);
