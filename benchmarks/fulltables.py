@@ -85,6 +85,8 @@ def cache_section(sizes):
 
 def sections(results):
     yield "## Full tables"
+    if results.comparisons:
+        yield texts.FULL
     yield from comparison_sections(list(results.comparisons.values()))
     memory = list(results.all_memory())
     if memory:

@@ -38,7 +38,7 @@ NEAR_FLOOR = 1.1
 MEMORY = 250
 MEMORY_OF_LARGEST = 400
 
-# Seconds: for the lock round GDAL while a raster is completed, and until what was asked to stop has ended.
+# Seconds: for the lock around GDAL while a raster is completed, and until what was asked to stop has ended.
 LONGEST_WAIT = 0.1
 LONGEST_STOP = 1.0
 # How many times as fast two processors are as one.

@@ -58,11 +58,11 @@ def tables(results):
     large = list(large_rows(results.all_memory()))
     if large:
         yield texts.LARGE
-        yield table(["What", "Peak MB", "At most"], large)
+        yield table(["Run", "Peak MB", "At most"], large)
 
 
 def sections(results):
     found = list(tables(results))
     if found:
-        yield "## What falls short"
+        yield "## Where it falls short"
         yield from found

@@ -44,8 +44,8 @@ def main_table(comparisons):
     shown.sort(key=lambda c: cases.STRATEGIES.index(c.case.strategy))
     ratios = [f"Ratio at factor {factor}" for factor in FACTORS]
     header = ["Strategy", "Data", f"Ours, factor {MAIN_FACTOR}", "Best peer", *ratios]
-    yield table(header, [main_row(c, comparisons) for c in shown])
     yield texts.RATIO.format(factor=MAIN_FACTOR, size=size(shown[0].case.raster), processors=os.cpu_count())
+    yield table(header, [main_row(c, comparisons) for c in shown])
 
 
 def memory_text(results):
@@ -78,7 +78,7 @@ def in_short(results):
     if lines:
         yield "\n".join(lines)
     if not all(verdict.met for verdict in [*speed, *memory, *gain]):
-        yield "You find the others, and the reasons, below under *What falls short*."
+        yield "You can find the others, and the reasons, under *Where it falls short*."
 
 
 def bars(results):

@@ -2,13 +2,13 @@
 
 INTRODUCTION = """\
 How long does `vexel-downsample` take compared with GDAL's and libvips' own programs, how much memory does it need, and
-what does another processor gain? `scripts/bench` measures that and writes this page. Run it to see the figures of your
-machine."""
+how much faster does another processor make it? `scripts/bench` measures that and writes this page. You can run it to
+see the figures of your machine."""
 
 RATIO = """\
-Each time is that of a whole run at factor {factor}, on {size} pixels in one tiled file, with {processors} processors:
-decode the raster, reduce it, and write a compressed GeoTIFF. The best peer is the fastest program that does the same
-work. Ratios are its time divided by ours: at 2 you wait half as long, and below 1 the peer is faster."""
+The times are of whole runs at factor {factor}, on {size} pixels in one tiled file, with {processors} processors. Each
+run decodes the raster, reduces it, and writes a compressed GeoTIFF. The best peer is the fastest program that does the
+same work. Ratios are its time divided by ours, so at 2 you wait half as long, and below 1 the peer is faster."""
 
 MOST_MEMORY = """\
 The peak is {wide} MB on rasters up to 60,000 pixels wide, and {largest} MB on 100,000 × 100,000 pixels, without
@@ -23,27 +23,27 @@ The mark on a bar is the ratio that we want. Bars of the other colour fall short
 
 SETTINGS = """\
 Every time is the median of as many runs as the call above says, with the program and its peers in turn. The input is in
-the page cache, and what the run before has left to be written is on the disk (`sync`). All programs run with
+the page cache, and everything that the run before has written is on the disk (`sync`). All programs run with
 `GDAL_NUM_THREADS=ALL_CPUS` and `GDAL_CACHEMAX=64`, and write GeoTIFF with LZW and a predictor (2 for bytes, 3 for
-floats), RGBA as RGB with alpha. `vexel-downsample` has the C library keep released memory (`mallopt`), which saves 5 to
-9 % of its time: do the same in your application. CPU is the user and system time of the process and all that it starts.
-Peak memory is the largest of any run and process, in 10⁶ bytes.
+floats), RGBA as RGB with alpha. `vexel-downsample` lets the C library keep released memory (`mallopt`). You should do
+the same in your application, because it saves 5 to 9 % of the time. CPU is the user and system time of the process and
+of all processes that it starts. Peak memory is the largest of any run and process, in 10⁶ bytes.
 
-The *floor* is the work that no program can avoid: decode every block of the input once, and encode the finished output
-once. GDAL does both, with the same threads, in the same turns as the others. The floor counts from the first block,
-while ours counts from the start of the process. A case within 1.1 times the floor counts as met, whatever its peer
-takes, because there is hardly anything left to save.
+The *floor* is the work that no program can avoid: it must decode every block of the input once, and encode the finished
+output once. GDAL does both, with the same threads, in the same turns as the others. The floor counts from the first
+block, while ours counts from the start of the process. A case within 1.1 times the floor counts as met, whatever its
+peer takes, because there is hardly anything left to save.
 
 The rasters are made up. RGBA is a picture with fields, edges, grain and a transparent border, and LZW packs it to about
 six tenths. Elevation has one band of floats, with a twentieth of it declared as no-data -10000. Pixels are 0.1 m."""
 
 AGREEMENT = """\
 {alike} of {pairs} pairs of outputs have the same size and agree in their mean. The means of the first band differ by at
-most {rgba:.2f} grey levels and {elevation:.2f} m. Those of the Gaussian on elevation are not compared, because it blurs
-no-data like other values."""
+most {rgba:.2f} grey levels and {elevation:.2f} m. The means of the Gaussian on elevation are not compared, because it
+blurs no-data like other values."""
 
 PEERS = """\
-### What the peers do
+### The peers
 
 | Strategy | Peer | Difference |
 |---|---|---|
@@ -57,9 +57,9 @@ no-data as values like others; the blurred raster is stored once, uncompressed |
 | `warp` | `gdalwarp -r cubicspline` with the library's arguments | none: neither output is compressed |
 
 `gdalwarp` runs with `-multi -wo NUM_THREADS=ALL_CPUS -wm 500`. On a grid of tile files, a peer is one process per file,
-as many at a time as there are processors, by `xargs -P`. That is faster than one process over a virtual mosaic. Ours is
-one process that reads the whole set and writes one set. `gaussalias` is the same as `gauss`, and `warp` works on single
-files only."""
+as many at a time as there are processors, by `xargs -P`, because that is faster than one process over a virtual mosaic.
+Ours is one process that reads the whole set and writes one set. `gaussalias` is the same as `gauss`, and `warp` works
+on single files only."""
 
 SLOW = """\
 These cases are slower than we want. *Needed* is the time that would meet the goal. *Beyond the floor* is the part of
@@ -69,16 +69,17 @@ below the floor, no program can reach it."""
 REASONS = """\
 Where does that time go?
 
-- **Everybody decodes and encodes.** Where the peer takes little more than the floor, as it often does on elevation,
+- **Everybody decodes and encodes.** If the peer needs little more than the floor, for example often on elevation,
   nobody can be much faster than the peer.
-- **Start and end.** A run on 64 × 64 pixels takes 65 ms: 40 ms load GDAL, as in every program, and the rest opens the
-  files and looks at the output once more to see that it is whole. The floor counts none of it. On 6,000 × 6,000 pixels
-  this is a tenth of the time and more.
+- **Start and end.** A run on 64 × 64 pixels takes 65 ms. 40 ms of that load GDAL, as in every program. The rest opens
+  the files and checks once more that the output is whole. The floor counts none of it. On 6,000 × 6,000 pixels this is
+  a tenth of the time and more.
 - **Peers encode while they decode.** Ours writes an uncompressed working file first and completes the output at the
   end, so that you have the whole output or none, however the process ends. Then it waits until the disk has the data,
   while the peers leave that to the system.
-- **A strip of the finished file is one row**, as GDAL does by default. GDAL hands strips to its threads one at a time,
-  so not all processors are busy while it encodes: with strips of 16 rows, completing would take a quarter less time."""
+- **A strip of the finished file is one row**, because that is GDAL's default. GDAL passes strips to its threads one at
+  a time, so not all processors are busy while it encodes. With strips of 16 rows, completing would take a quarter less
+  time."""
 
 SERIAL = """\
 These cases gain less from the second processor than we want. The last columns are shares of the time on the clock in
@@ -86,7 +87,7 @@ which at most one thread runs. The section *More processors* shows which phases 
 itself allows."""
 
 LARGE = """\
-These need more memory than we want."""
+These runs need more memory than we want."""
 
 SCALING = """\
 How much faster does it get with more processors? Each strategy ran at factor {factor} on one processor (`taskset -c 0`,
@@ -99,9 +100,9 @@ that everything else spreads evenly over any number of processors. For that, mem
 and each request must have enough blocks for all of GDAL's threads. You should expect less."""
 
 LIMIT = """\
-Processors share caches and memory, so even independent work is slower on all of them at once. By the CPU time of
-independent runs of `average`, one pinned to each of {processors} processors, compared with a run alone, all of them
-together can gain at most {limits}. The serial share includes this loss."""
+Processors share caches and memory, so even independent work is slower on all of them at once. To see how much, one run
+of `average` was pinned to each of {processors} processors, and its CPU time was compared with a run alone. By that, all
+processors together can gain at most {limits}. The serial share includes this loss."""
 
 BUSY = """\
 ### Who is busy
@@ -113,9 +114,13 @@ GDAL's threads decode and encode, and OpenMP's threads reduce. *Alone* is the sh
 only the calling thread runs. *Others* is the share in which it waits for a single thread, or for the disk."""
 
 PARTS = """\
-If `perf` is installed, it shows what the calling thread does while it runs alone. These are shares of the time on the
-clock, by the library whose code runs. Copying is in GDAL and the C library. Writing files and clearing new memory are
-in the kernel. Loading the program is among the others."""
+If `perf` is installed, you can also see the work of the calling thread while it runs alone. These are shares of the
+time on the clock, by the library whose code runs. Copying is in GDAL and the C library. Writing files and clearing new
+memory are in the kernel. Loading the program is among the others."""
+
+FULL = """\
+Each row compares our run with one peer. Wall is the time on the clock. *Wanted* is the ratio that we want, and by how
+much it is met or missed. The columns with the floor have our time as a multiple of it. The peak is our peak memory."""
 
 MEMORY = "In 10⁶ bytes."
 
@@ -126,7 +131,7 @@ SMALL_FILES = """\
 SMALL_CACHES = "`average` at factor 4 of the tiled RGBA file, with several sizes of GDAL's block cache."
 
 WAITING = """\
-How long do others wait for us? Another thread took the lock round GDAL every millisecond while a raster of three bands of
-bytes was finished by `GDALStreamer::finish`: it should never wait longer than {lock:g} s. Finishing was stopped at three
-moments, and `vexel-downsample` by Ctrl-C at six moments of a run at factor 2: nothing should take longer than {stop:g} s to
-end, with nothing left."""
+How long must others wait for us? Another thread took the lock around GDAL every millisecond while
+`GDALStreamer::finish` completed a raster of three bands of bytes. It should never wait longer than {lock:g} s.
+Completing was stopped at three moments, and `vexel-downsample` by Ctrl-C at six moments of a run at factor 2. Neither
+should take longer than {stop:g} s to end, and nothing should be left of the output."""

@@ -1,4 +1,4 @@
-"""How long others wait: another thread for the lock round GDAL while a raster is completed, and a user for a program that
+"""How long others wait: another thread for the lock around GDAL while a raster is completed, and a user for a program that
 was asked to stop."""
 
 import os
