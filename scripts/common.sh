@@ -1,4 +1,4 @@
-# What the scripts share; to be sourced. Sets `root` and goes there, so that they work from any folder.
+# Shared by the scripts, which source it. Sets `root` and goes there, so that you can call them from any folder.
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"

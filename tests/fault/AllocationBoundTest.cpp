@@ -139,7 +139,7 @@ TEST(AllocatedMemory, IsBoundByTheBoxThatIsAskedFor)
     }
     std::ostringstream figures;
     figures << most.files << " files, " << most.opened << " opened: at most " << most.opening
-            << " bytes to open one, " << most.reading << " bytes to read beside the box";
+            << " bytes to open one, " << most.reading << " bytes to read apart from the box";
     if (memory.isKnown())
         figures << "; GDAL and all else took " << memory.rise() / (1 << 20) << " MiB at most";
     tellFigures(figures.str());

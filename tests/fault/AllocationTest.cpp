@@ -425,7 +425,7 @@ TEST_P(EachAllocation, MayFail)
     EXPECT_GT(noAllocations, 0) << "there was nothing to fail";
     std::ostringstream figures;
     figures << GetParam().name << ": " << noAllocations << " allocations, thrown " << outcomes.thrown
-            << ", told " << outcomes.told << ", done all the same " << outcomes.coped;
+            << ", reported " << outcomes.told << ", done all the same " << outcomes.coped;
     tellFigures(figures.str());
 }
 
