@@ -2,8 +2,8 @@
 // vexel-contactsheet OUTPUT.png [--columns N] [--cell N] [--crop N] LABEL=PICTURE ...
 //
 // A picture is magnified to the largest whole multiple of its size that fits into its cell, or reduced.
-// Colours are rounded to 32 shades a channel: nobody sees that, and makes the sheet a third smaller.
-// Exit codes: 0 done, 1 something failed (standard error says what), 2 wrong usage.
+// Colours are rounded to 32 shades per channel, because nobody sees that and the sheet becomes a third smaller.
+// Exit codes: 0 done, 1 something failed (the reason is on standard error), 2 wrong usage.
 
 #include "bitmapfont.h"
 #include "commandline.h"
@@ -232,11 +232,11 @@ int main(int argc, char** argv)
         .required()
         .check(checkEntry)
         .placeholder("LABEL=PICTURE ...");
-    line.add("--columns", arguments.columns, "pictures side by side")
+    line.add("--columns", arguments.columns, "number of pictures per row")
         .range(1, 100)
         .showDefault()
         .placeholder("N");
-    line.add("--cell", arguments.cell, "edge of the place for a picture, in pixels")
+    line.add("--cell", arguments.cell, "width and height of the place for a picture, in pixels")
         .range(8, 4096)
         .showDefault()
         .placeholder("N");

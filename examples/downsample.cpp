@@ -1,9 +1,9 @@
 // Builds a coarser copy of a raster: vexel-downsample INPUT OUTPUT --resolution R --strategy NAME ...
 //
-// Exit codes: 0 the output is there and whole, 1 something failed (standard error says what), 2 wrong usage, 3 the output
-// is there, but pixels of the input that could not be read count as 0 in it, 130 stopped by Ctrl-C or SIGTERM, and
-// nothing is left of the output.
-// Standard output has one "name: value" a line, or JSON; messages and progress go to standard error.
+// Exit codes: 0 the output is there and whole, 1 something failed (the reason is on standard error), 2 wrong usage,
+// 3 the output is there, but pixels of the input that could not be read count as 0 in it, 130 stopped by Ctrl-C or
+// SIGTERM, and nothing is left of the output.
+// Standard output has one "name: value" per line, or JSON. Messages and progress go to standard error.
 
 #include "commandline.h"
 #include "common.h"
@@ -99,28 +99,30 @@ void declareArguments(example::CommandLine& line, Arguments& arguments)
     line.add("--resolution", arguments.resolution, "edge of an output pixel in map units")
         .check(checkPositive)
         .placeholder("R");
-    line.add("--factor", arguments.factor, "the same as a multiple of the input's, in place of --resolution")
+    line.add("--factor", arguments.factor, "the same as a multiple of the input's, instead of --resolution")
         .check(checkPositive)
         .placeholder("F");
-    line.add("--strategy", arguments.strategy, "how a block of pixels becomes one")
+    line.add("--strategy", arguments.strategy, "how to make one pixel of a block of pixels")
         .required()
         .oneOf(example::keysOf(strategies()))
         .placeholder("NAME");
     line.addFlag("--tiles", arguments.tiles, "input and output are sets of tile files NAME_x_y.tif");
-    line.addFlag("--alpha", arguments.alpha, "the last band is alpha: 0 where a pixel is transparent");
+    line.addFlag("--alpha", arguments.alpha,
+                 "the last band is alpha, and pixels whose alpha is 0 are transparent");
     line.add("--srs", arguments.srs,
              "spatial reference of the output: a file with WKT, or EPSG:n "
-             "[default: that of the input]")
+             "[default: the one of the input]")
         .placeholder("FILE|EPSG:n");
     line.add("--nodata", arguments.noData,
-             "value that means no data: a number, nan, or auto for the one that the input declares for its "
-             "first band, if any [default: values below -9999.999 alone]")
+             "value that means no-data: a number, nan, or auto for the value that the input declares for its "
+             "first band, if any [default: only values below -9999.999]")
         .check(checkNoData)
         .placeholder("auto|VALUE");
     line.addFlag("--leave-holes-out", arguments.leaveHolesOut,
-                 "let gauss blur valid pixels only, without those that are no-data or transparent");
-    line.addFlag("--progress", arguments.progress, "draw the progress bar even if nobody is looking");
-    line.addFlag("--quiet", arguments.quiet, "say nothing unless something goes wrong");
+                 "let gauss blur valid pixels only, not pixels that are no-data or transparent");
+    line.addFlag("--progress", arguments.progress,
+                 "draw the progress bar even if standard error is not a terminal");
+    line.addFlag("--quiet", arguments.quiet, "print nothing unless something goes wrong");
     line.addFlag("--json", arguments.json, "write the summary as JSON");
     line.addVersion(std::string("vexel-downsample ") + vexel::version());
     line.checkTogether([&arguments] { checkTogether(arguments); });

@@ -1,8 +1,9 @@
-// Loads an image, at full size or smaller, and writes what was loaded as a picture:
+// Loads an image, at full size or smaller, and writes the loaded pixels as a picture:
 // vexel-load INPUT OUTPUT.png --as rgb|gray|float [--level N]
 //
-// Floats are stretched from the lowest to the highest to shades of gray; those without data are black.
-// Exit codes: 0 done, 1 something failed (standard error says what), 2 wrong usage.
+// Floats are stretched from the lowest to the highest to shades of grey. Pixels that are no-data or not finite
+// are black.
+// Exit codes: 0 done, 1 something failed (the reason is on standard error), 2 wrong usage.
 
 #include "commandline.h"
 #include "common.h"
@@ -130,14 +131,14 @@ void load(const Arguments& arguments)
 
 int main(int argc, char** argv)
 {
-    example::CommandLine line("Loads an image and writes what was loaded as a picture.", "vexel-load");
+    example::CommandLine line("Loads an image and writes the loaded pixels as a picture.", "vexel-load");
     Arguments arguments;
     line.add("INPUT", arguments.input, "image file").required();
     line.add("OUTPUT", arguments.output, "picture to create; an earlier one is replaced")
         .required()
         .check(example::checkPng)
         .placeholder("PNG");
-    line.add("--as", arguments.kind, "rgb, gray or float: what the pixels are loaded as")
+    line.add("--as", arguments.kind, "load the pixels as rgb, gray or float")
         .required()
         .oneOf(example::keysOf(kinds()))
         .placeholder("KIND");

@@ -1,7 +1,7 @@
 // Reprojects a raster file for web maps: vexel-mercator INPUT OUTPUT
 //
-// Exit codes: 0 the output is there, 1 something failed (standard error says what), 2 wrong usage.
-// Standard output has one "name: value" a line.
+// Exit codes: 0 the output is there, 1 something failed (the reason is on standard error), 2 wrong usage.
+// Standard output has one "name: value" per line.
 
 #include "commandline.h"
 #include "common.h"

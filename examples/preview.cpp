@@ -1,8 +1,8 @@
 // Writes a small PNG picture of a raster: vexel-preview INPUT OUTPUT.png [--width W] [--range LOW HIGH]
 //
-// Colour keeps its colours and its alpha, elevation becomes shaded relief; pixels without data are
-// transparent. Pictures of the same range of heights can be compared.
-// Exit codes: 0 done, 1 something failed (standard error says what), 2 wrong usage.
+// Colour keeps its colours and its alpha, and elevation becomes shaded relief. Pixels that are no-data or
+// not finite become transparent. If you pass the same --range for several rasters, you can compare their pictures.
+// Exit codes: 0 done, 1 something failed (the reason is on standard error), 2 wrong usage.
 
 #include "commandline.h"
 #include "common.h"

@@ -1,6 +1,6 @@
 // Copies a raster into a set of tile files or a single file: vexel-retile INPUT OUTPUT [--tile-size N]
 //
-// Exit codes: 0 done, 1 something failed (standard error says what), 2 wrong usage.
+// Exit codes: 0 done, 1 something failed (the reason is on standard error), 2 wrong usage.
 
 #include "commandline.h"
 #include "common.h"
