@@ -78,7 +78,7 @@ def in_short(results):
     if lines:
         yield "\n".join(lines)
     if not all(verdict.met for verdict in [*speed, *memory, *gain]):
-        yield "You can find the others, and the reasons, under *Where it falls short*."
+        yield "[Where it falls short](#where-it-falls-short) lists the goals that are missed, and why."
 
 
 def bars(results):

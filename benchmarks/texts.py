@@ -34,7 +34,7 @@ output once. GDAL does both, with the same threads, in the same turns as the oth
 block, while ours counts from the start of the process. A case within 1.1 times the floor counts as met, whatever its
 peer takes, because there is hardly anything left to save.
 
-The rasters are made up. RGBA is a picture with fields, edges, grain and a transparent border, and LZW packs it to about
+The rasters are synthetic. RGBA is a picture with fields, edges, grain and a transparent border, and LZW packs it to about
 six tenths. Elevation has one band of floats, with a twentieth of it declared as no-data -10000. Pixels are 0.1 m."""
 
 AGREEMENT = """\
@@ -77,7 +77,7 @@ Where does that time go?
 - **Peers encode while they decode.** Ours writes an uncompressed working file first and completes the output at the
   end, so that you have the whole output or none, however the process ends. Then it waits until the disk has the data,
   while the peers leave that to the system.
-- **A strip of the finished file is one row**, because that is GDAL's default. GDAL passes strips to its threads one at
+- **A TIFF strip of the final file is one row**, because that is GDAL's default. GDAL passes strips to its threads one at
   a time, so not all processors are busy while it encodes. With strips of 16 rows, completing would take a quarter less
   time."""
 

@@ -20,7 +20,7 @@ these promises is broken:
 - A tile set gives the same bits as a single file if the size of its tiles is a multiple of the factor. `warp` reads no
   tile sets.
 - The content of a single file stays in its place, except that `gauss` moves it by half an input pixel at even factors.
-- `gaussalias` gives the same bits as `gauss`.
+- `gaussalias`, another name of `gauss`, gives the same bits.
 
 `gauss --leave-holes-out` is the option of `vexel-downsample`. In your program, call `leaveHolesOut(true)`. Lengths are
 in input pixels, with x to the east and y to the south. Colours are from 0 to 255, and elevations are in m. A dash means
@@ -74,8 +74,8 @@ across the border and find only the border's own pixels there, so a slope become
 
 ### Single pixels
 
-Does a single pixel survive that is higher or lower than its ground? These points are on {points} × {points} float
-pixels, in each place of a block equally often. The table has the share that is left in the result, of points above /
+Does a single pixel that is higher or lower than its ground survive? The raster of {points} × {points} floats has such points
+at every position within a block, equally often. The table has the share that is left in the result, of points above /
 below their ground:
 
 {kept}
@@ -223,9 +223,9 @@ The next table has the mean value of the result. The input's mean value is {mean
 
 {means}
 
-`gauss` and `warp` leave the fewest false patterns, and take the most from true details. `warp` does so at each factor
-alike, and `gauss` most at factor 2, because there it is as wide as at factor 3. `average` keeps more of both. Ranks,
-such as `median`, are not filters, so they turn many details into false patterns."""
+`gauss` and `warp` leave the fewest false patterns, and take the most from true details. `warp` does so equally at
+every factor. `gauss` does so most at factor 2, because its kernel has the same width there as at factor 3.
+`average` keeps more of both. Ranks, such as `median`, are not filters, so they turn many details into false patterns."""
 
 COMMAND_LINES = """\
 You can repeat GDAL's part with these commands. F is the factor, and input pixels are one map unit wide."""

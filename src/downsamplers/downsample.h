@@ -96,7 +96,7 @@ private:
 /// @code
 /// const auto result = downsample(DownsampleOptions("dem.tif", "coarse.tif").factor(4));
 /// if (result.outcome != JobRunner::Outcome::Finished)
-///     std::cerr << result.error << std::endl;
+///     std::cerr << result.error << std::endl; // the reason, if it could not start or not be completed
 /// @endcode
 ///
 /// @param options  input, output and settings.
