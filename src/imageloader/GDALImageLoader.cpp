@@ -233,8 +233,8 @@ bool GDALImageLoader::writeFloat(const PixelMatrix<float>& in) const
 bool GDALImageLoader::openWriteTiles(int width, int height, int tileWidth, int tileHeight)
 {
     m_tileWriter = std::make_shared<GDALStreamer>();
-    return m_tileWriter->openWrite(m_path, 3, DataType::UInt8, Workspace(0, 0, width, height, 1), QString(),
-                                   QString(), QString(), GdalFileType::TileSet, tileWidth, tileHeight);
+    return m_tileWriter->openWrite(
+        m_path, RasterSpec().bands(3).extent(Workspace(0, 0, width, height, 1)).tiles(tileWidth, tileHeight));
 }
 
 } // namespace vexel

@@ -171,65 +171,72 @@ bool GDALStreamer::openWrite(const QString& path, std::uint64_t noBands, DataTyp
                              const QString& projWKT, const QString& projTime, const QString& software,
                              GdalFileType ftype, int tileWidth, int tileHeight)
 {
+    RasterSpec spec =
+        RasterSpec().bands(noBands).type(dtype).extent(ws).reference(projWKT).software(software);
+    if (ftype == GdalFileType::TileSet)
+        spec.tiles(tileWidth, tileHeight);
+    m_ftype = ftype; // may be a number without a name, which means a single file
+    return openToWrite(path, spec, projTime);
+}
+
+bool GDALStreamer::openWrite(const QString& path, std::uint64_t noBands, DataType dtype, int width,
+                             int height)
+{
+    return openWrite(path, RasterSpec().bands(noBands).type(dtype).extent(Workspace(0, 0, width, height, 1)));
+}
+
+bool GDALStreamer::openToWrite(const QString& path, const RasterSpec& spec, const QString& projTime)
+{
     const GDALMutex lock;
-    const Workspace extent = ws; // the caller may pass this set's own
     clear();
+    m_lastError = StreamError();
+    m_path = path;
     try {
-        return openToWrite(path, noBands, dtype, extent, projWKT, projTime, software, ftype, tileWidth,
-                           tileHeight);
+        return canOpenToWrite(spec) && appendFilesToWrite(spec, projTime);
     } catch (...) {
         clear();
         throw;
     }
 }
 
-bool GDALStreamer::openToWrite(const QString& path, std::uint64_t noBands, DataType dtype,
-                               const Workspace& extent, const QString& projWKT, const QString& projTime,
-                               const QString& software, GdalFileType ftype, int tileWidth, int tileHeight)
+bool GDALStreamer::canOpenToWrite(const RasterSpec& spec) const
 {
-    m_lastError = StreamError();
-    m_path = path;
-    m_ftype = ftype;
-    const bool tiled = ftype == GdalFileType::TileSet;
-    if (extent.pixelWidth() < 1 || extent.pixelHeight() < 1)
+    const int columns = spec.m_extent.pixelWidth();
+    const int rows = spec.m_extent.pixelHeight();
+    if (columns < 1 || rows < 1)
+        return fail(Code::BadArgument, "The extent has " + sizeText(columns, rows) + " pixels");
+    if (spec.m_isTiled && (spec.m_tileWidth < 1 || spec.m_tileHeight < 1))
         return fail(Code::BadArgument,
-                    "The extent has " + sizeText(extent.pixelWidth(), extent.pixelHeight()) + " pixels");
-    if (tiled && (tileWidth < 1 || tileHeight < 1))
-        return fail(Code::BadArgument, "Tiles have " + sizeText(tileWidth, tileHeight) + " pixels");
-    const QString refusal = unwritablePath(path);
-    if (!refusal.isEmpty())
-        return fail(Code::BadArgument, refusal);
+                    "Tiles have " + sizeText(spec.m_tileWidth, spec.m_tileHeight) + " pixels");
+    const QString refusal = unwritablePath(m_path);
+    return refusal.isEmpty() || fail(Code::BadArgument, refusal);
+}
 
-    m_noBands = noBands;
-    m_dtype = dtype;
-    m_workspace = extent;
-    m_description = std::make_shared<RasterDescription>(projWKT, dtype, noBands);
-    if (!tiled) {
-        m_workspace.createTiles(extent.pixelWidth(), extent.pixelHeight());
-        return appendForWriting(path, m_workspace, projWKT, projTime, software);
+bool GDALStreamer::appendFilesToWrite(const RasterSpec& spec, const QString& projTime)
+{
+    m_noBands = spec.m_bands;
+    m_dtype = spec.m_type;
+    m_workspace = spec.m_extent;
+    m_description = std::make_shared<RasterDescription>(spec.m_reference, spec.m_type, spec.m_bands);
+    if (!spec.m_isTiled) {
+        m_workspace.createTiles(m_workspace.pixelWidth(), m_workspace.pixelHeight());
+        return appendForWriting(m_path, m_workspace, spec, projTime);
     }
-    cleanTileFiles(path);
-    m_workspace.createTiles(tileWidth, tileHeight);
+    cleanTileFiles(m_path);
+    m_workspace.createTiles(spec.m_tileWidth, spec.m_tileHeight);
     for (std::uint64_t i = 0; i < m_workspace.noTiles(); ++i)
-        if (!appendForWriting(tilePath(path, m_workspace, i), m_workspace.tile(i), projWKT, projTime,
-                              software))
+        if (!appendForWriting(tilePath(m_path, m_workspace, i), m_workspace.tile(i), spec, projTime))
             return false;
     return opened();
 }
 
-bool GDALStreamer::openWrite(const QString& path, std::uint64_t noBands, DataType dtype, int width,
-                             int height)
-{
-    return openWrite(path, noBands, dtype, Workspace(0, 0, width, height, 1), QString(), QString(), QString(),
-                     GdalFileType::SingleFile, 0, 0);
-}
-
-bool GDALStreamer::appendForWriting(const QString& file, const Workspace& extent, const QString& projWKT,
-                                    const QString& projTime, const QString& software)
+bool GDALStreamer::appendForWriting(const QString& file, const Workspace& extent, const RasterSpec& spec,
+                                    const QString& projTime)
 {
     auto handle = std::make_shared<gdal_t>();
-    handle->oneOfMany = m_ftype == GdalFileType::TileSet;
-    if (!handle->openWrite(file, m_noBands, m_dtype, extent, projWKT, projTime, software)) {
+    handle->oneOfMany = spec.m_isTiled;
+    if (!handle->openWrite(file, spec.m_bands, spec.m_type, extent, spec.m_reference, projTime,
+                           spec.m_software)) {
         clear();
         return failIn(*handle);
     }

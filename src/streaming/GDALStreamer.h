@@ -446,15 +446,15 @@ private:
     bool failIn(const gdal_t& file) const;
     bool canWriteColours(std::uint64_t bands) const;
     bool openRead(const QString& path, GdalFileType ftype, bool readOnly);
-    bool openToWrite(const QString& path, std::uint64_t noBands, DataType dtype, const Workspace& extent,
-                     const QString& projWKT, const QString& projTime, const QString& software,
-                     GdalFileType ftype, int tileWidth, int tileHeight);
+    bool openToWrite(const QString& path, const RasterSpec& spec, const QString& projTime);
+    bool canOpenToWrite(const RasterSpec& spec) const;
     bool openEither(const QString& path, bool readOnly);
     bool openSingleFile(const QString& path, bool readOnly);
     bool openTileSet(const QString& path, bool readOnly);
     bool takeDescriptionFromFiles();
-    bool appendForWriting(const QString& file, const Workspace& extent, const QString& projWKT,
-                          const QString& projTime, const QString& software);
+    bool appendFilesToWrite(const RasterSpec& spec, const QString& projTime);
+    bool appendForWriting(const QString& file, const Workspace& extent, const RasterSpec& spec,
+                          const QString& projTime);
     void cleanTileFiles(const QString& path) const;
     void clear();
     void letFilesGo();

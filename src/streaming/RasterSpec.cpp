@@ -15,9 +15,8 @@ RasterSpec RasterSpec::like(const GDALStreamer& set)
 
 bool GDALStreamer::openWrite(const QString& path, const RasterSpec& spec)
 {
-    return openWrite(path, spec.m_bands, spec.m_type, spec.m_extent, spec.m_reference, QString(),
-                     spec.m_software, spec.m_isTiled ? GdalFileType::TileSet : GdalFileType::SingleFile,
-                     spec.m_tileWidth, spec.m_tileHeight);
+    m_ftype = spec.m_isTiled ? GdalFileType::TileSet : GdalFileType::SingleFile;
+    return openToWrite(path, spec, /*projTime=*/QString());
 }
 
 } // namespace vexel
