@@ -7,10 +7,8 @@
 
 namespace vexel {
 
-DownsamplerAverage::DownsamplerAverage(const QString& inputPath, const QString& outputPath,
-                                       const QString& wkt, double resolution, ImageAlphaType alphaType,
-                                       GdalFileType fileType)
-    : DownsamplerBase(inputPath, outputPath, wkt, resolution, alphaType, fileType, NoAlignment)
+DownsamplerAverage::DownsamplerAverage(const DownsamplerArguments& arguments)
+    : DownsamplerBase(arguments, NoAlignment)
 {
     reduceWith(makeAverageReducer([this](const PixelRows<float>& pixels, std::int64_t columns) {
         return representativeValue(blockAt(pixels, columns));

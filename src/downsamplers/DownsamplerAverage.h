@@ -1,6 +1,7 @@
 #ifndef VEXEL_DOWNSAMPLERS_DOWNSAMPLERAVERAGE_H
 #define VEXEL_DOWNSAMPLERS_DOWNSAMPLERAVERAGE_H
 
+#include "downsamplers/DownsamplerArguments.h"
 #include "downsamplers/DownsamplerBase.h"
 
 namespace vexel {
@@ -9,8 +10,12 @@ namespace vexel {
 class DownsamplerAverage : public DownsamplerBase
 {
 public:
+    explicit DownsamplerAverage(const DownsamplerArguments& arguments);
     DownsamplerAverage(const QString& inputPath, const QString& outputPath, const QString& wkt,
-                       double resolution, ImageAlphaType alphaType, GdalFileType fileType);
+                       double resolution, ImageAlphaType alphaType, GdalFileType fileType)
+        : DownsamplerAverage(
+              DownsamplerArguments{inputPath, outputPath, wkt, resolution, alphaType, fileType})
+    {}
 
 protected:
     DownsamplerAverage() = default;

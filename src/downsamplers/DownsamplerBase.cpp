@@ -1,6 +1,7 @@
 #include "downsamplers/DownsamplerBase.h"
 
 #include "downsamplers/BlockStep.h"
+#include "downsamplers/DownsamplerArguments.h"
 #include "downsamplers/OpenError.h"
 #include "downsamplers/UnreadPixels.h"
 #include "downsamplers/blockreducers.h"
@@ -68,6 +69,34 @@ QStringList filesOf(const GDALStreamer& set)
     return files;
 }
 
+/// Input pixels per output pixel, before they are fitted to the tiles.
+double ratioOfResolutions(const DownsamplerArguments& arguments, const GDALStreamer& input)
+{
+    const double resolution = arguments.resolution;
+    if (!(resolution > 0.0) || std::isinf(resolution))
+        refuseOutput(arguments.outputPath,
+                     QString("the resolution %1 is no size of a pixel").arg(resolution));
+    const double inputPixel = pixelSizeOf(input.workspace());
+    const double ratio = resolution / inputPixel;
+    if (ratio < smallestFactor)
+        refuseOutput(arguments.outputPath, tooFine(resolution, inputPixel));
+    return ratio;
+}
+
+void createOutput(GDALStreamer& output, const DownsamplerArguments& arguments, const GDALStreamer& input,
+                  double factor)
+{
+    const std::int64_t outputRes = arithmetic::roundHalfAway(static_cast<double>(input.res()) * factor);
+    const Workspace extent(input.workspace().mbounds(), outputRes);
+    const QString& path = arguments.outputPath;
+    const GdalFileType type = arguments.fileType;
+    if (anyIsReadFor(pathsOfTarget(path, type, extent, outputTileSize, outputTileSize), filesOf(input)))
+        refuseOutput(path, "it would replace a file that is read for the input");
+    if (!output.openWrite(path, input.noBands(), input.dtype(), extent, arguments.wkt, QString(), QString(),
+                          type, outputTileSize, outputTileSize))
+        throwUnableToOpen("output", path, output.lastError());
+}
+
 } // namespace
 
 struct DownsamplerBase::State
@@ -112,31 +141,22 @@ double DownsamplerBase::shareOfCompleting() const
 DownsamplerBase::DownsamplerBase(const QString& inputPath, const QString& outputPath, const QString& wkt,
                                  double resolution, ImageAlphaType alphaType, GdalFileType fileType,
                                  DownsamplingAlignment alignment)
+    : DownsamplerBase(DownsamplerArguments{inputPath, outputPath, wkt, resolution, alphaType, fileType},
+                      alignment)
+{}
+
+DownsamplerBase::DownsamplerBase(const DownsamplerArguments& arguments, DownsamplingAlignment alignment)
     : DownsamplerBase()
 {
-    alpha = alphaType == ImageAlphaType::LastBand;
-    if (!input.openRead(inputPath, fileType))
-        throwUnableToOpen("input", inputPath, input.lastError());
-
-    const double inputPixel = pixelSizeOf(input.workspace());
-    factor = resolution / inputPixel;
-    if (!(resolution > 0.0) || std::isinf(resolution))
-        refuseOutput(outputPath, QString("the resolution %1 is no size of a pixel").arg(resolution));
-    if (factor < smallestFactor)
-        refuseOutput(outputPath, tooFine(resolution, inputPixel));
+    alpha = arguments.alphaType == ImageAlphaType::LastBand;
+    if (!input.openRead(arguments.inputPath, arguments.fileType))
+        throwUnableToOpen("input", arguments.inputPath, input.lastError());
+    factor = ratioOfResolutions(arguments, input);
     if (alignment == AlignToTile)
         factor = factorAlignedToTile(static_cast<int>(widthOf(input.itile(0))), factor);
     if (!std::isfinite(factor) || factor < smallestFactor)
-        refuseOutput(outputPath, "the first tile is narrower than half a pixel of the output");
-
-    const std::int64_t outputRes = arithmetic::roundHalfAway(static_cast<double>(input.res()) * factor);
-    const Workspace extent(input.workspace().mbounds(), outputRes);
-    const QStringList replaced = pathsOfTarget(outputPath, fileType, extent, outputTileSize, outputTileSize);
-    if (anyIsReadFor(replaced, filesOf(input)))
-        refuseOutput(outputPath, "it would replace a file that is read for the input");
-    if (!output.openWrite(outputPath, input.noBands(), input.dtype(), extent, wkt, QString(), QString(),
-                          fileType, outputTileSize, outputTileSize))
-        throwUnableToOpen("output", outputPath, output.lastError());
+        refuseOutput(arguments.outputPath, "the first tile is narrower than half a pixel of the output");
+    createOutput(output, arguments, input, factor);
 }
 
 DownsamplerBase::~DownsamplerBase() = default;

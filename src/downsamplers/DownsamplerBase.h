@@ -18,6 +18,7 @@
 namespace vexel {
 
 class BlockReducer;
+struct DownsamplerArguments;
 struct StepContext;
 struct UnreadBlock;
 
@@ -115,6 +116,9 @@ protected:
     DownsamplerBase(const QString& inputPath, const QString& outputPath, const QString& wkt,
                     double resolution, ImageAlphaType alphaType, GdalFileType fileType,
                     DownsamplingAlignment alignment);
+
+    /// Opens the input and creates the output. Only for the subclasses of the library.
+    DownsamplerBase(const DownsamplerArguments& arguments, DownsamplingAlignment alignment);
 
     /// Opens nothing. `do_init` then reports no steps and fails.
     DownsamplerBase();

@@ -1,5 +1,6 @@
 #include "downsamplers/DownsamplerFactory.h"
 
+#include "downsamplers/DownsamplerArguments.h"
 #include "downsamplers/DownsamplerAverage.h"
 #include "downsamplers/DownsamplerGauss.h"
 #include "downsamplers/DownsamplerOp.h"
@@ -14,7 +15,7 @@ namespace vexel::DownsamplerFactory {
 
 namespace {
 
-using Choice = std::function<const float&(const float&, const float&)>;
+using ChoiceOp = DownsamplerOp<std::function<const float&(const float&, const float&)>>;
 using ChoiceFunction = const float& (*)(const float&, const float&);
 
 } // namespace
@@ -24,28 +25,22 @@ std::shared_ptr<DownsamplerBase> createDownsampler(DownsamplingStrategy strategy
                                                    double resolution, ImageAlphaType alphaType,
                                                    GdalFileType fileType)
 {
+    const DownsamplerArguments arguments{inputPath, outputPath, wkt, resolution, alphaType, fileType};
     switch (strategy) {
     case DownsamplingStrategy::Gauss:
     case DownsamplingStrategy::GaussAlias:
         return std::make_shared<DownsamplerGauss>(inputPath, outputPath, wkt, resolution, alphaType,
                                                   fileType);
     case DownsamplingStrategy::Average:
-        return std::make_shared<DownsamplerAverage>(inputPath, outputPath, wkt, resolution, alphaType,
-                                                    fileType);
+        return std::make_shared<DownsamplerAverage>(arguments);
     case DownsamplingStrategy::Median:
-        return std::make_shared<DownsamplerPercentile>(inputPath, outputPath, wkt, resolution, alphaType,
-                                                       fileType, 0.5);
+        return std::make_shared<DownsamplerPercentile>(arguments, 0.5);
     case DownsamplingStrategy::Percentile75:
-        return std::make_shared<DownsamplerPercentile>(inputPath, outputPath, wkt, resolution, alphaType,
-                                                       fileType, 0.75);
+        return std::make_shared<DownsamplerPercentile>(arguments, 0.75);
     case DownsamplingStrategy::Min:
-        return std::make_shared<DownsamplerOp<Choice>>(inputPath, outputPath, wkt, resolution, alphaType,
-                                                       fileType, ChoiceFunction(std::min<float>),
-                                                       &makeMinReducer);
+        return std::make_shared<ChoiceOp>(arguments, ChoiceFunction(std::min<float>), &makeMinReducer);
     case DownsamplingStrategy::Max:
-        return std::make_shared<DownsamplerOp<Choice>>(inputPath, outputPath, wkt, resolution, alphaType,
-                                                       fileType, ChoiceFunction(std::max<float>),
-                                                       &makeMaxReducer);
+        return std::make_shared<ChoiceOp>(arguments, ChoiceFunction(std::max<float>), &makeMaxReducer);
     case DownsamplingStrategy::Warp:
         return std::make_shared<DownsamplerWarp>(inputPath, outputPath, wkt, resolution, alphaType);
     }

@@ -2,6 +2,7 @@
 #define VEXEL_DOWNSAMPLERS_DOWNSAMPLEROP_H
 
 #include "companion/pixelvalues.h"
+#include "downsamplers/DownsamplerArguments.h"
 #include "downsamplers/DownsamplerBase.h"
 #include "downsamplers/blockreducers.h"
 
@@ -19,17 +20,20 @@ class DownsamplerOp : public DownsamplerBase
 {
 public:
     /// @param makeReducer makes the fast form of `op`, if there is one.
-    DownsamplerOp(const QString& inputPath, const QString& outputPath, const QString& wkt, double resolution,
-                  ImageAlphaType alphaType, GdalFileType fileType, F op,
+    DownsamplerOp(const DownsamplerArguments& arguments, F op,
                   std::unique_ptr<BlockReducer> (*makeReducer)(ReduceBlock) = nullptr)
-        : DownsamplerBase(inputPath, outputPath, wkt, resolution, alphaType, fileType, NoAlignment),
-          m_op(std::move(op))
+        : DownsamplerBase(arguments, NoAlignment), m_op(std::move(op))
     {
         if (makeReducer)
             reduceWith(makeReducer([this](const PixelRows<float>& pixels, std::int64_t columns) {
                 return representativeValue(blockAt(pixels, columns));
             }));
     }
+    DownsamplerOp(const QString& inputPath, const QString& outputPath, const QString& wkt, double resolution,
+                  ImageAlphaType alphaType, GdalFileType fileType, F op)
+        : DownsamplerOp(DownsamplerArguments{inputPath, outputPath, wkt, resolution, alphaType, fileType},
+                        std::move(op))
+    {}
 
 protected:
     explicit DownsamplerOp(F op) : m_op(std::move(op)) {}

@@ -9,11 +9,8 @@
 
 namespace vexel {
 
-DownsamplerPercentile::DownsamplerPercentile(const QString& inputPath, const QString& outputPath,
-                                             const QString& wkt, double resolution, ImageAlphaType alphaType,
-                                             GdalFileType fileType, double percentile)
-    : DownsamplerBase(inputPath, outputPath, wkt, resolution, alphaType, fileType, NoAlignment),
-      m_percentile(percentile)
+DownsamplerPercentile::DownsamplerPercentile(const DownsamplerArguments& arguments, double percentile)
+    : DownsamplerBase(arguments, NoAlignment), m_percentile(percentile)
 {
     reduceWith(makePercentileReducer(percentile));
 }

@@ -1,6 +1,7 @@
 #ifndef VEXEL_DOWNSAMPLERS_DOWNSAMPLERPERCENTILE_H
 #define VEXEL_DOWNSAMPLERS_DOWNSAMPLERPERCENTILE_H
 
+#include "downsamplers/DownsamplerArguments.h"
 #include "downsamplers/DownsamplerBase.h"
 
 namespace vexel {
@@ -10,9 +11,13 @@ class DownsamplerPercentile : public DownsamplerBase
 {
 public:
     /// @param percentile from 0 to 1; 0.5 is the median.
+    DownsamplerPercentile(const DownsamplerArguments& arguments, double percentile);
     DownsamplerPercentile(const QString& inputPath, const QString& outputPath, const QString& wkt,
                           double resolution, ImageAlphaType alphaType, GdalFileType fileType,
-                          double percentile);
+                          double percentile)
+        : DownsamplerPercentile(
+              DownsamplerArguments{inputPath, outputPath, wkt, resolution, alphaType, fileType}, percentile)
+    {}
 
 protected:
     explicit DownsamplerPercentile(double percentile);

@@ -1,5 +1,7 @@
 #include "downsamplers/DownsamplerPercentile.h"
 
+#include "support/TempFolder.h"
+#include "support/downsampling.h"
 #include "support/rasters.h"
 #include "support/reducers.h"
 
@@ -131,6 +133,20 @@ TEST(DownsamplerPercentile, LeavesTheBlockAsItIs)
     const vexel::PixelMatrix<float> before = block;
     median(block);
     EXPECT_EQ(block, before);
+}
+
+TEST(DownsamplerPercentile, OfARasterIsTheOneAskedFor)
+{
+    const TempFolder folder;
+    rasters::make(folder / "in.tif", downsampling::mapped(2, 2, GDT_Float32),
+                  [](int x, int y, int) { return 2 * y + x + 1; });
+    {
+        vexel::DownsamplerPercentile job(folder / "in.tif", folder / "out.tif", QString(), 2.0,
+                                         vexel::ImageAlphaType::NoAlpha, vexel::GdalFileType::SingleFile,
+                                         0.75);
+        EXPECT_TRUE(downsampling::run(job));
+    }
+    EXPECT_EQ(rasters::pixels(folder / "out.tif"), std::vector<double>{4});
 }
 
 } // namespace
