@@ -118,7 +118,7 @@ void forEachBlockRow(std::int64_t blockSize, const ReduceRow& reduceRow)
 
 BlockAxis axisOf(std::int64_t blockSize)
 {
-    return {side / blockSize, static_cast<double>(blockSize), 0, 0, blockSize, side};
+    return {side / blockSize, {static_cast<double>(blockSize), 0, blockSize}, 0, side};
 }
 
 BlockColumns allOf(const BlockAxis& axis)

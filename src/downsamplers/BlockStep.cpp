@@ -133,17 +133,26 @@ private:
     const BlockReducer& m_reducer;
 };
 
+StripLayout layoutOf(const TileStep& plan)
+{
+    return {plan.readBox,
+            plan.xOffset,
+            plan.yOffset,
+            plan.blocks.size,
+            BlockAxis(plan.rows, plan.blocks, plan.yOffset, heightOf(plan.readBox)),
+            BlockAxis(plan.columns, plan.blocks, plan.xOffset, widthOf(plan.readBox))};
+}
+
 template <class T, class Out>
-bool runStrips(const StepContext& context, const StripLayout& layout, const PixelBox& outBox,
-               const BlockReducer& reducer, double factor)
+bool runStrips(const StepContext& context, const TileStep& plan, const BlockReducer& reducer)
 {
     const GDALStreamer::KeepFilesOpen keepOpen(context.input);
-    const StripPlan plan(layout, context.input.blockWidth(), context.input.blockHeight(),
-                         stripCost(context.input, sizeof(T), sizeof(Out), factor));
-    if (plan.strips().empty())
+    const StripPlan strips(layoutOf(plan), context.input.blockWidth(), context.input.blockHeight(),
+                           stripCost(context.input, sizeof(T), sizeof(Out), plan.blocks.factor));
+    if (strips.strips().empty())
         return context.output.opened() || tellUnwritten(context.output);
-    BlockStep<T, Out> step(context, layout, outBox, reducer);
-    return StripRun<BlockStep<T, Out>>(context.input, plan, step, context.report).run();
+    BlockStep<T, Out> step(context, strips.layout(), plan.outBox, reducer);
+    return StripRun<BlockStep<T, Out>>(context.input, strips, step, context.report).run();
 }
 
 /// An input that was closed leaves no-data, which is transparent.
@@ -158,25 +167,17 @@ bool writeNoData(const StepContext& context, const PixelBox& outBox)
 
 } // namespace
 
-bool reduceBlocks(const StepContext& context, const TileStep& plan, double factor, int border,
-                  const BlockReducer& reducer)
+bool reduceBlocks(const StepContext& context, const TileStep& plan, const BlockReducer& reducer)
 {
     if (!context.input.opened())
         return writeNoData(context, plan.outBox);
-    const StripLayout layout{
-        plan.readBox,
-        plan.xOffset,
-        plan.yOffset,
-        plan.blockSize,
-        BlockAxis(plan.rows, factor, plan.yOffset, border, plan.blockSize, heightOf(plan.readBox)),
-        BlockAxis(plan.columns, factor, plan.xOffset, border, plan.blockSize, widthOf(plan.readBox))};
     const bool asBytes = context.input.dtype() == DataType::UInt8 && context.missingValues.empty() &&
-                         reducer.takesBytes(plan.blockSize);
+                         reducer.takesBytes(plan.blocks.size);
     if (!asBytes)
-        return runStrips<float, float>(context, layout, plan.outBox, reducer, factor);
+        return runStrips<float, float>(context, plan, reducer);
     return context.output.dtype() == DataType::UInt8
-               ? runStrips<unsigned char, unsigned char>(context, layout, plan.outBox, reducer, factor)
-               : runStrips<unsigned char, float>(context, layout, plan.outBox, reducer, factor);
+               ? runStrips<unsigned char, unsigned char>(context, plan, reducer)
+               : runStrips<unsigned char, float>(context, plan, reducer);
 }
 
 } // namespace vexel

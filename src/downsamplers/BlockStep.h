@@ -7,11 +7,10 @@
 
 namespace vexel {
 
-/// Downsamples one tile by reducing its blocks of `factor` by `factor` pixels to one each. False, after an error was
+/// Downsamples one tile by reducing each of its blocks to one pixel. False, after an error was
 /// logged, if the output cannot be written; blocks of files that cannot be read count as zeros. False also if
 /// `context.report` ends it.
-bool reduceBlocks(const StepContext& context, const TileStep& plan, double factor, int border,
-                  const BlockReducer& reducer);
+bool reduceBlocks(const StepContext& context, const TileStep& plan, const BlockReducer& reducer);
 
 } // namespace vexel
 

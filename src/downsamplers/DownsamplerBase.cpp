@@ -239,11 +239,11 @@ bool DownsamplerBase::do_step(std::size_t step)
     const EachGdalMessageOnce once;
     const StepContext context = stepContext();
     if (m_state->reducer)
-        return reduceBlocks(context, plan, factor, border, *m_state->reducer);
+        return reduceBlocks(context, plan, *m_state->reducer);
     const auto plain = makePlainReducer([this](const PixelRows<float>& pixels, std::int64_t columns) {
         return representativeValue(blockAt(pixels, columns));
     });
-    return reduceBlocks(context, plan, factor, border, *plain);
+    return reduceBlocks(context, plan, *plain);
 }
 
 } // namespace vexel

@@ -50,7 +50,7 @@ TileStep planTileStep(const PixelBox& tile, const PixelBox& bounds, double facto
     step.readBox = grownWithin(tile, half, bounds);
     step.xOffset = tile.min_corner().x() - step.readBox.min_corner().x();
     step.yOffset = tile.min_corner().y() - step.readBox.min_corner().y();
-    step.blockSize = saturate32(roundHalfAway(factor + 2.0 * border));
+    step.blocks = {factor, border, saturate32(roundHalfAway(factor + 2.0 * border))};
     step.outBox = outputBoxOf(tile, factor);
     step.rows = resultLength(tile.min_corner().y(), tile.max_corner().y(), step.outBox.min_corner().y(),
                              step.outBox.max_corner().y(), factor);
@@ -64,14 +64,14 @@ std::int64_t blockStart(std::int64_t index, double factor, int offset)
     return truncate(static_cast<double>(index) * factor + offset);
 }
 
-std::optional<BlockSpan> blockSpan(std::int64_t index, double factor, int offset, int border,
-                                   std::int64_t blockSize, std::int64_t available)
+std::optional<BlockSpan> blockSpan(std::int64_t index, const BlockSpacing& blocks, int offset,
+                                   std::int64_t available)
 {
-    const std::int64_t start = blockStart(index, factor, offset);
-    const std::int64_t length = std::min(blockSize, available - start);
+    const std::int64_t start = blockStart(index, blocks.factor, offset);
+    const std::int64_t length = std::min(blocks.size, available - start);
     if (length < 1)
         return std::nullopt;
-    return BlockSpan{std::max<std::int64_t>(0, start - border), length};
+    return BlockSpan{std::max<std::int64_t>(0, start - blocks.border), length};
 }
 
 double factorAlignedToTile(int tileWidth, double factor)

@@ -8,17 +8,25 @@
 
 namespace vexel {
 
+/// How blocks follow each other along both axes, in pixels of the input.
+struct BlockSpacing
+{
+    double factor;     ///< from one block to the next, at least 0.5
+    int border;        ///< added to a block on every side
+    std::int64_t size; ///< edge of a block with its border
+};
+
 /// What downsampling one tile means in pixels: what is read, how it falls into blocks, where the results
 /// belong. Everything here is arithmetic on boxes.
 struct TileStep
 {
-    PixelBox readBox;       ///< the tile with a margin, cut at the raster's edge; in pixels of the input
-    int xOffset;            ///< where the tile's corner lies in what is read
-    int yOffset;            ///<
-    std::int64_t blockSize; ///< edge of a block with its border
-    std::int64_t rows;      ///< of the result
-    std::int64_t columns;   ///<
-    PixelBox outBox;        ///< where the result belongs, in pixels of the output
+    PixelBox readBox;     ///< the tile with a margin, cut at the raster's edge; in pixels of the input
+    int xOffset;          ///< where the tile's corner lies in what is read
+    int yOffset;          ///<
+    BlockSpacing blocks;  ///< what the tile falls into
+    std::int64_t rows;    ///< of the result
+    std::int64_t columns; ///<
+    PixelBox outBox;      ///< where the result belongs, in pixels of the output
 };
 
 /// Plans the step for `tile` of a raster with the given bounds.
@@ -46,8 +54,8 @@ struct BlockSpan
 };
 
 /// None for a block that starts beyond the `available` pixels.
-std::optional<BlockSpan> blockSpan(std::int64_t index, double factor, int offset, int border,
-                                   std::int64_t blockSize, std::int64_t available);
+std::optional<BlockSpan> blockSpan(std::int64_t index, const BlockSpacing& blocks, int offset,
+                                   std::int64_t available);
 
 /// The factor nearest to the wanted one at which a tile spans a whole number of output pixels; infinite for a
 /// tile narrower than half an output pixel.

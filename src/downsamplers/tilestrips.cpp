@@ -5,12 +5,11 @@
 
 namespace vexel {
 
-BlockAxis::BlockAxis(std::int64_t noBlocks, double factor, int offset, int border, std::int64_t blockSize,
-                     std::int64_t available)
+BlockAxis::BlockAxis(std::int64_t noBlocks, const BlockSpacing& blocks, int offset, std::int64_t available)
 {
     m_spans.reserve(static_cast<std::size_t>(noBlocks));
     for (std::int64_t i = 0; i < noBlocks; ++i) {
-        const auto span = blockSpan(i, factor, offset, border, blockSize, available);
+        const auto span = blockSpan(i, blocks, offset, available);
         if (!span)
             break; // those after it start later still
         const bool follows = i == 0 || (span->start == end(i - 1) && span->length == m_spans[0].length);

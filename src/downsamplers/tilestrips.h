@@ -12,8 +12,9 @@ namespace vexel {
 class BlockAxis
 {
 public:
-    BlockAxis(std::int64_t noBlocks, double factor, int offset, int border, std::int64_t blockSize,
-              std::int64_t available);
+    /// @param offset    where the first block starts without its border.
+    /// @param available pixels that are read.
+    BlockAxis(std::int64_t noBlocks, const BlockSpacing& blocks, int offset, std::int64_t available);
     /// Blocks of any length whose starts ascend.
     explicit BlockAxis(std::vector<BlockSpan> spans);
 

@@ -18,12 +18,13 @@ constexpr double mebi = 1024.0 * 1024.0;
 /// A raster that is read from its corner, in blocks of a whole factor.
 StripLayout layoutOf(int width, int height, int factor)
 {
+    const BlockSpacing blocks{static_cast<double>(factor), 0, factor};
     return {box(0, 0, width, height),
             0,
             0,
             factor,
-            BlockAxis(height / factor, factor, 0, 0, factor, height),
-            BlockAxis(width / factor, factor, 0, 0, factor, width)};
+            BlockAxis(height / factor, blocks, 0, height),
+            BlockAxis(width / factor, blocks, 0, width)};
 }
 
 /// Bytes of so many bands, reduced to bytes.

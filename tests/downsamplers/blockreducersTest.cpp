@@ -119,8 +119,8 @@ Strip randomStrip(std::mt19937& random)
                                             : static_cast<double>(1 + random() % 9);
     const auto size = static_cast<std::int64_t>(factor + 0.5);
     const auto columns = static_cast<std::int64_t>(random() % 400) + 1;
-    return {BlockAxis(static_cast<std::int64_t>(static_cast<double>(columns) / factor) + 1, factor,
-                      static_cast<int>(random() % 3), 0, size, columns),
+    return {BlockAxis(static_cast<std::int64_t>(static_cast<double>(columns) / factor) + 1, {factor, 0, size},
+                      static_cast<int>(random() % 3), columns),
             columns, std::max<std::int64_t>(1, size - (random() % 4 == 0 ? 1 : 0))};
 }
 
@@ -225,7 +225,7 @@ TEST(BlockReducers, EqualTheirDefinitionOnRowsOfSeveralChunks)
                 SCOPED_TRACE(testing::Message() << reduction.name << ", factor " << row.factor << ", border "
                                                 << row.border << (withAlpha ? ", alpha" : ""));
                 const auto size = static_cast<std::int64_t>(row.factor + 2 * row.border + 0.5);
-                const BlockAxis axis(columns, row.factor, row.offset, row.border, size, columns);
+                const BlockAxis axis(columns, {row.factor, row.border, size}, row.offset, columns);
                 PixelMatrix<unsigned char> pixels(std::min<std::int64_t>(size, 4), columns);
                 PixelMatrix<unsigned char> alpha(pixels.rows(), columns);
                 for (Eigen::Index i = 0; i < pixels.size(); ++i) {
@@ -245,7 +245,7 @@ TEST(BlockReducers, TakeBlocksAsWideAsAChunk)
         if (!reducer->takesBytes(2048))
             continue;
         SCOPED_TRACE(reduction.name);
-        const BlockAxis axis(4, 2048, 5, 0, 2048, 5000);
+        const BlockAxis axis(4, {2048, 0, 2048}, 5, 5000);
         ASSERT_EQ(axis.noBlocks(), 3);
         PixelMatrix<unsigned char> pixels(2, 5000);
         for (Eigen::Index i = 0; i < pixels.size(); ++i)
@@ -351,7 +351,7 @@ Strip stripOf(const BlockShape& shape)
     const auto size = static_cast<std::int64_t>(shape.factor + 2 * shape.border + 0.5);
     const std::int64_t columns =
         static_cast<std::int64_t>(static_cast<double>(noBlocks) * shape.factor) - size / 3;
-    return {BlockAxis(noBlocks, shape.factor, 0, shape.border, size, columns), columns, shape.rows};
+    return {BlockAxis(noBlocks, {shape.factor, shape.border, size}, 0, columns), columns, shape.rows};
 }
 
 class Percentiles : public testing::TestWithParam<BlockShape>
@@ -434,13 +434,13 @@ TEST(Percentiles, OfLargeBlocksStandAtTheRoundedIndex)
     const auto ofFloats = [&](double percentile) {
         float out = 0.0f;
         makePercentileReducer(percentile)
-            ->reduce(rowsOf(floats), allOf(BlockAxis(1, 32, 0, 0, 32, 32)), &out);
+            ->reduce(rowsOf(floats), allOf(BlockAxis(1, {32, 0, 32}, 0, 32)), &out);
         return out;
     };
     const auto ofBytes = [&](double percentile) {
         float out = 0.0f;
         makePercentileReducer(percentile)
-            ->reduce(bytesOf(bytes), allOf(BlockAxis(1, 16, 0, 0, 16, 16)), &out);
+            ->reduce(bytesOf(bytes), allOf(BlockAxis(1, {16, 0, 16}, 0, 16)), &out);
         return out;
     };
     EXPECT_EQ(ofFloats(0.0), 0.0f);
@@ -461,7 +461,7 @@ TEST(Percentiles, OfLargeBlocksStandAtTheRoundedIndex)
 
 TEST(Percentiles, OfLargeBlocksTakeTwoValidPixels)
 {
-    const BlockAxis axis(6, 10.0, 0, 0, 10, 60);
+    const BlockAxis axis(6, {10.0, 0, 10}, 0, 60);
     PixelMatrix<float> floats = PixelMatrix<float>::Constant(10, 60, -10000.0f);
     PixelMatrix<unsigned char> bytes = PixelMatrix<unsigned char>::Constant(10, 60, 77);
     PixelMatrix<unsigned char> alpha = PixelMatrix<unsigned char>::Zero(10, 60);
@@ -496,7 +496,7 @@ TEST(BlockReducers, MeansOfBytesEqualTheRunningMeanUpToTheLargestBlock)
         PixelMatrix<unsigned char> pixels(size, columns);
         for (Eigen::Index i = 0; i < pixels.size(); ++i)
             pixels.data()[i] = static_cast<unsigned char>(random() % (size % 2 == 0 ? 256 : 3));
-        const BlockAxis axis(32, static_cast<double>(size), 0, 0, size, columns);
+        const BlockAxis axis(32, {static_cast<double>(size), 0, size}, 0, columns);
         float out[32];
         reducer->reduce(bytesOf(pixels), allOf(axis), out);
         for (std::int64_t j = 0; j < 32; ++j) {
@@ -523,7 +523,7 @@ TEST(BlockReducers, ReduceAPartOfAnAxis)
         for (const double factor : {3.0, 2.5, 21.0}) {
             SCOPED_TRACE(testing::Message() << reduction.name << ", factor " << factor);
             const auto noBlocks = static_cast<std::int64_t>(columns / factor);
-            const BlockAxis axis(noBlocks, factor, 0, 0, static_cast<std::int64_t>(factor + 0.5), columns);
+            const BlockAxis axis(noBlocks, {factor, 0, static_cast<std::int64_t>(factor + 0.5)}, 0, columns);
             const auto reducer = reduction.make(definitionOf(reduction));
             std::vector<float> all(static_cast<std::size_t>(noBlocks));
             std::vector<float> allOfBytes(all.size());
@@ -558,7 +558,7 @@ TEST(BlockReducers, ReduceAPartOfARow)
         return largest;
     });
     const std::vector<float> row = {5, 1, 2, 8, 3, 4};
-    const BlockAxis axis(6, 2.0, 0, 0, 2, 12);
+    const BlockAxis axis(6, {2.0, 0, 2}, 0, 12);
     float out[3] = {};
     // The row starts at pixel 4, which is block 2.
     reducer->reduce(PixelRows<float>{row.data(), 6, 1}, {axis, {2, 5, 4, 10, 10}}, out);

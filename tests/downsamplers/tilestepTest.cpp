@@ -15,7 +15,7 @@ TEST(TileStepPlan, TileAtTheCornerReadsAMarginOnlyInside)
     EXPECT_EQ(boxText(step.readBox), "(0, 0)-(1002, 501)");
     EXPECT_EQ(step.xOffset, 0);
     EXPECT_EQ(step.yOffset, 0);
-    EXPECT_EQ(step.blockSize, 2);
+    EXPECT_EQ(step.blocks.size, 2);
     EXPECT_EQ(step.columns, 500) << "the last column of the tile falls in no block";
     EXPECT_EQ(step.rows, 250);
     EXPECT_EQ(boxText(step.outBox), "(0, 0)-(500, 250)");
@@ -33,7 +33,7 @@ TEST(TileStepPlan, BorderWidensMarginAndBlock)
 {
     const TileStep step = planTileStep(box(100, 100, 200, 200), box(0, 0, 1000, 1000), 4.0, 3);
     EXPECT_EQ(boxText(step.readBox), "(95, 95)-(205, 205)");
-    EXPECT_EQ(step.blockSize, 10);
+    EXPECT_EQ(step.blocks.size, 10);
     EXPECT_EQ(step.columns, 25);
 }
 
@@ -66,7 +66,7 @@ TEST(TileStepPlan, IsDefinedForHugeFactors)
     const TileStep step = planTileStep(box(0, 0, 100, 100), box(0, 0, 100, 100), 1e300, INT_MAX);
     EXPECT_EQ(boxText(step.readBox), "(0, 0)-(100, 100)");
     EXPECT_EQ(step.rows, 0);
-    EXPECT_EQ(step.blockSize, INT_MAX);
+    EXPECT_EQ(step.blocks.size, INT_MAX);
 }
 
 TEST(TileStepBlocks, StartAtMultiplesOfTheFactorTruncated)
@@ -79,25 +79,25 @@ TEST(TileStepBlocks, StartAtMultiplesOfTheFactorTruncated)
 
 TEST(TileStepBlocks, AreCutByWhatWasRead)
 {
-    const auto inside = blockSpan(1, 4.0, 2, 0, 4, 100);
+    const auto inside = blockSpan(1, {4.0, 0, 4}, 2, 100);
     ASSERT_TRUE(inside);
     EXPECT_EQ(inside->start, 6);
     EXPECT_EQ(inside->length, 4);
-    const auto cut = blockSpan(1, 4.0, 2, 0, 4, 8);
+    const auto cut = blockSpan(1, {4.0, 0, 4}, 2, 8);
     ASSERT_TRUE(cut);
     EXPECT_EQ(cut->length, 2);
-    EXPECT_FALSE(blockSpan(1, 4.0, 2, 0, 4, 6));
-    EXPECT_FALSE(blockSpan(1, 4.0, 2, 0, 4, 5));
+    EXPECT_FALSE(blockSpan(1, {4.0, 0, 4}, 2, 6));
+    EXPECT_FALSE(blockSpan(1, {4.0, 0, 4}, 2, 5));
 }
 
 TEST(TileStepBlocks, WithABorderStartEarlierButNotBeforeTheFirstPixel)
 {
-    const auto first = blockSpan(0, 4.0, 1, 2, 8, 100);
+    const auto first = blockSpan(0, {4.0, 2, 8}, 1, 100);
     ASSERT_TRUE(first);
     EXPECT_EQ(first->start, 0);
     EXPECT_EQ(first->length, 8);
-    EXPECT_EQ(blockSpan(1, 4.0, 1, 2, 8, 100)->start, 3);
-    EXPECT_FALSE(blockSpan(0, 4.0, 1, -3, -2, 100)) << "a negative border may leave nothing";
+    EXPECT_EQ(blockSpan(1, {4.0, 2, 8}, 1, 100)->start, 3);
+    EXPECT_FALSE(blockSpan(0, {4.0, -3, -2}, 1, 100)) << "a negative border may leave nothing";
 }
 
 TEST(TileStepAlignment, GivesAWholeNumberOfOutputPixels)

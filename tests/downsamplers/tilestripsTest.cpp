@@ -12,7 +12,7 @@ namespace {
 /// Blocks of `factor` pixels that start at pixel `offset` of `available`, without border.
 BlockAxis blocksOf(double factor, std::int64_t noBlocks, int offset, std::int64_t available)
 {
-    return BlockAxis(noBlocks, factor, offset, 0, static_cast<std::int64_t>(factor + 0.5), available);
+    return BlockAxis(noBlocks, {factor, 0, static_cast<std::int64_t>(factor + 0.5)}, offset, available);
 }
 
 std::string text(const std::vector<BlockRun>& runs)
@@ -29,7 +29,7 @@ std::string text(const std::vector<BlockRun>& runs)
 
 TEST(BlockAxis, HoldsTheSpansOfItsBlocks)
 {
-    const BlockAxis axis(3, 2.5, 1, 0, 3, 100);
+    const BlockAxis axis(3, {2.5, 0, 3}, 1, 100);
     ASSERT_EQ(axis.noBlocks(), 3);
     EXPECT_EQ(axis.first(0), 1);
     EXPECT_EQ(axis.end(0), 4);
@@ -58,7 +58,7 @@ TEST(BlockAxis, CountsTheFirstBlocksThatFollowEachOther)
     EXPECT_EQ(blocksOf(2.5, 4, 0, 100).noRegular(), 1) << "an overlap";
     // At 0, 2, 5, 8, 11, of 3 pixels, where only the first is out of step.
     EXPECT_EQ(blocksOf(2.9, 5, 0, 100).noRegular(), 1) << "later ones do not count";
-    EXPECT_EQ(BlockAxis(5, 4, 2, 1, 6, 100).noRegular(), 1) << "borders overlap";
+    EXPECT_EQ(BlockAxis(5, {4, 1, 6}, 2, 100).noRegular(), 1) << "borders overlap";
 }
 
 TEST(BlockAxis, RegularBlocksLieWhereTheCountSays)
@@ -67,8 +67,8 @@ TEST(BlockAxis, RegularBlocksLieWhereTheCountSays)
     for (int round = 0; round < 2000; ++round) {
         const double factor = 0.5 + static_cast<double>(random() % 400) / (round % 2 ? 100.0 : 50.0);
         const int border = static_cast<int>(random() % 3);
-        const BlockAxis axis(random() % 60, factor, static_cast<int>(random() % 5), border,
-                             static_cast<std::int64_t>(factor + 2 * border + 0.5), random() % 200 + 1);
+        const BlockSpacing blocks{factor, border, static_cast<std::int64_t>(factor + 2 * border + 0.5)};
+        const BlockAxis axis(random() % 60, blocks, static_cast<int>(random() % 5), random() % 200 + 1);
         std::int64_t regular = 0;
         while (regular < axis.noBlocks() && axis.span(regular).length == axis.span(0).length &&
                axis.first(regular) == axis.first(0) + regular * axis.span(0).length)
@@ -155,8 +155,8 @@ TEST(BlockRuns, CoverEachBlockOnceAndNeverGoBack)
         const double factor = 0.5 + number(0, 1000) / 100.0;
         const std::int64_t available = number(1, 300);
         const int border = number(0, 3);
-        const BlockAxis axis(number(0, 200), factor, number(0, 5), border,
-                             static_cast<std::int64_t>(factor + 2 * border + 0.5), available);
+        const BlockSpacing blocks{factor, border, static_cast<std::int64_t>(factor + 2 * border + 0.5)};
+        const BlockAxis axis(number(0, 200), blocks, number(0, 5), available);
         const std::int64_t fileBlock = number(0, 40);
         const std::int64_t most = number(0, 100);
         std::int64_t nextBlock = 0;

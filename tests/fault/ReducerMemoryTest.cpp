@@ -20,7 +20,7 @@ struct Row
 
     std::int64_t columns() const { return edge * noBlocks; }
     std::size_t pixels() const { return static_cast<std::size_t>(edge * columns()); }
-    BlockAxis axis() const { return {noBlocks, static_cast<double>(edge), 0, 0, edge, columns()}; }
+    BlockAxis axis() const { return {noBlocks, {static_cast<double>(edge), 0, edge}, 0, columns()}; }
 };
 
 BlockColumns allOf(const BlockAxis& axis)
