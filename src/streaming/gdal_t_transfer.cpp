@@ -174,29 +174,42 @@ bool isSize(Handle& handle, Eigen::Index width, Eigen::Index height)
            failFile(handle, Code::BadArgument, "There are no pixels of " + sizeText(width, height));
 }
 
-template <class T>
-bool readPixels(Handle& handle, PixelMatrix<T>& out, std::size_t band, const PixelBox& src, int width,
-                int height)
+/// The pixels that a read takes from a file, and the size that it gives them.
+struct Source
 {
-    GDALRasterBand* raster = bandOf(handle, band);
-    Window window{};
-    if (!raster || !windowIn(handle, src, window))
+    const PixelBox& box;
+    int width;
+    int height;
+};
+
+/// Finds the window of a read, and makes `out` as large as its result.
+template <class T>
+bool prepareRead(Handle& handle, PixelMatrix<T>& out, const Source& source, Window& window)
+{
+    if (!windowIn(handle, source.box, window) || !isSize(handle, source.width, source.height))
         return false;
-    if (!isSize(handle, width, height))
-        return false;
-    resizePixels(out, height, width);
-    if (out.size() == 0)
-        return true;
-    return Transfer(handle).beginRead(src) &&
-           raster->RasterIO(GF_Read, window.x, window.y, window.columns, window.rows, out.data(), width,
-                            height, gdalBufferType<T>(), 0, 0, nullptr) == CE_None;
+    resizePixels(out, source.height, source.width);
+    return true;
 }
 
 template <class T>
-bool readBand(Handle& handle, PixelMatrix<T>& out, std::size_t band, const PixelBox& src, int width,
-              int height)
+bool readPixels(Handle& handle, PixelMatrix<T>& out, std::size_t band, const Source& source)
 {
-    return readTransfer(handle, [&] { return readPixels(handle, out, band, src, width, height); });
+    GDALRasterBand* raster = bandOf(handle, band);
+    Window window{};
+    if (!raster || !prepareRead(handle, out, source, window))
+        return false;
+    if (out.size() == 0)
+        return true;
+    return Transfer(handle).beginRead(source.box) &&
+           raster->RasterIO(GF_Read, window.x, window.y, window.columns, window.rows, out.data(),
+                            source.width, source.height, gdalBufferType<T>(), 0, 0, nullptr) == CE_None;
+}
+
+template <class T>
+bool readBand(Handle& handle, PixelMatrix<T>& out, std::size_t band, const Source& source)
+{
+    return readTransfer(handle, [&] { return readPixels(handle, out, band, source); });
 }
 
 /// True if a matrix of that size belongs into the box.
@@ -265,47 +278,45 @@ bool transferBands(GDALDataset& dataset, GDALRWFlag direction, const std::vector
 }
 
 /// Transfers the first `bands` bytes of packed pixels in one pass over the file.
-bool transferPacked(GDALDataset& dataset, GDALRWFlag direction, const Window& window, unsigned int* pixels,
-                    int width, int height, int bands)
+bool transferPacked(GDALDataset& dataset, GDALRWFlag direction, const Window& window, PackedPixels& pixels,
+                    int bands)
 {
     std::array<int, 4> bandMap = bandsInMemoryOrder;
-    return dataset.RasterIO(direction, window.x, window.y, window.columns, window.rows, pixels, width, height,
-                            GDT_Byte, bands, bandMap.data(), /*nPixelSpace=*/4, GSpacing{4} * width,
+    const auto width = static_cast<int>(pixels.cols());
+    const auto height = static_cast<int>(pixels.rows());
+    return dataset.RasterIO(direction, window.x, window.y, window.columns, window.rows, pixels.data(), width,
+                            height, GDT_Byte, bands, bandMap.data(), /*nPixelSpace=*/4, GSpacing{4} * width,
                             /*nBandSpace=*/1, nullptr) == CE_None;
 }
 
-bool readGray(Handle& handle, PackedPixels& out, const PixelBox& src, int width, int height)
+bool readGray(Handle& handle, PackedPixels& out, const Source& source)
 {
-    if (!readPixels(handle, out, 1, src, width, height))
+    if (!readPixels(handle, out, 1, source))
         return false;
     out = out.unaryExpr([](unsigned int gray) { return opaque | (gray * 0x010101u); });
     return true;
 }
 
-bool readGrayWithAlpha(Handle& handle, PackedPixels& out, const PixelBox& src, int width, int height)
+bool readGrayWithAlpha(Handle& handle, PackedPixels& out, const Source& source)
 {
     PackedPixels alpha;
-    if (!readPixels(handle, out, 1, src, width, height) || !readPixels(handle, alpha, 2, src, width, height))
+    if (!readPixels(handle, out, 1, source) || !readPixels(handle, alpha, 2, source))
         return false;
     out = out.binaryExpr(alpha,
                          [](unsigned int gray, unsigned int a) { return (a << 24) | (gray * 0x010101u); });
     return true;
 }
 
-bool readColour(Handle& handle, PackedPixels& out, bool withAlpha, const PixelBox& src, int width, int height)
+bool readColour(Handle& handle, PackedPixels& out, bool withAlpha, const Source& source)
 {
     Window window{};
-    if (!windowIn(handle, src, window))
+    if (!prepareRead(handle, out, source, window))
         return false;
-    if (!isSize(handle, width, height))
-        return false;
-    resizePixels(out, height, width);
     const bool alphaFromFile = withAlpha && handle.noBands == 4;
     if (withAlpha && !alphaFromFile)
         out.setConstant(opaque);
-    return out.size() == 0 ||
-           (Transfer(handle).beginRead(src) && transferPacked(*handle.dataset, GF_Read, window, out.data(),
-                                                              width, height, alphaFromFile ? 4 : 3));
+    return out.size() == 0 || (Transfer(handle).beginRead(source.box) &&
+                               transferPacked(*handle.dataset, GF_Read, window, out, alphaFromFile ? 4 : 3));
 }
 
 bool failColours(Handle& handle)
@@ -322,24 +333,23 @@ bool contains(Handle& handle, const PixelBox& box)
                                              sizeText(handle.width(), handle.height()) + " pixels");
 }
 
-bool readPackedPixels(Handle& handle, PackedPixels& out, bool withAlpha, const PixelBox& src, int width,
-                      int height)
+bool readPackedPixels(Handle& handle, PackedPixels& out, bool withAlpha, const Source& source)
 {
-    if (!contains(handle, src))
+    if (!contains(handle, source.box))
         return false;
     const bool bytes = handle.dtype == DataType::UInt8;
     if (handle.noBands == 3 || handle.noBands == 4)
-        return readColour(handle, out, withAlpha, src, width, height);
+        return readColour(handle, out, withAlpha, source);
     if (handle.noBands == 1 && bytes)
-        return readGray(handle, out, src, width, height);
+        return readGray(handle, out, source);
     if (handle.noBands == 2 && bytes && withAlpha)
-        return readGrayWithAlpha(handle, out, src, width, height);
+        return readGrayWithAlpha(handle, out, source);
     return failColours(handle);
 }
 
-bool readPacked(Handle& handle, PackedPixels& out, bool withAlpha, const PixelBox& src, int width, int height)
+bool readPacked(Handle& handle, PackedPixels& out, bool withAlpha, const Source& source)
 {
-    return readTransfer(handle, [&] { return readPackedPixels(handle, out, withAlpha, src, width, height); });
+    return readTransfer(handle, [&] { return readPackedPixels(handle, out, withAlpha, source); });
 }
 
 bool writePackedPixels(Handle& handle, const PackedPixels& in, int bands, const PixelBox& dst)
@@ -351,9 +361,10 @@ bool writePackedPixels(Handle& handle, const PackedPixels& in, int bands, const 
         return failColours(handle);
     if (!windowIn(handle, dst, window) || !fits(handle, window, in.rows(), in.cols()) || !isWritable(handle))
         return false;
+    // GDAL takes one pointer for both directions.
+    auto& pixels = const_cast<PackedPixels&>(in);
     return Transfer(handle).write(dst, /*allBands=*/handle.dataset->GetRasterCount() == bands, [&] {
-        return transferPacked(*handle.dataset, GF_Write, window, const_cast<unsigned int*>(in.data()),
-                              window.columns, window.rows, bands);
+        return transferPacked(*handle.dataset, GF_Write, window, pixels, bands);
     });
 }
 
@@ -366,46 +377,46 @@ bool writePacked(Handle& handle, const PackedPixels& in, int bands, const PixelB
 
 bool Handle::read(PixelMatrix<signed char>& out, std::size_t band, const PixelBox& src, int width, int height)
 {
-    return readBand(*this, out, band, src, width, height);
+    return readBand(*this, out, band, {src, width, height});
 }
 
 bool Handle::read(PixelMatrix<unsigned char>& out, std::size_t band, const PixelBox& src, int width,
                   int height)
 {
-    return readBand(*this, out, band, src, width, height);
+    return readBand(*this, out, band, {src, width, height});
 }
 
 bool Handle::read(PixelMatrix<short>& out, std::size_t band, const PixelBox& src, int width, int height)
 {
-    return readBand(*this, out, band, src, width, height);
+    return readBand(*this, out, band, {src, width, height});
 }
 
 bool Handle::read(PixelMatrix<unsigned short>& out, std::size_t band, const PixelBox& src, int width,
                   int height)
 {
-    return readBand(*this, out, band, src, width, height);
+    return readBand(*this, out, band, {src, width, height});
 }
 
 bool Handle::read(PixelMatrix<int>& out, std::size_t band, const PixelBox& src, int width, int height)
 {
-    return readBand(*this, out, band, src, width, height);
+    return readBand(*this, out, band, {src, width, height});
 }
 
 bool Handle::read(PackedPixels& out, std::size_t band, const PixelBox& src, int width, int height)
 {
     if (band == rgbBand || band == rgbaBand)
-        return readPacked(*this, out, /*withAlpha=*/band == rgbaBand, src, width, height);
-    return readBand(*this, out, band, src, width, height);
+        return readPacked(*this, out, /*withAlpha=*/band == rgbaBand, {src, width, height});
+    return readBand(*this, out, band, {src, width, height});
 }
 
 bool Handle::read(PixelMatrix<float>& out, std::size_t band, const PixelBox& src, int width, int height)
 {
-    return readBand(*this, out, band, src, width, height);
+    return readBand(*this, out, band, {src, width, height});
 }
 
 bool Handle::read(PixelMatrix<double>& out, std::size_t band, const PixelBox& src, int width, int height)
 {
-    return readBand(*this, out, band, src, width, height);
+    return readBand(*this, out, band, {src, width, height});
 }
 
 bool Handle::write(const PixelMatrix<signed char>& in, std::size_t band, const PixelBox& dst)
