@@ -41,53 +41,54 @@ void DecodeCheck::run(const Image& image, const DecodableBlocks* decodable)
     const BlockGrid grid(image);
     for (int layer = 1; layer <= grid.layers(); ++layer) {
         for (int row = 0; row < grid.rows() && m_failuresLeft > 0; ++row)
-            decodeRow(image, grid, layer, row, decodable);
+            decodeRow({image, grid, layer, row}, decodable);
         m_damaged.end();
     }
 }
 
-void DecodeCheck::decodeRow(const Image& image, const BlockGrid& grid, int layer, int row,
-                            const DecodableBlocks* decodable)
+void DecodeCheck::decodeRow(const BlockRow& blocks, const DecodableBlocks* decodable)
 {
     m_messages.forget();
-    if (decodes(image, grid, layer, row, decodable)) {
+    if (decodes(blocks, decodable)) {
         m_damaged.end();
         return;
     }
     --m_failuresLeft;
     m_damaged.goOn([&] {
-        return VerifyFinding{
-            m_path, grid.bandOfLayer(layer),  -1,
-            row,    VerifyCode::BlockDamaged, image.name + m_messages.firstFailureOr("cannot be decoded")};
+        return VerifyFinding{m_path,
+                             blocks.grid.bandOfLayer(blocks.layer),
+                             -1,
+                             blocks.row,
+                             VerifyCode::BlockDamaged,
+                             blocks.image.name + m_messages.firstFailureOr("cannot be decoded")};
     });
 }
 
-bool DecodeCheck::decodes(const Image& image, const BlockGrid& grid, int layer, int row,
-                          const DecodableBlocks* decodable)
+bool DecodeCheck::decodes(const BlockRow& blocks, const DecodableBlocks* decodable)
 {
     const auto isWanted = [&](int column) {
-        return !decodable || decodable->contains(grid, layer, row, column);
+        return !decodable || decodable->contains(blocks.grid, blocks.layer, blocks.row, column);
     };
-    const int columns = grid.columns();
+    const int columns = blocks.grid.columns();
     for (int column = 0; column < columns; ++column) {
         const int first = column;
         while (column < columns && isWanted(column))
             ++column;
-        if (column > first && !decodes(image, grid, layer, row, first, column))
+        if (column > first && !decodes(blocks, first, column))
             return false;
     }
     return true;
 }
 
-bool DecodeCheck::decodes(const Image& image, const BlockGrid& grid, int layer, int blockRow, int firstBlock,
-                          int endBlock)
+bool DecodeCheck::decodes(const BlockRow& blocks, int firstBlock, int endBlock)
 {
-    const int top = blockRow * grid.blockHeight;
+    const BlockGrid& grid = blocks.grid;
+    const int top = blocks.row * grid.blockHeight;
     const int rows = std::min(grid.blockHeight, grid.height - top);
     const std::int64_t end = std::min<std::int64_t>(std::int64_t{endBlock} * grid.blockWidth, grid.width);
-    const GDALDataType type = image.band(layer).GetRasterDataType();
+    const GDALDataType type = blocks.image.band(blocks.layer).GetRasterDataType();
     std::vector<int> bands(grid.bandsShareBlocks ? static_cast<std::size_t>(grid.bands) : 1);
-    std::iota(bands.begin(), bands.end(), layer);
+    std::iota(bands.begin(), bands.end(), blocks.layer);
     const std::uint64_t bytesPerPixel =
         bands.size() * static_cast<std::uint64_t>(GDALGetDataTypeSizeBytes(type));
     const Window window = windowOf(grid, rows, bytesPerPixel);
@@ -99,9 +100,9 @@ bool DecodeCheck::decodes(const Image& image, const BlockGrid& grid, int layer, 
             const int upper = static_cast<int>(y);
             const int columnsHere = static_cast<int>(std::min<std::int64_t>(window.columns, end - x));
             const int rowsHere = std::min(window.rows, top + rows - upper);
-            if (image.dataset->RasterIO(GF_Read, left, upper, columnsHere, rowsHere, m_pixels.data(),
-                                        columnsHere, rowsHere, type, static_cast<int>(bands.size()),
-                                        bands.data(), 0, 0, 0, nullptr) != CE_None ||
+            if (blocks.image.dataset->RasterIO(GF_Read, left, upper, columnsHere, rowsHere, m_pixels.data(),
+                                               columnsHere, rowsHere, type, static_cast<int>(bands.size()),
+                                               bands.data(), 0, 0, 0, nullptr) != CE_None ||
                 m_messages.tellOfFailure())
                 return false;
         }

@@ -27,16 +27,22 @@ public:
     void run(const Image& image, const DecodableBlocks* decodable);
 
 private:
-    void decodeRow(const Image& image, const BlockGrid& grid, int layer, int row,
-                   const DecodableBlocks* decodable);
+    /// A row of blocks of one band, or of all bands that share them.
+    struct BlockRow
+    {
+        const Image& image;
+        const BlockGrid& grid;
+        int layer;
+        int row;
+    };
+
+    void decodeRow(const BlockRow& blocks, const DecodableBlocks* decodable);
 
     /// Reads the blocks of a row that are to be decoded. False if GDAL fails, or says so.
-    bool decodes(const Image& image, const BlockGrid& grid, int layer, int row,
-                 const DecodableBlocks* decodable);
+    bool decodes(const BlockRow& blocks, const DecodableBlocks* decodable);
 
-    /// Reads neighbouring blocks of one band, or of all that share them.
-    bool decodes(const Image& image, const BlockGrid& grid, int layer, int blockRow, int firstBlock,
-                 int endBlock);
+    /// Reads neighbouring blocks of a row.
+    bool decodes(const BlockRow& blocks, int firstBlock, int endBlock);
 
     const QString& m_path;
     std::uint64_t m_failuresLeft;
