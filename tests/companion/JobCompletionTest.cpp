@@ -211,6 +211,21 @@ TEST(JobCompletion, OfARasterThatLacksAFileBesideItDiscardsNothing)
     EXPECT_EQ(job.discarded, 0);
 }
 
+TEST(JobCompletion, KeepsNothingDespiteAStopOrAnException)
+{
+    const auto stopped = [] { return StreamError{Code::Stopped, "out.tif", "asked"}; };
+    const auto thrown = []() -> StreamError { throw std::runtime_error("thrown"); };
+    for (const std::function<StreamError()>& end : {std::function<StreamError()>(stopped), {thrown}}) {
+        CompletedJob job(1);
+        job.answer = [&] {
+            job.keepDespiteError();
+            return end();
+        };
+        EXPECT_NE(JobRunner().run(job).outcome, Outcome::NotCompleted);
+        EXPECT_EQ(job.discarded, 1);
+    }
+}
+
 TEST(JobCompletion, CanBeStopped)
 {
     CompletedJob job(1);
@@ -274,4 +289,15 @@ TEST(JobCompletion, LeavesAJobThatIsNotRunOnceMore)
     EXPECT_EQ(again.error.code, Code::NotOpen);
     EXPECT_EQ(job.inits, 1);
     EXPECT_EQ(job.discarded, 0) << "what is complete stays";
+}
+
+TEST(JobCompletion, OnceDoneTakesAStopThatTheNextJobIsNotToSee)
+{
+    CompletedJob job(1);
+    JobRunner runner;
+    EXPECT_EQ(runner.run(job).outcome, Outcome::Finished);
+    runner.stop();
+    EXPECT_EQ(runner.run(job).outcome, Outcome::CouldNotStart);
+    CompletedJob next(1);
+    EXPECT_EQ(runner.run(next).outcome, Outcome::Finished);
 }
