@@ -9,9 +9,11 @@
 
 #include <cmath>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 // What a set tells without being read, what it is made by, and what goes through its files.
@@ -95,6 +97,36 @@ TEST(NoDataValue, IsThatOfEachBandOfTheFirstFile)
     EXPECT_EQ(set.noDataValue(std::numeric_limits<std::size_t>::max()), std::nullopt);
 }
 
+TEST(NoDataValue, IsThatOfTheFirstFileWhereTilesDiffer)
+{
+    const TempFolder folder;
+    const QString path = folder / "in.tif";
+    downsampling::makeTiles(path, downsampling::mapped(12, 4, GDT_Float32), 4, 4, constant(7));
+    setNoData(downsampling::tilePath(path, 1, 1), {1});
+    setNoData(downsampling::tilePath(path, 2, 1), {2});
+    GDALStreamer set;
+    ASSERT_TRUE(set.openRead(path));
+    EXPECT_EQ(set.noDataValue(1), 1.0);
+}
+
+TEST(SetDescription, TravelsWithTheFilesAndGoesWithThem)
+{
+    const TempFolder folder;
+    rasters::Description description = downsampling::mapped(8, 8, GDT_Float32);
+    description.wkt = rasters::wkt(32633);
+    rasters::make(folder / "in.tif", description, constant(7));
+    setNoData(folder / "in.tif", {-5});
+    GDALStreamer source;
+    ASSERT_TRUE(source.openRead(folder / "in.tif"));
+    const QString reference = source.spatialReference();
+    GDALStreamer set(std::move(source));
+    EXPECT_EQ(set.spatialReference(), reference);
+    EXPECT_EQ(set.noDataValue(1), -5.0);
+    EXPECT_FALSE(set.openRead(folder / "none.tif"));
+    EXPECT_EQ(set.spatialReference(), "");
+    EXPECT_EQ(set.noDataValue(1), std::nullopt);
+}
+
 /// A virtual raster whose bands have the given no-data values; none where it is empty.
 void makeBands(const QString& path, const std::vector<std::string>& values)
 {
@@ -143,6 +175,9 @@ TEST(NoDataValue, IsNotToldOfTooManyBandsWithTheirOwn)
     EXPECT_EQ(set.noDataValue(1), std::nullopt);
     ASSERT_TRUE(set.openRead(folder / "alike.vrt"));
     EXPECT_EQ(set.noDataValue(3000), 9.0);
+    makeBands(folder / "nan.vrt", std::vector<std::string>(3000, "nan"));
+    ASSERT_TRUE(set.openRead(folder / "nan.vrt"));
+    EXPECT_TRUE(std::isnan(set.noDataValue(3000).value_or(0.0))) << "NaN is alike, too";
 }
 
 TEST(NoDataValue, OfASetBeingWrittenIsWhatItsFilesGet)
@@ -265,6 +300,9 @@ TEST(ReadPixels, FillsWithTheNearestValueThatTheTypeHolds)
     EXPECT_EQ(filled(std::nan("")), 0);
     EXPECT_EQ((*readPixels<int>(set, 1, outside, ReadOptions().fill(1e10)))(0, 0),
               std::numeric_limits<int>::max());
+    EXPECT_EQ((*readPixels<int>(set, 1, outside, ReadOptions().fill(-1e10)))(0, 0),
+              std::numeric_limits<int>::lowest());
+    EXPECT_EQ((*readPixels<int>(set, 1, outside, ReadOptions().fill(std::nan(""))))(0, 0), 0);
     EXPECT_TRUE(std::isnan((*readPixels<float>(set, 1, outside, ReadOptions().fill(std::nan(""))))(0, 0)));
 }
 
@@ -320,6 +358,20 @@ TEST(TileRange, GoesThroughTheFilesInTheirOrder)
     }
     EXPECT_EQ(next, 6u);
     EXPECT_EQ(pixels, 50 * 30);
+}
+
+TEST(TileRange, HasIteratorsThatGoOnByThemselves)
+{
+    const TempFolder folder;
+    downsampling::makeTiles(folder / "in.tif", downsampling::mapped(40, 40, GDT_Byte), 20, 20, constant(7));
+    GDALStreamer set;
+    ASSERT_TRUE(set.openRead(folder / "in.tif"));
+    TileRange::Iterator tile = set.tiles().begin();
+    EXPECT_EQ((*tile++).index, 0u);
+    EXPECT_EQ((*tile).index, 1u);
+    EXPECT_EQ((*++tile).index, 2u);
+    EXPECT_EQ((*tile).map.min_corner().x(), set.workspace().minx() + 20 * 100000) << "second column";
+    EXPECT_EQ(std::distance(set.tiles().begin(), set.tiles().end()), 4);
 }
 
 } // namespace
