@@ -58,7 +58,7 @@ bool UnfinishedFile::takePlace(Dataset result, WholenessCheck isWhole, GdalMessa
 {
     if (!result) {
         if (m_completion && m_completion->isStopped())
-            messages.forgetInterrupts();
+            messages.forgetFailures();
         reason = messages.firstFailure();
         return false;
     }

@@ -93,12 +93,12 @@ bool GdalMessages::tellOfFailure() const
     return firstFailureMessage() != nullptr;
 }
 
-void GdalMessages::forgetInterrupts()
+void GdalMessages::forgetFailures()
 {
-    const auto isInterrupt = [](const Message& message) { return message.number == CPLE_UserInterrupt; };
+    const auto isFailure = [](const Message& message) { return message.severity == CE_Failure; };
     const auto counted = m_messages.begin() + static_cast<std::ptrdiff_t>(m_firstThatCounts);
-    m_firstThatCounts -= static_cast<std::size_t>(std::count_if(m_messages.begin(), counted, isInterrupt));
-    m_messages.erase(std::remove_if(m_messages.begin(), m_messages.end(), isInterrupt), m_messages.end());
+    m_firstThatCounts -= static_cast<std::size_t>(std::count_if(m_messages.begin(), counted, isFailure));
+    m_messages.erase(std::remove_if(m_messages.begin(), m_messages.end(), isFailure), m_messages.end());
 }
 
 QString GdalMessages::firstFailure() const

@@ -51,8 +51,9 @@ public:
         std::string text;
     };
 
-    /// Forgets that GDAL was asked to stop, which it reports as a failure.
-    void forgetInterrupts();
+    /// Forgets the failures, so that they are not handed on. For a file that was stopped: GDAL reports the stop as one,
+    /// and what its libraries say of a file without an end.
+    void forgetFailures();
 
     /// Hands out what there is, so that it is not handed on.
     std::vector<Message> take() { return std::exchange(m_messages, {}); }

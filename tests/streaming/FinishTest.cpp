@@ -1,3 +1,4 @@
+#include "companion/file.h"
 #include "streaming/GDALStreamer.h"
 
 #include "streamingsupport.h"
@@ -19,6 +20,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 // What completing a set tells, how it is stopped, and what is left then.
@@ -113,6 +115,19 @@ TEST(Finish, TellsFromZeroToOneAndNeverFalls)
     }
 }
 
+TEST(Finish, TellsOneOnceTheFileIsInItsPlace)
+{
+    for (const char* name : {"a.tif", "a.png", "a.jpg"}) {
+        const TempFolder folder;
+        GDALStreamer set;
+        ASSERT_NO_FATAL_FAILURE(write(set, folder / name));
+        ASSERT_FALSE(set.finish([&](double share) {
+            EXPECT_EQ(vexel::file::exists(folder / name), share == 1.0) << name << ", " << share;
+            return true;
+        }));
+    }
+}
+
 TEST(Finish, CountsFilesByTheirBytes)
 {
     const TempFolder folder;
@@ -143,6 +158,8 @@ TEST(Finish, LeavesNothingAfterAStopAndAsksNobodyAgain)
                 GDALStreamer set;
                 ASSERT_NO_FATAL_FAILURE(write(set, folder / name, type));
                 const LogCapture log;
+                std::string messages;
+                const GdalHandler handler([&](CPLErr, const std::string& text) { messages += text; });
                 Listener listener;
                 listener.stopAt = std::max<std::size_t>(stopAt, 1);
                 const StreamError error = set.finish(listener.callback());
@@ -152,7 +169,7 @@ TEST(Finish, LeavesNothingAfterAStopAndAsksNobodyAgain)
                 EXPECT_EQ(listener.shares.size(), listener.stopAt);
                 EXPECT_EQ(folder.listing(), "") << name << ", call " << stopAt;
                 EXPECT_FALSE(set.opened());
-                EXPECT_EQ(log.text(), "") << "a stop is no failure, of GDAL's neither";
+                EXPECT_EQ(log.text() + messages, "") << "a stop is no failure, of GDAL's neither";
             }
         }
 }
@@ -227,9 +244,11 @@ TEST(Finish, SaysWhatLastErrorSays)
     ASSERT_NO_FATAL_FAILURE(write(set, folder / "a.tif", GdalFileType::TileSet));
     std::filesystem::create_directories((folder / "a_1_1.tif/full").toStdString());
     const OwnMessages messages;
-    const StreamError error = set.finish();
+    Listener listener;
+    const StreamError error = set.finish(listener.callback());
     EXPECT_EQ(error.code, Code::CannotComplete);
     EXPECT_EQ(error.path, folder / "a_1_1.tif");
+    EXPECT_EQ(listener.shares.back(), 1.0) << "the others are told, too";
     EXPECT_EQ(error.message(), set.lastError().message());
     EXPECT_EQ(rasters::pixels(folder / "a_2_1.tif").size(), 350u * 500u) << "the others are completed";
 }
@@ -319,6 +338,60 @@ TEST(Finish, MakesNoFileOfTwoSetsThatAreCompletedAtOnce)
     EXPECT_FALSE(errorOfSecond) << errorOfSecond;
     EXPECT_EQ(error.code, Code::CannotComplete) << error;
     EXPECT_EQ(rasters::pixels(folder / "a.tif"), std::vector<double>(48, 1.0));
+}
+
+TEST(Finish, LeavesTheUnfinishedFileOfAnotherSetAlone)
+{
+    const TempFolder folder;
+    GDALStreamer first;
+    ASSERT_NO_FATAL_FAILURE(write(first, folder / "a.tif"));
+    std::promise<void> secondIsHalfway;
+    std::promise<void> firstIsOver;
+    std::future<StreamError> errorOfSecond;
+    const OwnMessages messages;
+    const StreamError error = first.finish([&](double share) {
+        if (share > 0.3 && !errorOfSecond.valid()) {
+            errorOfSecond = std::async(std::launch::async, [&] {
+                GDALStreamer second;
+                write(second, folder / "a.tif");
+                bool isHalfway = false;
+                return second.finish([&](double shareOfSecond) {
+                    if (shareOfSecond > 0.3 && !std::exchange(isHalfway, true)) {
+                        secondIsHalfway.set_value();
+                        firstIsOver.get_future().wait();
+                    }
+                    return true;
+                });
+            });
+            secondIsHalfway.get_future().wait();
+        }
+        return true;
+    });
+    EXPECT_EQ(error.code, Code::CannotComplete) << error;
+    firstIsOver.set_value();
+    const StreamError second = errorOfSecond.get();
+    EXPECT_FALSE(second) << second;
+    EXPECT_EQ(folder.listing(), "a.tfw a.tif");
+}
+
+TEST(Finish, StoppedLeavesTheFilesOfAnotherSetAlone)
+{
+    const TempFolder folder;
+    GDALStreamer first;
+    ASSERT_NO_FATAL_FAILURE(write(first, folder / "a.tif", GdalFileType::TileSet));
+    bool isBegun = false;
+    const OwnMessages messages;
+    const StreamError error = first.finish([&](double share) {
+        if (share > 0.2 && !std::exchange(isBegun, true)) {
+            GDALStreamer second;
+            EXPECT_TRUE(second.openWrite(folder / "a_1_1.tif", 1, DataType::UInt8, 8, 6));
+            EXPECT_TRUE(second.write(PixelMatrix<float>(PixelMatrix<float>::Ones(6, 8)), 1, box(0, 0, 8, 6)));
+            EXPECT_FALSE(second.finish());
+        }
+        return share < 0.8;
+    });
+    EXPECT_EQ(error.code, Code::Stopped) << error;
+    EXPECT_EQ(folder.listing(), "a_1_1.tfw a_1_1.tif");
 }
 
 TEST(Finish, CanBeFollowedByAnotherRaster)
