@@ -4,9 +4,17 @@
 
 #include <gtest/gtest.h>
 
+#ifdef __linux__
+#include <sys/syscall.h>
+#include <unistd.h>
+#endif
+
 #include <atomic>
+#include <cstddef>
+#include <fstream>
 #include <functional>
 #include <future>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -49,6 +57,18 @@ void giveWayUntilHad(const Waiter& waiter)
         std::this_thread::yield();
     }
 }
+
+#ifdef __linux__
+/// Whether a thread of this process waits for something: the letter behind its name in parentheses.
+bool sleeps(long id)
+{
+    std::ifstream file("/proc/self/task/" + std::to_string(id) + "/stat");
+    std::string text;
+    std::getline(file, text);
+    const std::size_t name = text.rfind(") ");
+    return name != std::string::npos && text.compare(name + 2, 1, "S") == 0;
+}
+#endif
 
 /// Whether another thread can have the lock at once.
 bool isFree()
@@ -111,6 +131,28 @@ TEST(GdalPause, TakesTheLockAgainOnlyOnceAWaiterHasHadIt)
         other.join();
     EXPECT_EQ(turns, 150);
 }
+
+#ifdef __linux__
+TEST(GdalPause, IsNotOverBeforeOneThatWaitsHasHadTheLock)
+{
+    for (int round = 0; round < 20; ++round) {
+        const GDALMutex lock;
+        std::atomic<long> id{0};
+        std::atomic<bool> isHad{false};
+        std::thread other([&] {
+            id = syscall(SYS_gettid);
+            const GDALMutex others;
+            isHad = true;
+        });
+        while (id == 0 || !sleeps(id))
+            std::this_thread::yield();
+        GdalPause::ifWaitedFor();
+        EXPECT_TRUE(isHad) << "round " << round;
+        const GdalPause pause; // lets it end in any case
+        other.join();
+    }
+}
+#endif
 
 TEST(GdalPause, IsNoneWhereTheCallerHoldsTheLockToo)
 {
