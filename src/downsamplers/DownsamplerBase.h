@@ -170,7 +170,8 @@ protected:
 
 private:
     struct State;
-    friend class DownsamplerGauss; // uses the same parts for its steps
+    friend class DownsamplerGauss;  // uses the same parts for its steps
+    friend class DownsampleRequest; // sets the factor that was asked for: dividing the resolution can miss it
 
     StepContext stepContext();
     StreamError completeOutput(const Progress& progress);

@@ -36,6 +36,8 @@ public:
             m_options.m_reference.value_or(m_input.spatialReference()), resolution(),
             m_options.m_alpha ? ImageAlphaType::LastBand : ImageAlphaType::NoAlpha, type);
         m_input.close();
+        if (m_options.m_factor && isByBlocks())
+            job->factor = *m_options.m_factor;
         for (const double value : m_options.m_noData)
             job->treatAsNoData(value);
         job->leaveHolesOut(m_options.m_leaveHolesOut);
@@ -53,7 +55,14 @@ private:
     }
 
     bool isWarp() const { return m_options.m_strategy == DownsamplingStrategy::Warp; }
-    bool needsInput() const { return isWarp() || m_options.m_factor || !m_options.m_reference; }
+    bool needsInput() const { return m_options.m_factor || !m_options.m_reference; }
+
+    /// Whether the factor is taken as it is: the Gaussian fits it to the tiles.
+    bool isByBlocks() const
+    {
+        return !isWarp() && m_options.m_strategy != DownsamplingStrategy::Gauss &&
+               m_options.m_strategy != DownsamplingStrategy::GaussAlias;
+    }
 
     void checkOptions() const
     {
@@ -81,8 +90,8 @@ private:
         return m_options.m_factor ? resolutionOf(*m_options.m_factor, pixelSize()) : *m_options.m_resolution;
     }
 
-    /// The resolution that is so many times the input's when it is divided again, which the product may not be: a factor
-    /// that is a whole number has to stay one.
+    /// The resolution that is so many times the input's when it is divided again, which the product may not be. There may
+    /// be none: no number divided by 0.1 is 3.
     static double resolutionOf(double factor, double pixelSize)
     {
         constexpr double largest = std::numeric_limits<double>::max();

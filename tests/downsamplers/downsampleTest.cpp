@@ -70,6 +70,20 @@ protected:
     TempFolder folder;
 };
 
+namespace {
+
+/// The largest pixel, in an image of 60 columns, of the block that an output pixel is made of.
+double largestIn(const std::vector<double>& pixels, int column, int row, int factor)
+{
+    double largest = 0.0;
+    for (int y = row * factor; y < (row + 1) * factor; ++y)
+        for (int x = column * factor; x < (column + 1) * factor; ++x)
+            largest = std::max(largest, pixels[static_cast<std::size_t>(y * 60 + x)]);
+    return largest;
+}
+
+} // namespace
+
 TEST_F(Downsample, MakesTheOutputWithTheInputsReference)
 {
     const JobRunner::Result result = downsample(options().resolution(2.0));
@@ -122,15 +136,18 @@ TEST_F(Downsample, KeepsWholeFactorsWhole)
 {
     // 0.1 and its multiples are no binary fractions: 3 * 0.1 / 0.1 is not 3.
     rasters::make(folder / "in.tif", downsampling::mapped(60, 40, GDT_Float32, 1, 10000), pixel);
-    for (const double factor : {2.0, 3.0, 5.0, 6.0, 7.0}) {
+    const std::vector<double> in = rasters::pixels(folder / "in.tif");
+    for (const int factor : {2, 3, 5, 6, 7, 12}) {
         ASSERT_EQ(downsample(options().strategy(DownsamplingStrategy::Max).factor(factor)).outcome,
                   Outcome::Finished);
-        const std::vector<double> in = rasters::pixels(folder / "in.tif");
-        double first = 0.0;
-        for (std::size_t y = 0; y < static_cast<std::size_t>(factor); ++y)
-            for (std::size_t x = 0; x < static_cast<std::size_t>(factor); ++x)
-                first = std::max(first, in[y * 60 + x]);
-        EXPECT_EQ(rasters::pixels(folder / "out.tif").front(), first) << factor;
+        const std::vector<double> out = rasters::pixels(folder / "out.tif");
+        const int columns = 60 / factor;
+        const int rows = 40 / factor;
+        ASSERT_EQ(out.size(), static_cast<std::size_t>(columns * rows)) << factor;
+        for (int y = 0; y < rows; ++y)
+            for (int x = 0; x < columns; ++x)
+                ASSERT_EQ(out[static_cast<std::size_t>(y * columns + x)], largestIn(in, x, y, factor))
+                    << factor << ": " << x << ", " << y;
         double transform[6] = {};
         rasters::open(folder / "out.tif")->GetGeoTransform(transform);
         EXPECT_NEAR(transform[1], 0.1 * factor, 1e-9);
@@ -159,7 +176,7 @@ TEST_F(Downsample, TellsItsProgressAndStops)
               Outcome::Finished);
     EXPECT_EQ(shares.back(), 1.0);
     const std::string before = folder.listing();
-    for (std::size_t stopAt = 1; stopAt < shares.size(); ++stopAt) {
+    for (std::size_t stopAt = 1; stopAt <= shares.size(); ++stopAt) {
         std::size_t calls = 0;
         const auto result = downsample(options("other.tif").factor(2.0),
                                        [&](const JobRunner::Progress&) { return ++calls < stopAt; });
@@ -175,6 +192,20 @@ TEST_F(Downsample, AnswersWhatTheProgressThrows)
                    [](const JobRunner::Progress&) -> bool { throw std::runtime_error("thrown"); });
     EXPECT_EQ(result.outcome, Outcome::Failed);
     EXPECT_EQ(result.exceptionText, "thrown");
+    EXPECT_EQ(folder.listing(), "in.tif");
+}
+
+TEST_F(Downsample, AnswersWhatTheProgressThrowsWhileTheOutputIsCompleted)
+{
+    const JobRunner::Result result =
+        downsample(options().factor(2.0), [](const JobRunner::Progress& progress) {
+            if (progress.stepsDone == progress.steps && progress.share > 0.6)
+                throw std::runtime_error("thrown");
+            return true;
+        });
+    EXPECT_EQ(result.outcome, Outcome::Failed);
+    EXPECT_EQ(result.exceptionText, "thrown");
+    EXPECT_TRUE(result.failedSteps.empty());
     EXPECT_EQ(folder.listing(), "in.tif");
 }
 
