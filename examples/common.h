@@ -2,6 +2,7 @@
 #define VEXEL_EXAMPLES_COMMON_H
 
 #include <QString>
+#include <cpl_error.h>
 #include <vexel/vexel.h>
 
 #include <map>
@@ -38,11 +39,22 @@ std::vector<std::string> keysOf(const std::map<std::string, Value>& table)
     return names;
 }
 
+/// Drops GDAL's messages on this thread while it lives. The library's silencer would put its own handler in the place of
+/// the program's.
+class SilentGdal
+{
+public:
+    SilentGdal() { CPLPushErrorHandler(&CPLQuietErrorHandler); }
+    ~SilentGdal() { CPLPopErrorHandler(); }
+    SilentGdal(const SilentGdal&) = delete;
+    SilentGdal& operator=(const SilentGdal&) = delete;
+};
+
 /// Opens a raster that may be a file or a set of tile files. GDAL is silenced, which would complain that there is no
 /// file of the set's name.
 inline void openInput(vexel::GDALStreamer& set, const std::string& path)
 {
-    const vexel::gdal::RAIIErrorSilencer silence;
+    const SilentGdal silence;
     if (!set.openRead(fromArgument(path)))
         throw std::runtime_error("Unable to open input file '" + path +
                                  "': " + set.lastError().text.toStdString());

@@ -187,7 +187,7 @@ std::string tilePattern(const QString& path)
 void openInput(vexel::GDALStreamer& input, const Arguments& arguments)
 {
     using vexel::GdalFileType;
-    const vexel::gdal::RAIIErrorSilencer silence;
+    const example::SilentGdal silence;
     const QString path = example::fromArgument(arguments.input);
     if (input.openRead(path, typeOf(arguments)))
         return;

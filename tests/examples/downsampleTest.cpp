@@ -274,11 +274,20 @@ TEST(DownsampleProgram, EndsWith3AndKeepsTheOutputIfPixelsCannotBeRead)
                   (folder / "in.tif").toStdString() + "', band 1, columns 64 to 127, rows 0 to 63\n"),
               std::string::npos)
         << outcome.messages;
+    EXPECT_NE(outcome.messages.find("error: " + (folder / "in.tif").toStdString() + ", band 1: IReadBlock"),
+              std::string::npos)
+        << "GDAL's own words: " << outcome.messages;
     EXPECT_EQ(value(outcome, "output size"), "64 x 32");
     const std::vector<double> pixels = rasters::pixels(folder / "out.tif", 2);
     ASSERT_EQ(pixels.size(), 64u * 32u);
     EXPECT_EQ(pixels[31], 5.0);
     EXPECT_EQ(pixels[32], 0.0);
+
+    const Outcome quiet =
+        downsample(quoted(folder / "in.tif") + quoted(folder / "out.tif") + anything + " --quiet");
+    EXPECT_EQ(quiet.exitCode, 3);
+    EXPECT_NE(quiet.messages.find("8192 pixels of the input"), std::string::npos) << quiet.messages;
+    EXPECT_EQ(quiet.output, "");
 
     for (const char* strategy : {"gauss", "warp"}) {
         const Outcome failed = downsample(quoted(folder / "in.tif") + quoted(folder / "failed.tif") +
@@ -440,6 +449,8 @@ TEST(DownsampleProgram, SaysWhereSetsAndFilesAreMistakenForEachOther)
                                                       "single.tif' is a single file: leave --tiles out\n");
     EXPECT_EQ(messages("none.tif", " --tiles"),
               "error: no tile files " + path + "none_*_*.tif: give the name without the numbers\n");
+    EXPECT_EQ(messages("none_1_1.tif", " --tiles"),
+              "error: no tile files " + path + "none_1_1_*_*.tif: give the name without the numbers\n");
 }
 
 TEST(DownsampleProgram, QuietSaysNothing)
@@ -470,9 +481,27 @@ TEST(DownsampleProgram, JsonHasTheSummary)
     EXPECT_EQ(json["resolution"].toDouble(), 40.0);
     EXPECT_EQ(json["noData"].toString(), "nan");
     EXPECT_GT(json["seconds"].toDouble(), 0.0);
-    EXPECT_GT(json["megapixelsPerSecond"].toDouble(), 0.0);
+    EXPECT_NEAR(json["megapixelsPerSecond"].toDouble() * json["seconds"].toDouble(), 96e-6, 1e-12);
     EXPECT_GT(json["peakMemoryMiB"].toDouble(), 1.0);
     EXPECT_FALSE(json["leaveHolesOut"].toBool(true));
+}
+
+TEST(DownsampleProgram, JsonHasTheValueThatMeansNoData)
+{
+    const TempFolder folder;
+    rasters::make(folder / "in.tif", tenMetrePixels(12, 8), [](int, int, int) { return 5; });
+    const auto json = [&](const char* more) {
+        const Outcome outcome = downsample(quoted(folder / "in.tif") + quoted(folder / "out.tif") +
+                                           "--factor 4 --strategy gauss --json" + more);
+        EXPECT_EQ(outcome.exitCode, 0) << outcome.messages;
+        return QJsonDocument::fromJson(QByteArray::fromStdString(outcome.output)).object();
+    };
+    EXPECT_FALSE(json("").contains("noData")) << "it was not asked for";
+    EXPECT_TRUE(json(" --nodata auto").contains("noData"));
+    EXPECT_TRUE(json(" --nodata auto")["noData"].isNull()) << "the input declares none";
+    const QJsonObject given = json(" --nodata -7.5 --leave-holes-out");
+    EXPECT_EQ(given["noData"].toDouble(), -7.5);
+    EXPECT_TRUE(given["leaveHolesOut"].toBool());
 }
 
 TEST(DownsampleProgram, HasNoResolutionWithoutGeoreference)
@@ -506,11 +535,13 @@ TEST(DownsampleProgram, SpeaksOfWarningsAndErrorsWithoutLevelsAndNotices)
     const TempFolder folder;
     rasters::Description description = tenMetrePixels(4, 4);
     (*description.geotransform)[5] = 10; // south is up
-    rasters::make(folder / "in.tif", description, [](int, int, int) { return 5; });
+    rasters::make(folder / "in_1_1.tif", description, [](int, int, int) { return 5; });
     // A name that is no tile's makes a notice.
     rasters::make(folder / "in_x_y.tif", description, [](int, int, int) { return 5; });
-    const Outcome outcome = downsample(quoted(folder / "in.tif") + quoted(folder / "out.tif") + anything);
+    const Outcome outcome =
+        downsample(quoted(folder / "in.tif") + quoted(folder / "out.tif") + anything + " --tiles");
     EXPECT_EQ(outcome.exitCode, 0);
     EXPECT_EQ(outcome.messages.find("warning: Read image with non-square pixels"), 0u) << outcome.messages;
     EXPECT_EQ(outcome.messages.find("level"), std::string::npos) << outcome.messages;
+    EXPECT_EQ(outcome.messages.find("path2tile"), std::string::npos) << outcome.messages;
 }
