@@ -201,7 +201,10 @@ TEST(WarpCompletion, SaysWhyThereIsNoResult)
     job = vexel::DownsamplerFactory::createDownsampler(DownsamplingStrategy::Warp, folder / "in.tif",
                                                        folder / "out.tif", QString(), 2.0,
                                                        ImageAlphaType::NoAlpha, GdalFileType::SingleFile);
+    std::string messages;
+    const GdalHandler handler([&](CPLErr, const std::string& text) { messages += text; });
     ASSERT_TRUE(downsampling::run(*job)) << "a missing result alone is no failure of the step";
+    EXPECT_EQ(messages.find("not recognized"), std::string::npos) << "told by the answer alone: " << messages;
     const StreamError error = job->complete();
     EXPECT_EQ(error.code, Code::CannotComplete);
     EXPECT_EQ(error.path, folder / "out.tif");
@@ -218,4 +221,5 @@ TEST(WarpCompletion, HasNothingToSayOfAResult)
     const JobRunner::Result result = run(*job);
     EXPECT_EQ(result.outcome, Outcome::Finished) << result.error;
     EXPECT_EQ(folder.listing(), "in.tif out.tif");
+    EXPECT_FALSE(downsampling::doStep(*job)) << "the job is over";
 }
