@@ -82,6 +82,24 @@ TEST_P(CompletionCalls, LeaveNoFileThatCannotBeSynced)
 INSTANTIATE_TEST_SUITE_P(Formats, CompletionCalls, testing::Values("a.tif", "a.png", "a.jpg"),
                          [](const auto& row) { return std::string(row.param).substr(2); });
 
+TEST(CompletionCallsOfFinish, SyncTheRasterWithoutTheLockThatCloseKeeps)
+{
+    for (const bool isFinished : {true, false}) {
+        const TempFolder folder;
+        GDALStreamer set;
+        ASSERT_NO_FATAL_FAILURE(write(set, folder / "a.tif"));
+        const FileCalls calls(folder.path());
+        const faults::LockWatch watch;
+        if (isFinished)
+            EXPECT_FALSE(set.finish());
+        else
+            set.close();
+        ASSERT_FALSE(calls.calls().empty());
+        EXPECT_EQ(calls.calls().front().text, "sync a.tif_new_tmp.tif");
+        EXPECT_EQ(calls.calls().front().isLocked, !isFinished);
+    }
+}
+
 TEST(CompletionCallsOfTiles, ComeFileByFile)
 {
     const TempFolder folder;

@@ -20,6 +20,34 @@ Function systemsOwn(const char* name)
     return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
 }
 
+// ---- The lock
+
+struct LockNotes
+{
+    bool taken = false;
+    const pthread_mutex_t* mutex = nullptr; ///< the first one that is locked
+    int depth = 0;
+    int releases = 0;
+};
+
+thread_local LockNotes lockNotes;
+
+void noteLocked(const pthread_mutex_t* mutex)
+{
+    if (!lockNotes.taken)
+        return;
+    if (!lockNotes.mutex)
+        lockNotes.mutex = mutex;
+    if (mutex == lockNotes.mutex)
+        ++lockNotes.depth;
+}
+
+void noteUnlocked(const pthread_mutex_t* mutex)
+{
+    if (lockNotes.taken && mutex == lockNotes.mutex && --lockNotes.depth == 0)
+        ++lockNotes.releases;
+}
+
 // ---- Files
 
 struct FileNotes
@@ -58,7 +86,8 @@ bool noteSync(int descriptor)
     if (error || !name)
         return true;
     const bool isFile = std::filesystem::is_regular_file(path, error);
-    notes.calls.push_back({"sync " + *name, isFile ? std::filesystem::file_size(path) : 0});
+    notes.calls.push_back(
+        {"sync " + *name, isFile ? std::filesystem::file_size(path) : 0, lockNotes.depth > 0});
     return !notes.syncsFail;
 }
 
@@ -96,34 +125,6 @@ void note(std::vector<faults::UtilityArguments::Arguments>& calls, char** argume
     calls.emplace_back();
     for (; arguments && *arguments; ++arguments)
         calls.back().push_back(*arguments);
-}
-
-// ---- The lock
-
-struct LockNotes
-{
-    bool taken = false;
-    const pthread_mutex_t* mutex = nullptr; ///< the first one that is locked
-    int depth = 0;
-    int releases = 0;
-};
-
-thread_local LockNotes lockNotes;
-
-void noteLocked(const pthread_mutex_t* mutex)
-{
-    if (!lockNotes.taken)
-        return;
-    if (!lockNotes.mutex)
-        lockNotes.mutex = mutex;
-    if (mutex == lockNotes.mutex)
-        ++lockNotes.depth;
-}
-
-void noteUnlocked(const pthread_mutex_t* mutex)
-{
-    if (lockNotes.taken && mutex == lockNotes.mutex && --lockNotes.depth == 0)
-        ++lockNotes.releases;
 }
 
 } // namespace

@@ -18,6 +18,7 @@ public:
     {
         std::string text;         ///< "sync NAME" or "rename NAME to NAME", the folder itself being "."
         std::uintmax_t bytes = 0; ///< of a synced file by then
+        bool isLocked = false;    ///< whether a file was synced under the GDAL lock; needs a `LockWatch`
     };
 
     explicit FileCalls(const QString& folder);
