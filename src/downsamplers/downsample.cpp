@@ -91,15 +91,17 @@ private:
     }
 
     /// The resolution that is so many times the input's when it is divided again, which the product may not be. There may
-    /// be none: no number divided by 0.1 is 3.
-    static double resolutionOf(double factor, double pixelSize)
+    /// be none: no number divided by 0.1 is 3. Then it is the next one on the side from which a half is rounded up as that
+    /// of the factor itself is: of the output's resolution for blocks, of a tile's pixels for the Gaussian.
+    double resolutionOf(double factor, double pixelSize) const
     {
         constexpr double largest = std::numeric_limits<double>::max();
         const double product = factor * pixelSize;
         for (const double close : {product, std::nextafter(product, 0.0), std::nextafter(product, largest)})
             if (close / pixelSize == factor)
                 return close;
-        return product;
+        const double below = product / pixelSize < factor ? product : std::nextafter(product, 0.0);
+        return isByBlocks() ? std::nextafter(below, largest) : below;
     }
 
     /// The warp takes the pixel as the file has it, all others in integer map units.

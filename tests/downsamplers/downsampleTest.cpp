@@ -154,6 +154,23 @@ TEST_F(Downsample, KeepsWholeFactorsWhole)
     }
 }
 
+TEST_F(Downsample, RoundsAHalfUpWhateverTheSizeOfThePixelIs)
+{
+    // Of 9 pixels 6 to one make 1.5, and so 2 of 4.5 each. Nothing divided by 0.1 is 6.
+    for (const int unitsPerPixel : {100000, 10000}) {
+        rasters::make(folder / "in.tif", downsampling::mapped(9, 9, GDT_Float32, 1, unitsPerPixel), pixel);
+        ASSERT_EQ(downsample(options().strategy(DownsamplingStrategy::Gauss).factor(6.0)).outcome,
+                  Outcome::Finished);
+        EXPECT_EQ(rasters::pixels(folder / "out.tif").size(), 4u) << unitsPerPixel;
+    }
+    // 1.5 times 19 units are 28.5 units. Divided by 19 units no resolution is 1.5.
+    rasters::make(folder / "in.tif", downsampling::mapped(50, 50, GDT_Float32, 1, 19), pixel);
+    ASSERT_EQ(downsample(options().factor(1.5)).outcome, Outcome::Finished);
+    double transform[6] = {};
+    rasters::open(folder / "out.tif")->GetGeoTransform(transform);
+    EXPECT_NEAR(transform[1], 29e-5, 1e-12);
+}
+
 TEST_F(Downsample, WarpsBySizeOfThePixelInTheFile)
 {
     rasters::Description degrees{60, 40, 1, GDT_Float32};
