@@ -259,6 +259,20 @@ TEST_F(Downsample, SaysWhatItCannotDo)
                   Code::CannotOpen, "There are no tile files");
 }
 
+TEST_F(Downsample, NamesTheFinestResolutionSoThatItIsAccepted)
+{
+    // Half of 43 units is 0.00021500000000000002, which five digits round down.
+    for (const int unitsPerPixel : {43, 45, 100000, 400130}) {
+        rasters::make(folder / "in.tif", downsampling::mapped(8, 8, GDT_Float32, 1, unitsPerPixel), pixel);
+        const QString refusal = downsample(options().resolution(1e-5)).error.text;
+        const QString before = "the finest possible is ";
+        ASSERT_NE(refusal.indexOf(before), -1) << unitsPerPixel;
+        const double finest = refusal.mid(refusal.indexOf(before) + before.size()).toDouble();
+        EXPECT_NEAR(finest, 0.5e-5 * unitsPerPixel, 1e-4 * finest);
+        EXPECT_EQ(downsample(options().resolution(finest)).outcome, Outcome::Finished) << unitsPerPixel;
+    }
+}
+
 TEST_F(Downsample, AnswersThatAFileCouldNotBeCompleted)
 {
     const LogCapture log;
