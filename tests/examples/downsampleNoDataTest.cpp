@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -74,6 +75,21 @@ INSTANTIATE_TEST_SUITE_P(
         NoDataCase{"Nan", {notANumber, 2, 4, 9}, "--nodata nan", none, 5, "nan"},
         NoDataCase{"AllOfABlock", {7, 7, 7, 7}, "--nodata 7", none, -10000, "7"}),
     [](const auto& row) { return std::string(row.param.name); });
+
+TEST(DownsampleProgram, AutoTakesTheValueOfTheFirstBand)
+{
+    const TempFolder folder;
+    std::ofstream((folder / "in.vrt").toStdString())
+        << "<VRTDataset rasterXSize=\"4\" rasterYSize=\"4\">"
+           "<VRTRasterBand dataType=\"Float32\" band=\"1\"><NoDataValue>5</NoDataValue></VRTRasterBand>"
+           "<VRTRasterBand dataType=\"Float32\" band=\"2\"><NoDataValue>6</NoDataValue></VRTRasterBand>"
+           "</VRTDataset>";
+    const Outcome outcome =
+        programs::run(VEXEL_DOWNSAMPLE, quoted(folder / "in.vrt") + quoted(folder / "out.tif") +
+                                            "--factor 2 --strategy average --nodata auto");
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.messages;
+    EXPECT_EQ(value(outcome, "no-data"), "5");
+}
 
 TEST(DownsampleProgram, NoDataReachesTheWarp)
 {
