@@ -39,8 +39,8 @@ std::vector<std::string> keysOf(const std::map<std::string, Value>& table)
     return names;
 }
 
-/// Drops GDAL's messages on this thread while it lives. The library's silencer would put its own handler in the place of
-/// the program's.
+/// Drops GDAL's messages on this thread while it lives. The library's silencer would put its own handler in the
+/// place of the program's.
 class SilentGdal
 {
 public:

@@ -90,9 +90,9 @@ private:
         return m_options.m_factor ? resolutionOf(*m_options.m_factor, pixelSize()) : *m_options.m_resolution;
     }
 
-    /// The resolution that is so many times the input's when it is divided again, which the product may not be. There may
-    /// be none: no number divided by 0.1 is 3. Then it is the next one on the side from which a half is rounded up as that
-    /// of the factor itself is: of the output's resolution for blocks, of a tile's pixels for the Gaussian.
+    /// The resolution that is so many times the input's when it is divided again, which the product may not be. There
+    /// may be none: no number divided by 0.1 is 3. Then it is the next one on the side from which a half is rounded
+    /// up as that of the factor itself is: of the output's resolution for blocks, of a tile's pixels for the Gaussian.
     double resolutionOf(double factor, double pixelSize) const
     {
         constexpr double largest = std::numeric_limits<double>::max();

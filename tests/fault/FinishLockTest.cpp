@@ -35,7 +35,8 @@ void write(GDALStreamer& set, const QString& path)
 }
 
 /// Takes the lock over and over, and counts how often it has it while the raster is completed: its unfinished file is there
-/// before and after. The times at which the file has grown are those while it is compressed, without the wait for the disk.
+/// before and after. The times at which the file has grown are those while it is compressed, without the wait for the
+/// disk.
 class Other
 {
 public:
