@@ -1,6 +1,6 @@
 #include "companion/errorhandler.h"
 
-#include "companion/log.h"
+#include "companion/logmessage.h"
 
 #include <QString>
 
@@ -34,9 +34,7 @@ void logErrorHandler(CPLErr severity, int number, const char* message)
 {
     // GDAL calls this from the middle of C libraries, through which no exception may pass.
     try {
-        log::LogStreamer(log::defaultLogSource(), levelOf(severity), QString(),
-                         log::FileAndLine("errorhandler", __LINE__))
-            << "GDAL " << number << ": " << QString::fromUtf8(message);
+        log::message(levelOf(severity)) << "GDAL " << number << ": " << QString::fromUtf8(message);
     } catch (...) {
     }
 }

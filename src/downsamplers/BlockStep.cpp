@@ -2,7 +2,7 @@
 
 #include "companion/PixelMatrix.h"
 #include "companion/errnotext.h"
-#include "companion/log.h"
+#include "companion/logmessage.h"
 #include "companion/pixelvalues.h"
 #include "downsamplers/StripRun.h"
 #include "downsamplers/missingvalues.h"
@@ -43,8 +43,7 @@ bool isEmpty(const PixelBox& box)
 bool tellUnwritten(const GDALStreamer& output)
 {
     const QString reason = errnoText();
-    log::LogStreamer(log::defaultLogSource(), log::level::error, QString(),
-                     log::FileAndLine("DownsamplerBase", 199))
+    log::message(log::level::error, /*sourceFile=*/"DownsamplerBase", /*line=*/199)
         << "Unable to write tile to '" << output.path() << "': " << reason;
     return false;
 }

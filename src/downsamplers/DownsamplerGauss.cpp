@@ -1,7 +1,7 @@
 #include "downsamplers/DownsamplerGauss.h"
 
 #include "companion/errnotext.h"
-#include "companion/log.h"
+#include "companion/logmessage.h"
 #include "companion/pixelvalues.h"
 #include "downsamplers/GaussRow.h"
 #include "downsamplers/StripRun.h"
@@ -42,9 +42,7 @@ PixelBox outBoxOf(const GaussStep& plan, const StripPlace& strip)
 bool tellUnread(const GDALStreamer& input)
 {
     const QString reason = errnoText();
-    log::LogStreamer(log::defaultLogSource(), log::level::error, QString(),
-                     log::FileAndLine("DownsamplerGauss", __LINE__))
-        << "Unable to read tile " << input.path() << "': " << reason;
+    log::message(log::level::error) << "Unable to read tile " << input.path() << "': " << reason;
     return false;
 }
 
@@ -52,9 +50,8 @@ bool tellUnread(const GDALStreamer& input)
 bool tellUnwritten(const GDALStreamer& output, const PixelBox& tile)
 {
     const QString reason = errnoText();
-    log::LogStreamer(log::defaultLogSource(), log::level::error, QString(),
-                     log::FileAndLine("DownsamplerGauss", __LINE__))
-        << "Unable to write tile " << textOf(tile) << " to '" << output.path() << "': " << reason;
+    log::message(log::level::error) << "Unable to write tile " << textOf(tile) << " to '" << output.path()
+                                    << "': " << reason;
     return false;
 }
 

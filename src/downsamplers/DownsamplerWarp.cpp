@@ -3,7 +3,7 @@
 #include "companion/CommandOptions.h"
 #include "companion/file.h"
 #include "companion/gdaldrivers.h"
-#include "companion/log.h"
+#include "companion/logmessage.h"
 #include "companion/pixelvalues.h"
 #include "streaming/gdaldataset.h"
 #include "streaming/gdalmessages.h"
@@ -113,9 +113,7 @@ bool warp(const QString& inputPath, const QString& outputPath, const QStringList
         failure = source ? messages.firstFailure() : whyNotOpened(inputPath);
         if (failure.isEmpty())
             failure = "GDAL gives no reason";
-        log::LogStreamer(log::defaultLogSource(), log::level::error, QString(),
-                         log::FileAndLine("DownsamplerWarp", __LINE__))
-            << "Error code from GDAL: " << usageError;
+        log::message(log::level::error) << "Error code from GDAL: " << usageError;
     }
     // A missing result alone does not count as a failure, only what GDAL says of the arguments does.
     return usageError == 0 && !progress.stopped();

@@ -2,7 +2,7 @@
 #include "companion/datasetinfo.h"
 #include "companion/file.h"
 #include "companion/imageformat.h"
-#include "companion/log.h"
+#include "companion/logmessage.h"
 #include "companion/pixelvalues.h"
 #include "companion/sidepaths.h"
 #include "streaming/RasterDescription.h"
@@ -30,17 +30,14 @@ using Code = StreamError::Code;
 
 void warnAboutPixelShape(const Geotransform& geotransform)
 {
-    log::LogStreamer(log::defaultLogSource(), log::level::warning, QString(),
-                     log::FileAndLine("gdal_t", __LINE__))
+    log::message(log::level::warning)
         << "Read image with non-square pixels: dx = " << geotransform[1] << ", dy = " << geotransform[5];
 }
 
 void warnAboutEmptyExtent(const QString& path, const Geotransform& geotransform)
 {
-    log::LogStreamer(log::defaultLogSource(), log::level::warning, QString(),
-                     log::FileAndLine("gdal_t", __LINE__))
-        << "Image has no pixels in units of 0.00001 map units: '" << path << "', dx = " << geotransform[1]
-        << ", dy = " << geotransform[5];
+    log::message(log::level::warning) << "Image has no pixels in units of 0.00001 map units: '" << path
+                                      << "', dx = " << geotransform[1] << ", dy = " << geotransform[5];
 }
 
 std::optional<Geotransform> geotransformOf(GDALDataset& dataset)

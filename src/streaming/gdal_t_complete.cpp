@@ -3,7 +3,7 @@
 #include "companion/file.h"
 #include "companion/geo.h"
 #include "companion/imageformat.h"
-#include "companion/log.h"
+#include "companion/logmessage.h"
 #include "companion/nativepath.h"
 #include "companion/syncfile.h"
 #include "streaming/Completion.h"
@@ -44,12 +44,6 @@ using TranslateOptions = std::unique_ptr<GDALTranslateOptions, FreeTranslateOpti
 QString outOfMemory()
 {
     return QStringLiteral("Memory ran out");
-}
-
-void logMessage(log::level level, std::size_t line, const QString& text)
-{
-    log::LogStreamer(log::defaultLogSource(), level, QString(), log::FileAndLine("gdal_t_complete", line))
-        << text;
 }
 
 bool isDiskFull(const QString& path, std::uintmax_t needed, std::uintmax_t& available)
@@ -259,7 +253,7 @@ void GDALStreamer::gdal_t::failToComplete(const QString& reason, std::uint64_t b
     if (completion && completion->isStopped())
         return;
     failFile(*this, Code::CannotComplete, withRoomLeft(reason, path, bytesNeeded));
-    logMessage(log::level::error, __LINE__, "Failed to write to <" + path + end);
+    log::message(log::level::error) << "Failed to write to <" << path << end;
 }
 
 QString GDALStreamer::gdal_t::saveReference()
@@ -288,7 +282,7 @@ void GDALStreamer::gdal_t::finaliseGeoTiff(Completion* completion)
             failToComplete(reason, sizeOf(tmppath), ">", completion);
         }
         if (usageError != 0)
-            logMessage(log::level::error, __LINE__, "GDAL error " + QString::number(usageError));
+            log::message(log::level::error) << "GDAL error " << usageError;
     } catch (...) {
         // The working file goes in any case.
         failFile(*this, Code::CannotComplete, reason.isEmpty() ? outOfMemory() : reason);

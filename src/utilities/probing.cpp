@@ -1,6 +1,6 @@
 #include "utilities/probing.h"
 
-#include "companion/log.h"
+#include "companion/logmessage.h"
 
 #include <exception>
 
@@ -41,9 +41,7 @@ bool imageInfoWithGDAL(const QString& path, ImageInfo& info)
             imageInfoWithGDAL(set, info);
             return true;
         }
-        log::LogStreamer(log::defaultLogSource(), log::level::warning, QString(),
-                         log::FileAndLine("probing", __LINE__))
-            << "Unable to open image " + path;
+        log::message(log::level::warning) << "Unable to open image " + path;
     } catch (const std::exception&) {
         // A path that cannot be probed holds no image, whatever the reason.
     }

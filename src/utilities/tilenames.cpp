@@ -1,7 +1,7 @@
 #include "tilenames.h"
 
 #include "../companion/file.h"
-#include "../companion/log.h"
+#include "../companion/logmessage.h"
 #include "../companion/text.h"
 
 #include <QStringList>
@@ -25,13 +25,9 @@ bool parseIndices(const QStringList& pieces, int& x, int& y)
         y = text::fromString<int>(pieces[pieces.size() - 1]);
         return true;
     } catch (const std::exception& e) {
-        log::LogStreamer(log::defaultLogSource(), log::level::notice, QString(),
-                         log::FileAndLine("tilenames", __LINE__))
-            << "gdal::path2tile:: caught known exception " << e.what();
+        log::message(log::level::notice) << "gdal::path2tile:: caught known exception " << e.what();
     } catch (...) {
-        log::LogStreamer(log::defaultLogSource(), log::level::error, QString(),
-                         log::FileAndLine("tilenames", __LINE__))
-            << "gdal::path2tile: caught unknown exception ";
+        log::message(log::level::error) << "gdal::path2tile: caught unknown exception ";
     }
     return false;
 }
