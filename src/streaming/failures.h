@@ -7,6 +7,12 @@
 
 #include <cstdint>
 
+/// @file
+/// Why an operation of a file failed.
+///
+/// A function named `require…` checks what an operation needs, and notes the reason with `failFile` if that is not so.
+/// A question (`is…`, `has…`) notes nothing. If it gives a reason, then through an argument.
+
 namespace vexel {
 
 /// Notes why an operation of a file failed; GDAL fails without a word now and then. Always false, to be returned.

@@ -130,23 +130,16 @@ struct Window
     int rows;
 };
 
-/// False for a box without area, which RasterIO would pass over in silence, and for one too large for it.
-bool windowOf(const PixelBox& box, Window& window)
+/// Not a box without area, which RasterIO would skip without an error, nor one too large for it.
+bool requireWindow(Handle& handle, const PixelBox& box, Window& window)
 {
     const std::int64_t columns = std::int64_t{box.max_corner().x()} - box.min_corner().x();
     const std::int64_t rows = std::int64_t{box.max_corner().y()} - box.min_corner().y();
     constexpr std::int64_t largest = std::numeric_limits<int>::max();
     if (columns < 1 || rows < 1 || columns > largest || rows > largest)
-        return false;
+        return failFile(handle, Code::BadArgument, "The box " + boxText(box) + " has no area");
     window = {box.min_corner().x(), box.min_corner().y(), static_cast<int>(columns), static_cast<int>(rows)};
     return true;
-}
-
-/// `windowOf` with the reason noted.
-bool windowIn(Handle& handle, const PixelBox& box, Window& window)
-{
-    return windowOf(box, window) ||
-           failFile(handle, Code::BadArgument, "The box " + boxText(box) + " has no area");
 }
 
 bool hasBand(const Handle& handle, std::size_t band)
@@ -154,7 +147,8 @@ bool hasBand(const Handle& handle, std::size_t band)
     return handle.dataset && band >= 1 && band <= handle.noBands;
 }
 
-GDALRasterBand* bandOf(Handle& handle, std::size_t band)
+/// Returns null if the file has no such band.
+GDALRasterBand* requireBand(Handle& handle, std::size_t band)
 {
     if (hasBand(handle, band))
         return handle.dataset->GetRasterBand(static_cast<int>(band));
@@ -162,13 +156,14 @@ GDALRasterBand* bandOf(Handle& handle, std::size_t band)
     return nullptr;
 }
 
-bool isWritable(Handle& handle)
+bool requireWritable(Handle& handle)
 {
     return handle.dataset->GetAccess() == GA_Update ||
            failFile(handle, Code::NotWritable, "The file was opened to be read");
 }
 
-bool isSize(Handle& handle, Eigen::Index width, Eigen::Index height)
+/// An empty matrix is fine, and nothing is read into it.
+bool requireSize(Handle& handle, Eigen::Index width, Eigen::Index height)
 {
     return (width >= 0 && height >= 0) ||
            failFile(handle, Code::BadArgument, "There are no pixels of " + sizeText(width, height));
@@ -186,7 +181,7 @@ struct Source
 template <class T>
 bool prepareRead(Handle& handle, PixelMatrix<T>& out, const Source& source, Window& window)
 {
-    if (!windowIn(handle, source.box, window) || !isSize(handle, source.width, source.height))
+    if (!requireWindow(handle, source.box, window) || !requireSize(handle, source.width, source.height))
         return false;
     resizePixels(out, source.height, source.width);
     return true;
@@ -195,7 +190,7 @@ bool prepareRead(Handle& handle, PixelMatrix<T>& out, const Source& source, Wind
 template <class T>
 bool readPixels(Handle& handle, PixelMatrix<T>& out, std::size_t band, const Source& source)
 {
-    GDALRasterBand* raster = bandOf(handle, band);
+    GDALRasterBand* raster = requireBand(handle, band);
     Window window{};
     if (!raster || !prepareRead(handle, out, source, window))
         return false;
@@ -212,8 +207,8 @@ bool readBand(Handle& handle, PixelMatrix<T>& out, std::size_t band, const Sourc
     return readTransfer(handle, [&] { return readPixels(handle, out, band, source); });
 }
 
-/// True if a matrix of that size belongs into the box.
-bool fits(Handle& handle, const Window& window, Eigen::Index rows, Eigen::Index columns)
+/// The box must have the size of the matrix.
+bool requireFit(Handle& handle, const Window& window, Eigen::Index rows, Eigen::Index columns)
 {
     return (window.columns == columns && window.rows == rows) ||
            failFile(handle, Code::BadArgument,
@@ -225,10 +220,10 @@ template <class T>
 bool writePixels(Handle& handle, const PixelMatrix<T>& in, std::size_t band, const PixelBox& dst)
 {
     Window window{};
-    if (!windowIn(handle, dst, window) || !fits(handle, window, in.rows(), in.cols()))
+    if (!requireWindow(handle, dst, window) || !requireFit(handle, window, in.rows(), in.cols()))
         return false;
-    GDALRasterBand* raster = bandOf(handle, band);
-    if (!raster || !isWritable(handle))
+    GDALRasterBand* raster = requireBand(handle, band);
+    if (!raster || !requireWritable(handle))
         return false;
     // GDAL takes one pointer for both directions.
     void* pixels = const_cast<T*>(in.data());
@@ -244,7 +239,8 @@ bool writeBand(Handle& handle, const PixelMatrix<T>& in, std::size_t band, const
     return writeTransfer(handle, [&] { return writePixels(handle, in, band, dst); });
 }
 
-bool haveBands(Handle& handle, const std::vector<int>& bands)
+/// At least one band, and only bands of the file.
+bool requireBands(Handle& handle, const std::vector<int>& bands)
 {
     if (bands.empty())
         return failFile(handle, Code::NoSuchBand, "No band was named");
@@ -325,8 +321,8 @@ bool failColours(Handle& handle)
                     QString("Its %1 bands are not those of packed colours").arg(handle.noBands));
 }
 
-/// `gdal_t::valid` with the reason noted.
-bool contains(Handle& handle, const PixelBox& box)
+/// The box must lie in the file, by the rule of `gdal_t::valid`.
+bool requireInside(Handle& handle, const PixelBox& box)
 {
     return handle.valid(box) || failFile(handle, Code::BadArgument,
                                          "The box " + boxText(box) + " reaches beyond the file's " +
@@ -335,7 +331,7 @@ bool contains(Handle& handle, const PixelBox& box)
 
 bool readPackedPixels(Handle& handle, PackedPixels& out, bool withAlpha, const Source& source)
 {
-    if (!contains(handle, source.box))
+    if (!requireInside(handle, source.box))
         return false;
     const bool bytes = handle.dtype == DataType::UInt8;
     if (handle.noBands == 3 || handle.noBands == 4)
@@ -355,11 +351,12 @@ bool readPacked(Handle& handle, PackedPixels& out, bool withAlpha, const Source&
 bool writePackedPixels(Handle& handle, const PackedPixels& in, int bands, const PixelBox& dst)
 {
     Window window{};
-    if (!contains(handle, dst))
+    if (!requireInside(handle, dst))
         return false;
     if (handle.noBands != static_cast<std::uint64_t>(bands))
         return failColours(handle);
-    if (!windowIn(handle, dst, window) || !fits(handle, window, in.rows(), in.cols()) || !isWritable(handle))
+    if (!requireWindow(handle, dst, window) || !requireFit(handle, window, in.rows(), in.cols()) ||
+        !requireWritable(handle))
         return false;
     // GDAL takes one pointer for both directions.
     auto& pixels = const_cast<PackedPixels&>(in);
@@ -466,9 +463,9 @@ bool Handle::readBands(const BandPixels<T>& out, const std::vector<int>& bands, 
 {
     return readTransfer(*this, [&] {
         Window window{};
-        if (!haveBands(*this, bands) || !windowIn(*this, src, window))
+        if (!requireBands(*this, bands) || !requireWindow(*this, src, window))
             return false;
-        if (!isSize(*this, out.columns, out.rows))
+        if (!requireSize(*this, out.columns, out.rows))
             return false;
         return out.rows == 0 || out.columns == 0 ||
                (Transfer(*this).beginRead(src) && transferBands(*dataset, GF_Read, bands, window, out));
@@ -480,8 +477,8 @@ bool Handle::writeBands(const BandPixels<const T>& in, const std::vector<int>& b
 {
     return writeTransfer(*this, [&] {
         Window window{};
-        if (!haveBands(*this, bands) || !windowIn(*this, dst, window) ||
-            !fits(*this, window, in.rows, in.columns) || !isWritable(*this))
+        if (!requireBands(*this, bands) || !requireWindow(*this, dst, window) ||
+            !requireFit(*this, window, in.rows, in.columns) || !requireWritable(*this))
             return false;
         // GDAL takes one pointer for both directions.
         const BandPixels<T> pixels{const_cast<T*>(in.first), in.rows, in.columns, in.rowStep, in.bandStep};
