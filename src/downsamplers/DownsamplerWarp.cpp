@@ -72,12 +72,10 @@ private:
 /// GDAL opens the input of a warp without a word. Nobody else hears of this second try.
 QString whyNotOpened(const QString& path)
 {
-    GdalMessages messages(GdalMessages::HandlerException::IsDropped);
+    const GdalMessages messages(GdalMessages::Fate::Dropped);
     takeDataset(GDALOpenEx(path.toUtf8().constData(), GDAL_OF_RASTER | GDAL_OF_VERBOSE_ERROR, nullptr,
                            nullptr, nullptr));
-    const QString reason = messages.firstFailure();
-    messages.take();
-    return reason;
+    return messages.firstFailure();
 }
 
 /// Runs GDAL's warp utility. False if GDAL does not accept the arguments or was asked to stop.

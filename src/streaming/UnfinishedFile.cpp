@@ -65,7 +65,7 @@ bool UnfinishedFile::takePlace(Dataset result, WholenessCheck isWhole, GdalMessa
     // A full disk may show only now, and only by a message, or by none.
     messages.ignoreSoFar();
     result.reset();
-    if (messages.tellOfFailure()) {
+    if (messages.hasFailure()) {
         reason = messages.firstFailure();
         return false;
     }

@@ -121,7 +121,7 @@ struct TranslateSettings
 bool translateFile(const QString& source, UnfinishedFile& unfinished, const gdal::CommandOptions& arguments,
                    int& usageError, QString& reason)
 {
-    GdalMessages messages(GdalMessages::HandlerException::IsDropped);
+    GdalMessages messages(GdalMessages::Fate::HandedOnNoThrow);
     const TranslateOptions options(GDALTranslateOptionsNew(arguments.options(), nullptr));
     // Without options GDAL would copy the raster as it is, and report no error.
     usageError = options ? 0 : 1;
@@ -185,10 +185,10 @@ bool GDALStreamer::gdal_t::release(QString& reason)
 {
     if (!dataset && !m_aside.dataset)
         return true;
-    const GdalMessages messages(GdalMessages::HandlerException::IsDropped);
+    const GdalMessages messages(GdalMessages::Fate::HandedOnNoThrow);
     releaseDataset();
     reason = messages.firstFailure();
-    return !messages.tellOfFailure();
+    return !messages.hasFailure();
 }
 
 void GDALStreamer::gdal_t::discard()
@@ -235,7 +235,7 @@ void GDALStreamer::gdal_t::finaliseImage(Completion* completion)
     QString reason;
     {
         UnfinishedFile unfinished(path, completion);
-        GdalMessages messages(GdalMessages::HandlerException::IsDropped);
+        GdalMessages messages(GdalMessages::Fate::HandedOnNoThrow);
         Dataset copy(driver && dataset ? driver->CreateCopy(unfinished.path().toUtf8().constData(), dataset,
                                                             /*strict=*/FALSE, options.options(),
                                                             &UnfinishedFile::progress, &unfinished)
@@ -321,7 +321,7 @@ bool GDALStreamer::gdal_t::finishWorkingFile(QString& reason, Completion* comple
         return true;
     }
     if (std::find(m_unwrittenBlocks.begin(), m_unwrittenBlocks.end(), true) != m_unwrittenBlocks.end()) {
-        const GdalMessages messages(GdalMessages::HandlerException::IsDropped);
+        const GdalMessages messages(GdalMessages::Fate::HandedOnNoThrow);
         const auto goesOn = [completion] { return !completion || completion->goesOn(0.0); };
         if (!openToTransfer() || !unwritten::fillAll(*dataset, m_unwrittenBlocks, goesOn)) {
             reason = messages.firstFailure();

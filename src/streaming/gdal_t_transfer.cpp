@@ -116,7 +116,7 @@ bool writeTransfer(Handle& handle, const Work& work)
             messages.ignoreSoFar();
     }
     QString reason;
-    if (written && !messages.tellOfFailure())
+    if (written && !messages.hasFailure())
         return !creates || isCreated(handle, reason) || failFile(handle, Code::CannotWrite, reason);
     return failTransfer(handle, Code::CannotWrite, messages);
 }

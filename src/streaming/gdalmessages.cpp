@@ -17,11 +17,11 @@ thread_local int listeners = 0; // one may live within another, to which it hand
 
 } // namespace
 
-GdalMessages::GdalMessages(HandlerException exception)
-    : m_exception(exception), m_exceptionsBefore(std::uncaught_exceptions())
+GdalMessages::GdalMessages(Fate fate) : m_fate(fate), m_exceptionsBefore(std::uncaught_exceptions())
 {
-    CPLPushErrorHandlerEx(&GdalMessages::note, this);
-    CPLSetCurrentErrorHandlerCatchDebug(FALSE);
+    CPLPushErrorHandlerEx(&GdalMessages::listen, this);
+    if (m_fate != Fate::Dropped)
+        CPLSetCurrentErrorHandlerCatchDebug(FALSE);
     ++listeners;
 }
 
@@ -30,8 +30,7 @@ GdalMessages::~GdalMessages() noexcept(false)
     const int error = errno;
     const std::exception_ptr thrown = handOn();
     errno = error;
-    if (thrown && m_exception == HandlerException::ComesOut &&
-        std::uncaught_exceptions() == m_exceptionsBefore)
+    if (thrown && m_fate == Fate::HandedOn && std::uncaught_exceptions() == m_exceptionsBefore)
         std::rethrow_exception(thrown);
 }
 
@@ -39,7 +38,7 @@ std::exception_ptr GdalMessages::handOn()
 {
     CPLPopErrorHandler();
     --listeners;
-    return handOn(m_messages);
+    return m_fate == Fate::Dropped ? nullptr : handOn(m_messages);
 }
 
 std::exception_ptr GdalMessages::handOn(const std::vector<Message>& messages)
@@ -59,16 +58,25 @@ std::exception_ptr GdalMessages::handOn(const std::vector<Message>& messages)
     return thrown;
 }
 
-void GdalMessages::note(CPLErr severity, CPLErrorNum number, const char* text)
+void GdalMessages::listen(CPLErr severity, CPLErrorNum number, const char* text)
 {
     auto* self = static_cast<GdalMessages*>(CPLGetErrorHandlerUserData());
     try {
-        if (severity == CE_Fatal)
-            self->handOnFatal(number, text ? text : "");
-        self->m_messages.push_back({severity, number, text ? text : ""});
+        self->note(severity, number, text ? text : "");
     } catch (...) {
-        // GDAL's code is no place for exceptions. That there was a failure its results tell in most cases.
+        // GDAL's code is no place for exceptions. That there was a failure counts more than its text.
+        if (severity >= CE_Failure)
+            self->m_hasLostFailure = true;
     }
+}
+
+void GdalMessages::note(CPLErr severity, CPLErrorNum number, const char* text)
+{
+    if (m_fate == Fate::Dropped && (severity < CE_Failure || hasFailure()))
+        return;
+    if (m_fate != Fate::Dropped && severity == CE_Fatal)
+        handOnFatal(number, text);
+    m_messages.push_back({severity, number, text});
 }
 
 void GdalMessages::handOnFatal(CPLErrorNum number, const char* text)
@@ -88,9 +96,17 @@ const GdalMessages::Message* GdalMessages::firstFailureMessage() const
     return found == m_messages.end() ? nullptr : &*found;
 }
 
-bool GdalMessages::tellOfFailure() const
+bool GdalMessages::hasFailure() const
 {
-    return firstFailureMessage() != nullptr;
+    return m_hasLostFailure || firstFailureMessage();
+}
+
+void GdalMessages::ignoreSoFar()
+{
+    if (m_fate == Fate::Dropped)
+        m_messages.clear();
+    m_firstThatCounts = m_messages.size();
+    m_hasLostFailure = false;
 }
 
 void GdalMessages::forgetFailures()
@@ -101,10 +117,10 @@ void GdalMessages::forgetFailures()
     m_messages.erase(std::remove_if(m_messages.begin(), m_messages.end(), isFailure), m_messages.end());
 }
 
-QString GdalMessages::firstFailure() const
+QString GdalMessages::firstFailure(const QString& otherwise) const
 {
     const Message* message = firstFailureMessage();
-    return message ? QString::fromUtf8(message->text.c_str()) : QString();
+    return message && !message->text.empty() ? QString::fromUtf8(message->text.c_str()) : otherwise;
 }
 
 HeldGdalMessages::Collector::~Collector() noexcept(false)

@@ -14,35 +14,42 @@
 
 namespace vexel {
 
-/// Listens to what GDAL says on this thread while it lives, and then lets the application's handler have it. A fatal
-/// message, with which GDAL ends the process, is handed on at once, and those before it too.
+/// Listens to what GDAL says on this thread while it lives, and then lets the application's handler have it, or drops it.
 ///
 /// Some failures, a full disk for one, GDAL reports by its messages alone, from functions that return nothing.
 class GdalMessages
 {
 public:
-    /// What becomes of an exception that the application's handler throws.
-    enum class HandlerException
+    /// What becomes of the messages.
+    enum class Fate
     {
-        ComesOut, ///< once all messages have been handed on
-        IsDropped ///< where what was done cannot be taken back, a file that has taken its place for one
+        /// The application's handler gets them in the end, in order. If it throws, the first exception comes out once
+        /// all have been handed on. It gets a fatal message, with which GDAL ends the process, at once, and those before
+        /// it too. GDAL's debug messages never wait here.
+        HandedOn,
+        /// The same, but exceptions of the handler are dropped: where what was done cannot be taken back, for example a
+        /// file that has taken its place.
+        HandedOnNoThrow,
+        /// Nobody gets them, debug messages included. Only the first failure is kept, because a damaged file can give
+        /// rise to billions, and those that follow only tell what came of the first.
+        Dropped
     };
 
-    explicit GdalMessages(HandlerException exception = HandlerException::ComesOut);
-    /// Hands the messages on, in order. Leaves `errno` as it is.
+    explicit GdalMessages(Fate fate = Fate::HandedOn);
+    /// Leaves `errno` as it is.
     ~GdalMessages() noexcept(false);
 
     GdalMessages(const GdalMessages&) = delete;
     GdalMessages& operator=(const GdalMessages&) = delete;
 
     /// True if GDAL has reported a failure, not just a warning, since the start or the last `ignoreSoFar()`.
-    bool tellOfFailure() const;
+    bool hasFailure() const;
 
-    /// The first such failure, empty if there is none.
-    QString firstFailure() const;
+    /// The text of the first such failure, `otherwise` if there is none, or none with a text.
+    QString firstFailure(const QString& otherwise = QString()) const;
 
     /// Failures so far do not count any more.
-    void ignoreSoFar() { m_firstThatCounts = m_messages.size(); }
+    void ignoreSoFar();
 
     struct Message
     {
@@ -59,7 +66,8 @@ public:
     std::vector<Message> take() { return std::exchange(m_messages, {}); }
 
 private:
-    static void CPL_STDCALL note(CPLErr severity, CPLErrorNum number, const char* text);
+    static void CPL_STDCALL listen(CPLErr severity, CPLErrorNum number, const char* text);
+    void note(CPLErr severity, CPLErrorNum number, const char* text);
     void handOnFatal(CPLErrorNum number, const char* text);
     /// Stops listening and hands on what there is. Gives the first exception that came of it, null if none.
     std::exception_ptr handOn();
@@ -67,10 +75,11 @@ private:
     friend class HeldGdalMessages;
     const Message* firstFailureMessage() const;
 
-    HandlerException m_exception;
+    Fate m_fate;
     int m_exceptionsBefore;
     std::vector<Message> m_messages;
     std::size_t m_firstThatCounts = 0;
+    bool m_hasLostFailure = false; ///< one that counts, but that there was no memory for
 };
 
 /// Messages about something that was done before its turn: the application's handler has them when its turn comes, or

@@ -23,9 +23,9 @@ bool WarpOutput::finish(Dataset result) const
 {
     bool isWhole = result != nullptr;
     {
-        const GdalMessages messages(GdalMessages::HandlerException::IsDropped);
+        const GdalMessages messages(GdalMessages::Fate::HandedOnNoThrow);
         result.reset();
-        isWhole = isWhole && !messages.tellOfFailure();
+        isWhole = isWhole && !messages.hasFailure();
     }
     if (!isWhole)
         discard();

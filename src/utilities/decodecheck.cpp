@@ -48,7 +48,7 @@ void DecodeCheck::run(const Image& image, const DecodableBlocks* decodable)
 
 void DecodeCheck::decodeRow(const BlockRow& blocks, const DecodableBlocks* decodable)
 {
-    m_messages.forget();
+    m_messages.ignoreSoFar();
     if (decodes(blocks, decodable)) {
         m_damaged.end();
         return;
@@ -60,7 +60,7 @@ void DecodeCheck::decodeRow(const BlockRow& blocks, const DecodableBlocks* decod
                              -1,
                              blocks.row,
                              VerifyCode::BlockDamaged,
-                             blocks.image.name + m_messages.firstFailureOr("cannot be decoded")};
+                             blocks.image.name + m_messages.firstFailure("cannot be decoded")};
     });
 }
 
@@ -103,7 +103,7 @@ bool DecodeCheck::decodes(const BlockRow& blocks, int firstBlock, int endBlock)
             if (blocks.image.dataset->RasterIO(GF_Read, left, upper, columnsHere, rowsHere, m_pixels.data(),
                                                columnsHere, rowsHere, type, static_cast<int>(bands.size()),
                                                bands.data(), 0, 0, 0, nullptr) != CE_None ||
-                m_messages.tellOfFailure())
+                m_messages.hasFailure())
                 return false;
         }
     return true;

@@ -1,8 +1,8 @@
 #ifndef VEXEL_UTILITIES_DECODECHECK_H
 #define VEXEL_UTILITIES_DECODECHECK_H
 
+#include "streaming/gdalmessages.h"
 #include "utilities/decodableblocks.h"
-#include "utilities/gdalonthread.h"
 #include "utilities/imageblocks.h"
 #include "utilities/verifyreport.h"
 
@@ -18,7 +18,7 @@ class DecodeCheck
 {
 public:
     /// @param mostFailures how many rows of blocks are tried that cannot be decoded.
-    DecodeCheck(const QString& path, std::uint64_t mostFailures, Messages& messages, VerifyReport& report)
+    DecodeCheck(const QString& path, std::uint64_t mostFailures, GdalMessages& messages, VerifyReport& report)
         : m_path(path), m_failuresLeft(mostFailures), m_messages(messages),
           m_damaged(report, "row of blocks", "rows of blocks")
     {}
@@ -46,7 +46,7 @@ private:
 
     const QString& m_path;
     std::uint64_t m_failuresLeft;
-    Messages& m_messages;
+    GdalMessages& m_messages;
     Run m_damaged;
     std::vector<unsigned char> m_pixels;
 };

@@ -1,12 +1,13 @@
 #include "utilities/filecheck.h"
 
+#include "companion/ThreadOption.h"
 #include "companion/datasetinfo.h"
 #include "streaming/GDALMutex.h"
 #include "streaming/gdaldataset.h"
+#include "streaming/gdalmessages.h"
 #include "streaming/georeference.h"
 #include "utilities/blockplaces.h"
 #include "utilities/decodecheck.h"
-#include "utilities/gdalonthread.h"
 #include "utilities/imageblocks.h"
 #include "utilities/placecheck.h"
 #include "utilities/verifyreport.h"
@@ -55,16 +56,16 @@ std::uint64_t countBlocks(const Image& image)
            static_cast<std::uint64_t>(grid.layers());
 }
 
-void decodeFile(const QString& path, bool oneOfMany, Messages& messages, FileCheck& check)
+void decodeFile(const QString& path, bool oneOfMany, GdalMessages& messages, FileCheck& check)
 {
     // A cut JPEG image has gray pixels at its end, of which its decoder merely warns.
     const ThreadOption strict("GDAL_ERROR_ON_LIBJPEG_WARNING", "YES");
     // What GDAL says on threads of its own is not heard here.
     const ThreadOption onThisThread("GDAL_NUM_THREADS", "1");
-    messages.forget();
+    messages.ignoreSoFar();
     const Dataset file = openToRead(path, oneOfMany);
     if (!file) {
-        add(check.report, path, VerifyCode::NotOpened, messages.firstFailureOr("cannot be opened"));
+        add(check.report, path, VerifyCode::NotOpened, messages.firstFailure("cannot be opened"));
         return;
     }
     // A file cannot hold more damaged rows than it has bytes, while a short header can claim billions.
@@ -109,8 +110,8 @@ QString reasonAgainst(const Description& description)
 }
 
 /// Looks where the blocks of a file lie, if GDAL tells.
-void checkPlaces(GDALDataset& file, const QString& path, const std::vector<Image>& images, Messages& messages,
-                 FileCheck& check)
+void checkPlaces(GDALDataset& file, const QString& path, const std::vector<Image>& images,
+                 GdalMessages& messages, FileCheck& check)
 {
     const std::optional<std::uint64_t> size = sizeOf(path);
     check.placesKnown = isGeoTiff(file) && size;
@@ -123,12 +124,12 @@ void checkPlaces(GDALDataset& file, const QString& path, const std::vector<Image
 }
 
 /// Checks what the headers say. False if the library does not read the file.
-bool checkHeaders(const QString& path, bool oneOfMany, Messages& messages, FileCheck& check)
+bool checkHeaders(const QString& path, bool oneOfMany, GdalMessages& messages, FileCheck& check)
 {
     const ThreadOption wholeStrips(splitOption, "NO");
     const Dataset file = openToRead(path, oneOfMany);
     if (!file) {
-        add(check.report, path, VerifyCode::NotOpened, messages.firstFailureOr("cannot be opened"));
+        add(check.report, path, VerifyCode::NotOpened, messages.firstFailure("cannot be opened"));
         return false;
     }
     check.report.noFiles = 1;
@@ -140,8 +141,8 @@ bool checkHeaders(const QString& path, bool oneOfMany, Messages& messages, FileC
     }
     check.description = description;
     const std::vector<Image> images = imagesOf(*file);
-    if (messages.tellOfFailure())
-        add(check.report, path, VerifyCode::HeaderDamaged, messages.firstFailureOr(QString()));
+    if (messages.hasFailure())
+        add(check.report, path, VerifyCode::HeaderDamaged, messages.firstFailure());
     checkPlaces(*file, path, images, messages, check);
     return true;
 }
@@ -151,7 +152,7 @@ bool checkHeaders(const QString& path, bool oneOfMany, Messages& messages, FileC
 FileCheck checkFile(const QString& path, bool decode, bool oneOfMany)
 {
     const GDALMutex lock;
-    Messages messages;
+    GdalMessages messages(GdalMessages::Fate::Dropped);
     FileCheck check;
     if (!checkHeaders(path, oneOfMany, messages, check))
         return check;
@@ -170,11 +171,11 @@ bool hasAllBlocks(const QString& path, QString& reason)
 {
     using namespace verification;
     const GDALMutex lock;
-    Messages messages;
+    GdalMessages messages(GdalMessages::Fate::Dropped);
     const ThreadOption wholeStrips(splitOption, "NO");
     const Dataset file = openToRead(path, /*oneOfMany=*/true);
     if (!file) {
-        reason = messages.firstFailureOr("cannot be opened");
+        reason = messages.firstFailure("cannot be opened");
         return false;
     }
     FileCheck check;

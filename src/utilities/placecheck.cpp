@@ -20,7 +20,7 @@ std::optional<DecodableBlocks> PlaceCheck::run(const Image& image)
     }
     m_tablesLeft -= blocks * static_cast<std::uint64_t>(grid.layers());
     DecodableBlocks decodable(grid);
-    m_messages.forget();
+    m_messages.ignoreSoFar();
     checkBlocks(image, grid, decodable);
     const std::uint64_t bytes = decodable.choose();
     if (bytes > m_bytesLeft) {
@@ -50,8 +50,8 @@ bool PlaceCheck::checkBlock(const Image& image, const BlockGrid& grid, int layer
 {
     const std::uint64_t offset = item(image.band(layer), "BLOCK_OFFSET", column, row);
     const std::uint64_t size = item(image.band(layer), "BLOCK_SIZE", column, row);
-    if (m_messages.tellOfFailure()) {
-        addTableFinding(image, grid.bandOfLayer(layer), m_messages.firstFailureOr(QString()));
+    if (m_messages.hasFailure()) {
+        addTableFinding(image, grid.bandOfLayer(layer), m_messages.firstFailure());
         return false;
     }
     const bool isSparse = offset == 0 && size == 0;

@@ -1,8 +1,8 @@
 #ifndef VEXEL_UTILITIES_PLACECHECK_H
 #define VEXEL_UTILITIES_PLACECHECK_H
 
+#include "streaming/gdalmessages.h"
 #include "utilities/decodableblocks.h"
-#include "utilities/gdalonthread.h"
 #include "utilities/verifyreport.h"
 
 #include <QString>
@@ -18,7 +18,7 @@ namespace vexel::gdal::verification {
 class PlaceCheck
 {
 public:
-    PlaceCheck(const QString& path, std::uint64_t fileSize, Messages& messages, VerifyReport& report)
+    PlaceCheck(const QString& path, std::uint64_t fileSize, GdalMessages& messages, VerifyReport& report)
         : m_path(path), m_fileSize(fileSize), m_messages(messages), m_report(report),
           m_lost(report, "block", "blocks"), m_tablesLeft(fileSize), m_bytesLeft(largestPart * fileSize)
     {}
@@ -46,7 +46,7 @@ private:
 
     const QString& m_path;
     std::uint64_t m_fileSize;
-    Messages& m_messages;
+    GdalMessages& m_messages;
     VerifyReport& m_report;
     Run m_lost;
     std::uint64_t m_tablesLeft; ///< bytes for the tables of further images

@@ -90,15 +90,15 @@ TEST_F(GdalMessagesTest, AreHandedOnInTheirOrderAtTheEnd)
 TEST_F(GdalMessagesTest, TellOfTheFirstFailureThatCounts)
 {
     GdalMessages messages;
-    EXPECT_FALSE(messages.tellOfFailure());
+    EXPECT_FALSE(messages.hasFailure());
     CPLError(CE_Warning, 1, "warning");
-    EXPECT_FALSE(messages.tellOfFailure());
+    EXPECT_FALSE(messages.hasFailure());
     CPLError(CE_Failure, 1, "one");
     CPLError(CE_Failure, 1, "two");
-    EXPECT_TRUE(messages.tellOfFailure());
+    EXPECT_TRUE(messages.hasFailure());
     EXPECT_EQ(messages.firstFailure(), "one");
     messages.ignoreSoFar();
-    EXPECT_FALSE(messages.tellOfFailure());
+    EXPECT_FALSE(messages.hasFailure());
     EXPECT_EQ(messages.firstFailure(), "");
     CPLError(CE_Failure, 1, "three");
     EXPECT_EQ(messages.firstFailure(), "three");
@@ -126,12 +126,65 @@ TEST_F(GdalMessagesTest, DropExceptionsOfTheHandlerWhereTheyAreAskedTo)
 {
     CPLPushErrorHandler(raise);
     EXPECT_NO_THROW({
-        const GdalMessages messages(GdalMessages::HandlerException::IsDropped);
+        const GdalMessages messages(GdalMessages::Fate::HandedOnNoThrow);
         CPLError(CE_Failure, 1, "one");
         CPLError(CE_Failure, 1, "two");
     });
     CPLPopErrorHandler();
     EXPECT_EQ(m_heard.size(), 2u);
+}
+
+// ---- Dropped
+
+TEST_F(GdalMessagesTest, ThatAreDroppedAreHandedToNobody)
+{
+    {
+        const GdalMessages messages(GdalMessages::Fate::Dropped);
+        CPLError(CE_Warning, 1, "warning");
+        CPLError(CE_Failure, 1, "one");
+        const GdalMessages opening;
+        CPLError(CE_Failure, 1, "two");
+    }
+    EXPECT_TRUE(m_heard.empty());
+}
+
+TEST_F(GdalMessagesTest, ThatAreDroppedIncludeThoseForDebugging)
+{
+    CPLSetConfigOption("CPL_DEBUG", "ON");
+    {
+        const GdalMessages messages(GdalMessages::Fate::Dropped);
+        CPLDebug("TEST", "dropped");
+    }
+    CPLDebug("TEST", "heard");
+    CPLSetConfigOption("CPL_DEBUG", nullptr);
+    EXPECT_EQ(m_heard.size(), 1u);
+}
+
+TEST_F(GdalMessagesTest, ThatAreDroppedLeaveTheirFirstFailureOnly)
+{
+    GdalMessages messages(GdalMessages::Fate::Dropped);
+    CPLError(CE_Warning, 1, "warning");
+    EXPECT_FALSE(messages.hasFailure());
+    EXPECT_EQ(messages.firstFailure("none"), "none");
+    for (int block = 0; block < 3; ++block)
+        CPLError(CE_Failure, 1, "block %d", block);
+    EXPECT_TRUE(messages.hasFailure());
+    EXPECT_EQ(messages.firstFailure("none"), "block 0");
+    messages.ignoreSoFar();
+    EXPECT_FALSE(messages.hasFailure());
+    EXPECT_EQ(messages.firstFailure("none"), "none");
+    CPLError(CE_Failure, 1, "another");
+    EXPECT_EQ(messages.firstFailure("none"), "another");
+    EXPECT_EQ(messages.take().size(), 1u);
+}
+
+TEST_F(GdalMessagesTest, WithoutTextCountAsFailures)
+{
+    const GdalMessages messages(GdalMessages::Fate::Dropped);
+    CPLError(CE_Failure, 1, "%s", "");
+    CPLError(CE_Failure, 1, "what came of it");
+    EXPECT_TRUE(messages.hasFailure());
+    EXPECT_EQ(messages.firstFailure("no text"), "no text");
 }
 
 // ---- Held for later
