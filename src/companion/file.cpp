@@ -153,17 +153,6 @@ QStringList namesIn(const QString& dir, const QString& pattern, bool filesOnly)
     return names;
 }
 
-// Absolute and free of links as far as the path exists; at least without "." and ".." if that cannot be told.
-fs::path resolved(const fs::path& path)
-{
-    std::error_code error;
-    const fs::path absolute = fs::absolute(path, error);
-    if (error)
-        return path.lexically_normal();
-    const fs::path canonical = fs::weakly_canonical(absolute, error);
-    return error ? absolute.lexically_normal() : canonical;
-}
-
 std::FILE* openForWriting(const QString& path)
 {
 #ifdef Q_OS_WIN
@@ -224,7 +213,7 @@ bool samepath(const QString& a, const QString& b)
         if (!error)
             return same;
     }
-    return resolved(left) == resolved(right);
+    return resolvedPath(a) == resolvedPath(b);
 }
 
 bool exists(const QString& path)

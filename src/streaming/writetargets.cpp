@@ -40,15 +40,6 @@ bool isBesideTile(const QString& path, const QString& setPath)
            gdal::path2tfw(tile) == path;
 }
 
-/// One text for all spellings of a path.
-QString identity(const QString& path)
-{
-    namespace fs = std::filesystem;
-    std::error_code error;
-    const fs::path canonical = fs::weakly_canonical(fs::absolute(file::nativePath(path), error), error);
-    return error ? path : QString::fromStdString(file::utf8Of(canonical));
-}
-
 /// GDAL's virtual files that are a part of another file, whose path follows.
 constexpr const char* wrappers[] = {"/vsizip/", "/vsitar/", "/vsigzip/",
                                     "/vsi7z/",  "/vsirar/", "/vsisubfile/"};
@@ -226,13 +217,15 @@ bool anyIsReadFor(const QStringList& paths, const QStringList& rasters)
     if (paths.isEmpty())
         return false;
     // A set of the standard library: that of Qt 6 ends the process where memory is short.
-    std::set<QString> identities;
+    std::set<std::filesystem::path> targets;
     for (const QString& path : paths)
-        identities.insert(identity(path));
-    const auto isNamed = [&identities](const QString& path) { return identities.count(identity(path)) > 0; };
+        targets.insert(file::resolvedPath(path));
+    const auto isTarget = [&targets](const QString& path) {
+        return targets.count(file::resolvedPath(path)) > 0;
+    };
     for (const QString& file : gdal::filesBehind(rasters)) {
         const QStringList archives = archivesOf(file);
-        if (isNamed(file) || std::any_of(archives.begin(), archives.end(), isNamed))
+        if (isTarget(file) || std::any_of(archives.begin(), archives.end(), isTarget))
             return true;
     }
     return false;
