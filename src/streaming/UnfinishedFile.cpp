@@ -1,6 +1,7 @@
 #include "streaming/UnfinishedFile.h"
 
 #include "companion/file.h"
+#include "companion/trytwice.h"
 #include "streaming/GdalPause.h"
 #include "streaming/writetargets.h"
 
@@ -19,7 +20,7 @@ UnfinishedFile::UnfinishedFile(const QString& target, Completion* completion)
 UnfinishedFile::~UnfinishedFile()
 {
     if (!m_isInPlace)
-        insistOn([this] { remove(); });
+        tryTwice([this] { remove(); }); // the next run over the target removes what is left all the same
 }
 
 void UnfinishedFile::remove() const

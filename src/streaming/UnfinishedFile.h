@@ -13,19 +13,6 @@
 
 namespace vexel {
 
-/// Cleans up, once more where memory was short: by then more of it may have been released. The next run over the target
-/// removes what is left all the same.
-template <class CleanUp>
-void insistOn(const CleanUp& cleanUp) noexcept
-{
-    for (int attempt = 0; attempt < 2; ++attempt)
-        try {
-            cleanUp();
-            return;
-        } catch (...) {
-        }
-}
-
 /// The file that is to be a target, under a name of its own as long as it is not whole. In the end it is removed, with
 /// what lies beside it, unless it has taken its place.
 class UnfinishedFile

@@ -6,6 +6,7 @@
 #include "companion/logmessage.h"
 #include "companion/nativepath.h"
 #include "companion/syncfile.h"
+#include "companion/trytwice.h"
 #include "streaming/Completion.h"
 #include "streaming/GdalPause.h"
 #include "streaming/UnfinishedFile.h"
@@ -298,15 +299,16 @@ bool GDALStreamer::gdal_t::isAnothers(const file::HeldFile& working) const
 
 void GDALStreamer::gdal_t::removeWorkingFile(file::HeldFile& working)
 {
+    // Memory may be short: that can be why the file was not completed. The next run over the target removes what is left.
     bool isLost = false;
-    insistOn([&] { isLost = isAnothers(working); });
+    tryTwice([&] { isLost = isAnothers(working); });
     if (isLost) {
         m_finalised = false; // nothing there is to be discarded
         return;
     }
     if (!m_isInPlace)
-        insistOn([&] { removeSideFiles(); });
-    insistOn([&] { removeRasterFile(tmppath); });
+        tryTwice([&] { removeSideFiles(); });
+    tryTwice([&] { removeRasterFile(tmppath); });
     if (working.isHeld()) {
         const GdalPause pause; // the system takes its time for a large file
         working.letGo();
