@@ -31,8 +31,8 @@ inline std::string utf8Of(const std::filesystem::path& path)
     return std::string(text.begin(), text.end());
 }
 
-/// One path for all spellings of it: absolute and free of links as far as it exists. Where the system cannot tell, it is
-/// at least free of "." and "..".
+/// One path for all spellings of it: absolute and free of links as far as it exists. Where the system cannot tell, it
+/// is at least free of "." and "..".
 std::filesystem::path resolvedPath(const QString& path);
 
 } // namespace vexel::file

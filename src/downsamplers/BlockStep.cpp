@@ -43,6 +43,7 @@ bool isEmpty(const PixelBox& box)
 bool tellUnwritten(const GDALStreamer& output)
 {
     const QString reason = errnoText();
+    // The place is a part of the message, which applications compare: it stays, wherever this line goes.
     log::message(log::level::error, /*sourceFile=*/"DownsamplerBase", /*line=*/199)
         << "Unable to write tile to '" << output.path() << "': " << reason;
     return false;

@@ -42,6 +42,7 @@ PixelBox outBoxOf(const GaussStep& plan, const StripPlace& strip)
 bool tellUnread(const GDALStreamer& input)
 {
     const QString reason = errnoText();
+    // A quote closes that none opens. The text stays as it is, because applications compare it.
     log::message(log::level::error) << "Unable to read tile " << input.path() << "': " << reason;
     return false;
 }

@@ -25,7 +25,8 @@ float DownsamplerPercentile::representativeValue(const Block& block) const
         for (Eigen::Index x = 0; x < block.cols(); ++x)
             if (!(block(y, x) < firstValidFloat))
                 valid.push_back(block(y, x));
-    // A single valid pixel counts as no-data here, unlike in the other reducers.
+    // A single valid pixel counts as no-data here, unlike in the other reducers: it does not tell how values are
+    // distributed.
     if (valid.size() < 2)
         return noData;
     return orderstatistic::select(valid.data(), valid.size(),

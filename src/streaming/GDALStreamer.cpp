@@ -152,6 +152,7 @@ bool GDALStreamer::takeDescriptionFromFiles()
     m_noPages = first.noPages;
     m_dtype = first.dtype;
     m_description = first.description;
+    // Tiles may differ in their number of pages, because transfers use the first page alone.
     for (const Handle& file : m_files)
         if (file->noBands != m_noBands || file->dtype != m_dtype) {
             m_lastError = {

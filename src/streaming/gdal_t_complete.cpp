@@ -63,8 +63,8 @@ std::uintmax_t sizeOf(const QString& path)
     return error ? 0 : size;
 }
 
-/// What an image file may need, of pixels that are kept in memory until it is completed: noise does not shrink, and grows a
-/// little.
+/// What an image file may need, of pixels that are kept in memory until it is completed: noise does not shrink, and
+/// grows a little.
 std::uintmax_t mostBytesOfImage(const GDALStreamer::gdal_t& image)
 {
     const std::uintmax_t pixels =
@@ -228,6 +228,7 @@ void GDALStreamer::gdal_t::finaliseImage(Completion* completion)
         options.setValueForOption(QString::number(jpegQuality, 10), "QUALITY");
     }
     if (!driverName) {
+        // Meant: pixels of such a target can be written and read in memory, but there is no file in the end.
         failFile(*this, Code::CannotComplete, "JPEG 2000 is not written");
         return;
     }
@@ -248,6 +249,9 @@ void GDALStreamer::gdal_t::finaliseImage(Completion* completion)
 }
 
 /// After a stop nothing has failed.
+///
+/// @param end what the message ends with: a bracket for a GeoTIFF, none for an image. The texts stay as they are,
+///            because applications compare them.
 void GDALStreamer::gdal_t::failToComplete(const QString& reason, std::uint64_t bytesNeeded, const char* end,
                                           const Completion* completion)
 {
@@ -299,7 +303,8 @@ bool GDALStreamer::gdal_t::isAnothers(const file::HeldFile& working) const
 
 void GDALStreamer::gdal_t::removeWorkingFile(file::HeldFile& working)
 {
-    // Memory may be short: that can be why the file was not completed. The next run over the target removes what is left.
+    // Memory may be short, which can be why the file was not completed. The next run over the target removes what is
+    // left.
     bool isLost = false;
     tryTwice([&] { isLost = isAnothers(working); });
     if (isLost) {

@@ -14,7 +14,8 @@
 
 namespace vexel {
 
-/// Listens to what GDAL says on this thread while it lives, and then lets the application's handler have it, or drops it.
+/// Listens to what GDAL says on this thread while it lives, and then lets the application's handler have it, or drops
+/// it.
 ///
 /// Some failures, a full disk for one, GDAL reports by its messages alone, from functions that return nothing.
 class GdalMessages
@@ -24,11 +25,11 @@ public:
     enum class Fate
     {
         /// The application's handler gets them in the end, in order. If it throws, the first exception comes out once
-        /// all have been handed on. It gets a fatal message, with which GDAL ends the process, at once, and those before
-        /// it too. GDAL's debug messages never wait here.
+        /// all have been handed on. It gets a fatal message, with which GDAL ends the process, at once, and those
+        /// before it too. GDAL's debug messages never wait here.
         HandedOn,
-        /// The same, but exceptions of the handler are dropped: where what was done cannot be taken back, for example a
-        /// file that has taken its place.
+        /// The same, but exceptions of the handler are dropped: where what was done cannot be taken back, for example
+        /// a file that has taken its place.
         HandedOnNoThrow,
         /// Nobody gets them, debug messages included. Only the first failure is kept, because a damaged file can give
         /// rise to billions, and those that follow only tell what came of the first.

@@ -45,6 +45,7 @@ double lossOfGeotransform(const Geotransform& geotransform, const Workspace& ext
 
 bool hasSuspiciousPixelShape(const Geotransform& geotransform)
 {
+    // Of the signed sizes: a raster that is north-up is never suspicious, any other even with square pixels.
     const double ratio = geotransform[1] / geotransform[5];
     return ratio > 1.00001 || ratio > 0.9999900000999989;
 }

@@ -29,7 +29,8 @@ struct Piece
 /// @param scale output pixels per pixel of the request; edges are rounded half away from zero.
 std::vector<Piece> piecesOf(const Workspace& grid, const PixelBox& request, double scale);
 
-/// True when the request lies inside a raster of that size or reaches at most one pixel beyond it.
+/// True when the request lies inside a raster of that size or reaches at most one pixel beyond it, as a box does whose
+/// corners were rounded outwards. `gdal_t::valid` has no such margin.
 bool isNear(const PixelBox& request, int width, int height);
 
 /// True when the box has no width or no height, or is turned over.

@@ -28,7 +28,8 @@ namespace vexel::gdal {
 /// @return false if the file could not be written.
 VEXEL_EXPORT bool saveTFW(const Workspace& workspace, const QString& path);
 
-/// Writes a projection file. Mind the order of the arguments: the text comes first.
+/// Writes a projection file. Mind the order of the arguments: the text comes first. It stays first, because
+/// calls in the other order would still compile.
 ///
 /// @param wkt  written unchanged, in UTF-8.
 /// @param path the path of the projection file: see `path2prj`.

@@ -25,6 +25,7 @@ bool parseIndices(const QStringList& pieces, int& x, int& y)
         y = text::fromString<int>(pieces[pieces.size() - 1]);
         return true;
     } catch (const std::exception& e) {
+        // Two colons here and one below. The texts stay as they are, because applications compare them.
         log::message(log::level::notice) << "gdal::path2tile:: caught known exception " << e.what();
     } catch (...) {
         log::message(log::level::error) << "gdal::path2tile: caught unknown exception ";
