@@ -7,6 +7,7 @@
 #include "downsamplers/StripRun.h"
 #include "downsamplers/missingvalues.h"
 #include "downsamplers/outputpixels.h"
+#include "streaming/tilegrid.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -32,11 +33,6 @@ PixelBox stripBox(const PixelBox& outBox, const StripPlace& strip)
                        at(first.y(), strip.rows.firstBlock, end.y())),
             PixelPoint(at(first.x(), strip.columns.endBlock, end.x()),
                        at(first.y(), strip.rows.endBlock, end.y()))};
-}
-
-bool isEmpty(const PixelBox& box)
-{
-    return box.min_corner().x() >= box.max_corner().x() || box.min_corner().y() >= box.max_corner().y();
 }
 
 /// Always false, for the step that ends with it.
@@ -102,7 +98,7 @@ public:
         std::iota(bands.begin(), bands.end(), 1);
         const PixelBox box = stripBox(m_outBox, strip);
         return (m_context.output.opened() &&
-                (isEmpty(box) || m_context.output.writeBands(results, bands, box))) ||
+                (tilegrid::hasNoArea(box) || m_context.output.writeBands(results, bands, box))) ||
                tellUnwritten(m_context.output);
     }
 

@@ -5,10 +5,12 @@
 #include "companion/gdaldrivers.h"
 #include "companion/logmessage.h"
 #include "companion/pixelvalues.h"
+#include "streaming/failures.h"
 #include "streaming/gdaldataset.h"
 #include "streaming/gdalmessages.h"
 #include "streaming/writetargets.h"
 #include "utilities/WarpOutput.h"
+#include "utilities/warpoptions.h"
 
 #include <gdal_priv.h>
 #include <gdal_utils.h>
@@ -16,7 +18,6 @@
 #include <cmath>
 #include <exception>
 #include <functional>
-#include <memory>
 #include <mutex>
 #include <optional>
 #include <utility>
@@ -24,12 +25,6 @@
 namespace vexel {
 
 namespace {
-
-struct FreeWarpOptions
-{
-    void operator()(GDALWarpAppOptions* options) const { GDALWarpAppOptionsFree(options); }
-};
-using WarpOptions = std::unique_ptr<GDALWarpAppOptions, FreeWarpOptions>;
 
 /// Hands GDAL's progress on. GDAL calls it from its own threads too, and must not see an exception.
 class WarpProgress
@@ -92,8 +87,7 @@ bool warp(const QString& inputPath, const QString& outputPath, const QStringList
         list << argument;
     const Dataset source =
         takeDataset(GDALOpenEx(inputPath.toUtf8().constData(), GDAL_OF_RASTER, nullptr, nullptr, nullptr));
-    const WarpOptions options(GDALWarpAppOptionsNew(list.options(), nullptr));
-    // Without options GDAL would copy the raster as it is, and report no error.
+    const gdal::WarpOptions options = gdal::warpOptions(list);
     int usageError = options ? 0 : 1;
     const gdal::WarpOutput output(outputPath);
     Dataset result;
@@ -108,9 +102,7 @@ bool warp(const QString& inputPath, const QString& outputPath, const QStringList
     failure = QString();
     // What a warp leaves that was asked to stop is the job's to keep or to discard.
     if (!progress.stopped() && !output.finish(std::move(result))) {
-        failure = source ? messages.firstFailure() : whyNotOpened(inputPath);
-        if (failure.isEmpty())
-            failure = "GDAL gives no reason";
+        failure = orNoReason(source ? messages.firstFailure() : whyNotOpened(inputPath));
         log::message(log::level::error) << "Error code from GDAL: " << usageError;
     }
     // A missing result alone does not count as a failure, only what GDAL says of the arguments does.

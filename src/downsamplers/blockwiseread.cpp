@@ -1,8 +1,8 @@
 #include "downsamplers/blockwiseread.h"
 
-#include <gdal_priv.h>
+#include "streaming/gdaldataset.h"
 
-#include <string_view>
+#include <gdal_priv.h>
 
 namespace vexel {
 
@@ -20,8 +20,7 @@ std::optional<FileLayout> layoutOf(GDALStreamer& set, std::size_t file)
         layout.blockColumns = std::max(std::min(layout.blockColumns, columns), 1);
         layout.blockRows = std::max(std::min(layout.blockRows, rows), 1);
     }
-    const char* interleave = dataset.GetMetadataItem("INTERLEAVE", "IMAGE_STRUCTURE");
-    layout.isInterleaved = interleave && std::string_view(interleave) == "PIXEL";
+    layout.isInterleaved = bandsShareBlocks(dataset);
     return layout;
 }
 

@@ -10,10 +10,10 @@ bool Completion::endFile()
 {
     m_doneBytes += m_fileBytes;
     m_fileBytes = 0.0;
-    return goesOn(0.0);
+    return report(0.0);
 }
 
-bool Completion::goesOn(double shareOfFile) noexcept
+bool Completion::report(double shareOfFile) noexcept
 {
     if (m_isStopped)
         return false;

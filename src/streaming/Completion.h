@@ -25,7 +25,7 @@ public:
 
     /// Tells how much of the file is complete, and gives way to those who wait for the lock. False if it is to stop, from
     /// then on without asking anybody. Lets no exception out, since GDAL calls this.
-    bool goesOn(double shareOfFile) noexcept;
+    bool report(double shareOfFile) noexcept;
 
     bool isStopped() const { return m_isStopped; }
     /// Rethrows what the progress function threw, which stops like a false.

@@ -34,16 +34,16 @@ void UnfinishedFile::remove() const
 int CPL_STDCALL UnfinishedFile::progress(double share, const char*, void* self)
 {
     GDALRasterBlock::FlushDirtyBlocks();
-    return static_cast<UnfinishedFile*>(self)->goesOn(share) ? TRUE : FALSE;
+    return static_cast<UnfinishedFile*>(self)->report(share) ? TRUE : FALSE;
 }
 
-bool UnfinishedFile::goesOn(double share)
+bool UnfinishedFile::report(double share)
 {
     // Before it is there, GDAL has nothing to tell.
     if (!m_completion || (!m_file.isHeld() && !m_file.hold(m_path)))
         return true;
     constexpr double withoutDisk = 0.99; // the rest is for the disk to take it
-    return m_completion->goesOn(withoutDisk * share);
+    return m_completion->report(withoutDisk * share);
 }
 
 bool UnfinishedFile::isMine(QString& reason) const

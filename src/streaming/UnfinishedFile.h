@@ -37,7 +37,7 @@ public:
     bool takePlace(Dataset result, WholenessCheck isWhole, GdalMessages& messages, QString& reason);
 
 private:
-    bool goesOn(double share);
+    bool report(double share);
     /// Whether the file is still the one that GDAL has made here: another set may have begun to write the same target.
     bool isMine(QString& reason) const;
     void remove() const;

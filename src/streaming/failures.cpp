@@ -2,9 +2,14 @@
 
 namespace vexel {
 
+QString orNoReason(const QString& saidByGdal)
+{
+    return saidByGdal.isEmpty() ? QStringLiteral("GDAL gives no reason") : saidByGdal;
+}
+
 bool failFile(GDALStreamer::gdal_t& file, StreamError::Code code, const QString& text)
 {
-    file.error = {code, file.path, text.isEmpty() ? QStringLiteral("GDAL gives no reason") : text};
+    file.error = {code, file.path, orNoReason(text)};
     return false;
 }
 

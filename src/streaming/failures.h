@@ -15,7 +15,10 @@
 
 namespace vexel {
 
-/// Notes why an operation of a file failed; GDAL fails without a word now and then. Always false, to be returned.
+/// What GDAL said of a failure. It fails without a word now and then, which is said instead.
+QString orNoReason(const QString& saidByGdal);
+
+/// Notes why an operation of a file failed, by `orNoReason`. Always false, to be returned.
 bool failFile(GDALStreamer::gdal_t& file, StreamError::Code code, const QString& text);
 
 /// "8 x 6", columns first.

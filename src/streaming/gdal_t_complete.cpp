@@ -24,6 +24,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 
 // How a written file is completed: under a name of its own, which takes the target's place once all of it has
@@ -47,12 +48,13 @@ QString outOfMemory()
     return QStringLiteral("Memory ran out");
 }
 
-bool isDiskFull(const QString& path, std::uintmax_t needed, std::uintmax_t& available)
+/// Bytes that are free on the disk of a file, none if the system cannot tell.
+std::optional<std::uintmax_t> roomFor(const QString& path)
 {
     namespace fs = std::filesystem;
     std::error_code error;
-    available = fs::space(file::nativePath(file::dirname(path)), error).available;
-    return !error && available < needed;
+    const std::uintmax_t available = fs::space(file::nativePath(file::dirname(path)), error).available;
+    return error ? std::nullopt : std::optional(available);
 }
 
 std::uintmax_t sizeOf(const QString& path)
@@ -77,10 +79,10 @@ std::uintmax_t mostBytesOfImage(const GDALStreamer::gdal_t& image)
 /// Adds how much room there is, where there may be too little.
 QString withRoomLeft(const QString& reason, const QString& target, std::uintmax_t needed)
 {
-    std::uintmax_t available = 0;
-    if (!isDiskFull(target, needed, available))
+    const std::optional<std::uintmax_t> room = roomFor(target);
+    if (!room || *room >= needed)
         return reason;
-    return reason + QString(" (up to %1 bytes needed, %2 free)").arg(needed).arg(available);
+    return reason + QString(" (up to %1 bytes needed, %2 free)").arg(needed).arg(*room);
 }
 
 /// @param reference the definition of the spatial reference, or the file that has it; empty for none.
@@ -329,7 +331,7 @@ bool GDALStreamer::gdal_t::finishWorkingFile(QString& reason, Completion* comple
     }
     if (std::find(m_unwrittenBlocks.begin(), m_unwrittenBlocks.end(), true) != m_unwrittenBlocks.end()) {
         const GdalMessages messages(GdalMessages::Fate::HandedOnNoThrow);
-        const auto goesOn = [completion] { return !completion || completion->goesOn(0.0); };
+        const auto goesOn = [completion] { return !completion || completion->report(0.0); };
         if (!openToTransfer() || !unwritten::fillAll(*dataset, m_unwrittenBlocks, goesOn)) {
             reason = messages.firstFailure();
             releaseDataset();

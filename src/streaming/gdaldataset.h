@@ -40,6 +40,13 @@ inline Dataset openDataset(const QString& path, GDALAccess access)
     return takeDataset(GDALOpen(path.toUtf8().constData(), access));
 }
 
+/// True if each block holds the pixels of all bands.
+inline bool bandsShareBlocks(GDALDataset& dataset)
+{
+    const char* const interleave = dataset.GetMetadataItem("INTERLEAVE", "IMAGE_STRUCTURE");
+    return interleave && EQUAL(interleave, "PIXEL");
+}
+
 } // namespace vexel
 
 #endif

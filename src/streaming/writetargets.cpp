@@ -20,7 +20,8 @@ namespace {
 constexpr const char* workingEnding = "_tmp.tif";
 constexpr const char* unfinishedEnding = "_new_tmp.tif";
 
-bool isTileOf(const QString& path, const QString& setPath, TileFile& tile)
+/// Reads the place in the grid from the name of a tile of that set. False if it is none.
+bool parseTileName(const QString& path, const QString& setPath, TileFile& tile)
 {
     QString base;
     return gdal::path2tile(path, base, tile.column, tile.row) && file::samepath(base, setPath);
@@ -107,7 +108,7 @@ std::vector<TileFile> tileFilesOf(const QString& path)
         file::find(file::dirname(path), "*" + file::extension(path), /*filesOnly=*/true);
     for (const QString& candidate : files) {
         TileFile tile{candidate, 0, 0};
-        if (!isBesideTile(candidate, path) && isTileOf(candidate, path, tile))
+        if (!isBesideTile(candidate, path) && parseTileName(candidate, path, tile))
             tiles.push_back(tile);
     }
     return tiles;
@@ -123,7 +124,7 @@ QStringList cutOffTilesOf(const QString& path)
         file.chop(file.endsWith(unfinishedEnding) ? QString(unfinishedEnding).size()
                                                   : QString(workingEnding).size());
         TileFile tile{file, 0, 0};
-        if (file.endsWith(ending) && isTileOf(file, path, tile))
+        if (file.endsWith(ending) && parseTileName(file, path, tile))
             tiles.push_back(file);
     }
     return tiles;

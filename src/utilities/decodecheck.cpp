@@ -49,7 +49,7 @@ void DecodeCheck::run(const Image& image, const DecodableBlocks* decodable)
 void DecodeCheck::decodeRow(const BlockRow& blocks, const DecodableBlocks* decodable)
 {
     m_messages.ignoreSoFar();
-    if (decodes(blocks, decodable)) {
+    if (decode(blocks, decodable)) {
         m_damaged.end();
         return;
     }
@@ -64,7 +64,7 @@ void DecodeCheck::decodeRow(const BlockRow& blocks, const DecodableBlocks* decod
     });
 }
 
-bool DecodeCheck::decodes(const BlockRow& blocks, const DecodableBlocks* decodable)
+bool DecodeCheck::decode(const BlockRow& blocks, const DecodableBlocks* decodable)
 {
     const auto isWanted = [&](int column) {
         return !decodable || decodable->contains(blocks.grid, blocks.layer, blocks.row, column);
@@ -74,13 +74,13 @@ bool DecodeCheck::decodes(const BlockRow& blocks, const DecodableBlocks* decodab
         const int first = column;
         while (column < columns && isWanted(column))
             ++column;
-        if (column > first && !decodes(blocks, first, column))
+        if (column > first && !decode(blocks, first, column))
             return false;
     }
     return true;
 }
 
-bool DecodeCheck::decodes(const BlockRow& blocks, int firstBlock, int endBlock)
+bool DecodeCheck::decode(const BlockRow& blocks, int firstBlock, int endBlock)
 {
     const BlockGrid& grid = blocks.grid;
     const int top = blocks.row * grid.blockHeight;

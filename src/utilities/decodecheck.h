@@ -39,10 +39,10 @@ private:
     void decodeRow(const BlockRow& blocks, const DecodableBlocks* decodable);
 
     /// Reads the blocks of a row that are to be decoded. False if GDAL fails, or says so.
-    bool decodes(const BlockRow& blocks, const DecodableBlocks* decodable);
+    bool decode(const BlockRow& blocks, const DecodableBlocks* decodable);
 
     /// Reads neighbouring blocks of a row.
-    bool decodes(const BlockRow& blocks, int firstBlock, int endBlock);
+    bool decode(const BlockRow& blocks, int firstBlock, int endBlock);
 
     const QString& m_path;
     std::uint64_t m_failuresLeft;

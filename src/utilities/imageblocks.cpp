@@ -1,5 +1,7 @@
 #include "utilities/imageblocks.h"
 
+#include "streaming/gdaldataset.h"
+
 #include <cpl_string.h>
 #include <gdal_priv.h>
 
@@ -85,8 +87,7 @@ BlockGrid::BlockGrid(const Image& image)
     image.band(1).GetBlockSize(&blockWidth, &blockHeight);
     blockWidth = std::max(blockWidth, 1);
     blockHeight = std::max(blockHeight, 1);
-    const char* const interleave = image.dataset->GetMetadataItem("INTERLEAVE", "IMAGE_STRUCTURE");
-    bandsShareBlocks = bands > 1 && interleave && EQUAL(interleave, "PIXEL");
+    bandsShareBlocks = bands > 1 && vexel::bandsShareBlocks(*image.dataset);
 }
 
 int BlockGrid::columns() const

@@ -6,12 +6,11 @@
 #include "streaming/writetargets.h"
 #include "utilities/WarpOutput.h"
 #include "utilities/definitionfile.h"
+#include "utilities/warpoptions.h"
 #include "utilities/webmercatorarguments.h"
 
 #include <gdal_priv.h>
 #include <gdal_utils.h>
-
-#include <memory>
 
 namespace vexel::gdal {
 
@@ -20,19 +19,12 @@ namespace {
 constexpr const char* webMercator = "+proj=merc +a=6378137 +b=6378137 +lat_ts=0.0 +lon_0=0.0 +x_0=0.0 +y_0=0 "
                                     "+k=1.0 +units=m +nadgrids=@null +no_defs";
 
-struct FreeWarpOptions
-{
-    void operator()(GDALWarpAppOptions* options) const { GDALWarpAppOptionsFree(options); }
-};
-using WarpOptions = std::unique_ptr<GDALWarpAppOptions, FreeWarpOptions>;
-
 /// Warps with the options of GDAL's utility. False only if they are refused: a warp that fails for another
-/// reason, a missing input for one, counts as accepted.
-bool warpAccepted(const QString& input, const QString& output, const CommandOptions& arguments)
+/// reason, a missing input for one, counts as done. Callers look whether the output is there.
+bool warp(const QString& input, const QString& output, const CommandOptions& arguments)
 {
     const Dataset source = openDataset(input, GA_ReadOnly);
-    const WarpOptions options(GDALWarpAppOptionsNew(arguments.options(), nullptr));
-    // Without options GDAL would copy the raster as it is, and report no error.
+    const WarpOptions options = warpOptions(arguments);
     if (!options)
         return false;
     const WarpOutput target(output);
@@ -73,7 +65,7 @@ bool warpToGoogle(const QString& input, const QString& output, const QString& so
         CommandOptions arguments;
         appendWebMercatorArguments(arguments, definitionForGdal(sourceSrsFile, sourceSrs),
                                    definitionForGdal(targetSrsFile, webMercator));
-        accepted = warpAccepted(input, output, arguments);
+        accepted = warp(input, output, arguments);
     } catch (...) {
         return false;
     }
