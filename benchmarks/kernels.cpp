@@ -153,8 +153,8 @@ void reduceBytes(benchmark::State& state, const Strategy& strategy, std::int64_t
         state.SkipWithError("bytes are reduced as floats");
         return;
     }
-    const PixelMatrix<unsigned char> pixels = bytes(1, /* isAlpha */ false);
-    const PixelMatrix<unsigned char> alpha = bytes(2, /* isAlpha */ true);
+    const PixelMatrix<unsigned char> pixels = bytes(1, /*isAlpha=*/false);
+    const PixelMatrix<unsigned char> alpha = bytes(2, /*isAlpha=*/true);
     const BlockAxis axis = axisOf(blockSize);
     std::vector<float> out(static_cast<std::size_t>(axis.noBlocks()));
     for ([[maybe_unused]] auto _ : state)

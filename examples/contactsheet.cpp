@@ -71,7 +71,7 @@ Index textWidth(const QString& line)
 QStringList wrapped(const QString& caption, Index width)
 {
     QStringList lines;
-    for (const QString& word : vexel::text::tokenize(caption, " ", /* skipEmpty */ true)) {
+    for (const QString& word : vexel::text::tokenize(caption, " ", /*skipEmpty=*/true)) {
         const QString longer = lines.isEmpty() ? word : lines.last() + " " + word;
         if (!lines.isEmpty() && textWidth(longer) <= width)
             lines.last() = longer;

@@ -36,7 +36,7 @@ struct Arguments
 Picture colourPicture(const vexel::GDALStreamer& set, double scale)
 {
     Picture picture;
-    if (!set.readRGBA(picture, vexel::PixelBox(), scale, /* fill */ true, 0u))
+    if (!set.readRGBA(picture, vexel::PixelBox(), scale, /*fill=*/true, 0u))
         throw std::runtime_error("Unable to read '" + set.path().toStdString() + "' as colour");
     return picture;
 }
@@ -79,7 +79,7 @@ float illumination(const Heights& heights, Eigen::Index row, Eigen::Index column
 Picture reliefPicture(const vexel::GDALStreamer& set, double scale, const std::vector<float>& range)
 {
     Heights heights;
-    if (!set.read(heights, 1, vexel::PixelBox(), scale, /* fill */ true, -10000.0f))
+    if (!set.read(heights, 1, vexel::PixelBox(), scale, /*fill=*/true, -10000.0f))
         throw std::runtime_error("Unable to read '" + set.path().toStdString() + "'");
 
     float lowest = 0.0f;

@@ -32,7 +32,7 @@ void copyBox(const vexel::GDALStreamer& input, const vexel::GDALStreamer& output
 {
     vexel::PixelMatrix<T> pixels;
     for (std::uint64_t band = 1; band <= input.noBands(); ++band) {
-        if (!input.read(pixels, band, box, /* scale */ 1.0, /* fill */ true, T(0)))
+        if (!input.read(pixels, band, box, /*scale=*/1.0, /*fill=*/true, T(0)))
             throw std::runtime_error("Unable to read from '" + input.path().toStdString() + "'");
         if (!output.write(pixels, band, box))
             throw std::runtime_error("Unable to write to '" + output.path().toStdString() + "'");

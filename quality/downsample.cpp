@@ -33,7 +33,7 @@ void run(const Job& job)
 {
     std::shared_ptr<vexel::DownsamplerBase> downsampler = vexel::DownsamplerFactory::createDownsampler(
         job.strategy.value, QString::fromStdString(job.input), QString::fromStdString(job.output),
-        /* wkt */ "", job.factor, job.alpha, job.type);
+        /*wkt=*/"", job.factor, job.alpha, job.type);
     downsampler->leaveHolesOut(job.strategy.holes == Holes::LeftOut);
     const std::shared_ptr<vexel::Worker> worker = std::move(downsampler);
     std::size_t steps = 0;

@@ -48,7 +48,7 @@ bool path2tile(const QString& path, QString& base, int& x, int& y)
     y = 0;
 
     constexpr int fewestPieces = 3; // some name before the two indices
-    const QStringList pieces = text::tokenize(file::basename(tilePath), "_", /*skipEmpty*/ false);
+    const QStringList pieces = text::tokenize(file::basename(tilePath), "_", /*skipEmpty=*/false);
     if (pieces.size() < fewestPieces || !parseIndices(pieces, x, y))
         return false;
 

@@ -27,7 +27,7 @@ double meanOf(const std::vector<double>& block, const QString& options, double d
     rasters::make(folder / "in.tif", description,
                   [&](int x, int y, int) { return block[static_cast<std::size_t>(2 * y + x)]; });
     if (!std::isinf(declared))
-        rasters::open(folder / "in.tif", /* update */ true)->GetRasterBand(1)->SetNoDataValue(declared);
+        rasters::open(folder / "in.tif", /*update=*/true)->GetRasterBand(1)->SetNoDataValue(declared);
     outcome = programs::run(VEXEL_DOWNSAMPLE, quoted(folder / "in.tif") + quoted(folder / "out.tif") +
                                                   "--resolution 20 --strategy average " + options);
     return outcome.exitCode == 0 ? rasters::pixels(folder / "out.tif").at(0) : -1.0;
