@@ -414,7 +414,7 @@ GDALStreamer::KeepFilesOpen::~KeepFilesOpen()
         return;
     const GDALMutex lock;
     for (const Handle& file : m_set.m_keptFiles)
-        file->keepAside(false);
+        file->keepAside(/*keep=*/false);
     m_set.m_keptFiles.clear();
 }
 

@@ -111,11 +111,11 @@ GDALStreamer::gdal_t& GDALStreamer::fileToRead(std::size_t i) const
     const std::shared_ptr<gdal_t>& file = m_files[i];
     if (m_keepers > 0 && std::find(m_keptFiles.begin(), m_keptFiles.end(), file) == m_keptFiles.end()) {
         if (m_keptFiles.size() == mostKept) {
-            m_keptFiles.front()->keepAside(false);
+            m_keptFiles.front()->keepAside(/*keep=*/false);
             m_keptFiles.erase(m_keptFiles.begin());
         }
         m_keptFiles.push_back(file);
-        file->keepAside(true);
+        file->keepAside(/*keep=*/true);
     }
     return *file;
 }
