@@ -64,7 +64,7 @@ struct Layout
 
 Index textWidth(const QString& line)
 {
-    return line.size() * example::font::advance * dot;
+    return static_cast<Index>(line.size()) * example::font::advance * dot;
 }
 
 /// Breaks a caption at spaces so that lines are no wider than a cell, but for single words that are.

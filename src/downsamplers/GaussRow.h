@@ -82,7 +82,7 @@ private:
     float* row(std::size_t which)
     {
         std::vector<float>& sums = m_sums[which];
-        sums.resize(static_cast<std::size_t>(m_width + 2 * m_kernel->reach()));
+        sums.resize(static_cast<std::size_t>(m_width + std::int64_t{2} * m_kernel->reach()));
         return sums.data() + m_kernel->reach();
     }
 
