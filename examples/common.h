@@ -34,6 +34,7 @@ template <class Value>
 std::vector<std::string> keysOf(const std::map<std::string, Value>& table)
 {
     std::vector<std::string> names;
+    names.reserve(table.size());
     for (const auto& [name, value] : table)
         names.push_back(name);
     return names;

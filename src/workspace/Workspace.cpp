@@ -247,7 +247,7 @@ bool Workspace::createTiles(int tileWidth, int tileHeight)
             const PixelBox box(PixelPoint(x0, y0), PixelPoint(x1, y1));
             m_itiles.push_back(box);
             m_mtiles.push_back(map(box));
-            m_gtiles.push_back(PixelPoint(gx, gy));
+            m_gtiles.emplace_back(gx, gy);
             y0 = y1;
         }
         x0 = x1;
