@@ -7,7 +7,7 @@
 #include "downsamplers/DownsamplerOp.h"
 #include "downsamplers/DownsamplerPercentile.h"
 #include "downsamplers/blockreducers.h"
-#include "downsamplers/tilestrips.h"
+#include "downsamplers/blockruns.h"
 
 #include <benchmark/benchmark.h>
 

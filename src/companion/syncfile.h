@@ -11,7 +11,7 @@ bool syncFile(const QString& path, QString& reason);
 /// Waits until the folder's names have reached the disk, where the file system can tell.
 void syncFolder(const QString& path);
 
-/// Gives the file `from` the name `to`, in one go, instead of the file that had it. False, with the system's
+/// Renames the file `from` to `to` atomically. A file of that name is replaced. False, with the system's
 /// words in `reason`, if that cannot be done.
 bool replace(const QString& from, const QString& to, QString& reason);
 

@@ -2,7 +2,7 @@
 #define VEXEL_DOWNSAMPLERS_BLOCKREDUCER_H
 
 #include "companion/PixelMatrix.h"
-#include "downsamplers/tilestrips.h"
+#include "downsamplers/blockruns.h"
 
 #include <algorithm>
 #include <cstddef>

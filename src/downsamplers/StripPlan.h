@@ -1,7 +1,7 @@
 #ifndef VEXEL_DOWNSAMPLERS_STRIPPLAN_H
 #define VEXEL_DOWNSAMPLERS_STRIPPLAN_H
 
-#include "downsamplers/tilestrips.h"
+#include "downsamplers/blockruns.h"
 #include "workspace/geometry.h"
 
 #include <cstdint>
@@ -43,7 +43,7 @@ struct StripPlace
     std::int64_t pixels() const { return columns.readLength() * rows.readLength(); }
 };
 
-/// Cuts one tile into strips of whole rows of blocks, and into columns of strips where a row of the file's blocks would
+/// Decides the size of strips: cuts one tile into strips of whole rows of blocks, and into columns of strips where a row of the file's blocks would
 /// be too large.
 ///
 /// Rows that two strips share are kept from one to the next, so that every block of the file is read once. So are

@@ -1,8 +1,8 @@
 #ifndef VEXEL_DOWNSAMPLERS_GAUSSSTEP_H
 #define VEXEL_DOWNSAMPLERS_GAUSSSTEP_H
 
+#include "downsamplers/blockruns.h"
 #include "downsamplers/tilestep.h"
-#include "downsamplers/tilestrips.h"
 #include "workspace/geometry.h"
 
 #include <cstddef>

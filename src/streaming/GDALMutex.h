@@ -37,7 +37,7 @@ public:
     GDALMutex& operator=(const GDALMutex&) = delete;
 
 private:
-    friend class GdalPause; // releases the lock for a while
+    friend class GdalPause; // releases the lock for a while, so that a thread that waits gets it
 
     static std::recursive_mutex m_mutex;
 

@@ -13,8 +13,8 @@
 
 namespace vexel {
 
-/// The file that is to be a target, under a name of its own as long as it is not whole. In the end it is removed, with
-/// what lies beside it, unless it has taken its place.
+/// The final file under a separate name (`NAME_new_tmp.tif`) as long as it is not whole. In the end it is renamed to the
+/// target, or removed with the files next to it.
 class UnfinishedFile
 {
 public:
@@ -31,7 +31,8 @@ public:
     /// instead of all of them in the end, and tells.
     static int CPL_STDCALL progress(double share, const char* message, void* self);
 
-    /// Closes what GDAL has made and puts it in the target's place, or leaves neither: then false with the reason.
+    /// Closes what GDAL has made and renames it to the target, where the final file gets its name. Or leaves neither:
+    /// then false with the reason.
     ///
     /// @param result null if GDAL has failed.
     bool takePlace(Dataset result, WholenessCheck isWhole, GdalMessages& messages, QString& reason);

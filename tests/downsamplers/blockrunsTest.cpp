@@ -1,4 +1,4 @@
-#include "downsamplers/tilestrips.h"
+#include "downsamplers/blockruns.h"
 
 #include <gtest/gtest.h>
 
