@@ -43,8 +43,8 @@ struct StripPlace
     std::int64_t pixels() const { return columns.readLength() * rows.readLength(); }
 };
 
-/// Decides the size of strips: cuts one tile into strips of whole rows of blocks, and into columns of strips where a row of the file's blocks would
-/// be too large.
+/// Decides the size of strips: cuts one tile into strips of whole rows of blocks, and into columns of strips where a row
+/// of the file's blocks would be too large.
 ///
 /// Rows that two strips share are kept from one to the next, so that every block of the file is read once. So are
 /// columns that two columns of strips share, for the height of the tile, unless they would take more than an eighth of

@@ -13,8 +13,8 @@
 
 namespace vexel {
 
-/// The final file under a separate name (`NAME_new_tmp.tif`) as long as it is not whole. In the end it is renamed to the
-/// target, or removed with the files next to it.
+/// The final file under a separate name (`NAME_new_tmp.tif`) as long as it is not whole. In the end it is renamed to
+/// the target, or removed with the files next to it.
 class UnfinishedFile
 {
 public:
