@@ -193,14 +193,14 @@ bool GDALStreamer::openToWrite(const QString& path, const RasterSpec& spec, cons
     m_lastError = StreamError();
     m_path = path;
     try {
-        return canOpenToWrite(spec) && appendFilesToWrite(spec, projTime);
+        return requireWritableSpec(spec) && appendFilesToWrite(spec, projTime);
     } catch (...) {
         clear();
         throw;
     }
 }
 
-bool GDALStreamer::canOpenToWrite(const RasterSpec& spec) const
+bool GDALStreamer::requireWritableSpec(const RasterSpec& spec) const
 {
     const int columns = spec.m_extent.pixelWidth();
     const int rows = spec.m_extent.pixelHeight();

@@ -444,10 +444,10 @@ private:
     bool failRows(Eigen::Index rows, std::size_t noBands) const;
     bool failNoFile(std::uint64_t i) const;
     bool failIn(const gdal_t& file) const;
-    bool canWriteColours(std::uint64_t bands) const;
+    bool requireColours(std::uint64_t bands) const;
     bool openRead(const QString& path, GdalFileType ftype, bool readOnly);
     bool openToWrite(const QString& path, const RasterSpec& spec, const QString& projTime);
-    bool canOpenToWrite(const RasterSpec& spec) const;
+    bool requireWritableSpec(const RasterSpec& spec) const;
     bool openEither(const QString& path, bool readOnly);
     bool openSingleFile(const QString& path, bool readOnly);
     bool openTileSet(const QString& path, bool readOnly);

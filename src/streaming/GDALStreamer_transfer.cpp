@@ -277,7 +277,7 @@ bool GDALStreamer::readRGBA(PixelMatrix<unsigned int>& out, const PixelBox& box,
     return read(out, rgba_band(), box, scale, fill, fillValue);
 }
 
-bool GDALStreamer::canWriteColours(std::uint64_t bands) const
+bool GDALStreamer::requireColours(std::uint64_t bands) const
 {
     m_lastError = StreamError();
     if (!opened())
@@ -289,12 +289,12 @@ bool GDALStreamer::canWriteColours(std::uint64_t bands) const
 
 bool GDALStreamer::writeRGB(const PixelMatrix<unsigned int>& in, const PixelBox& box) const
 {
-    return canWriteColours(3) && write(in, rgb_band(), box);
+    return requireColours(3) && write(in, rgb_band(), box);
 }
 
 bool GDALStreamer::writeRGBA(const PixelMatrix<unsigned int>& in, const PixelBox& box) const
 {
-    return canWriteColours(4) && write(in, rgba_band(), box);
+    return requireColours(4) && write(in, rgba_band(), box);
 }
 
 } // namespace vexel

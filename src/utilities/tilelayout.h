@@ -28,7 +28,7 @@ struct Tile
 };
 
 /// Checks whether tiles fill the grid that their names span, and have equal bands, types and pixel sizes. If tiles differ,
-/// the majority is taken to be right, the smallest value of several. Opens no file.
+/// the majority is taken to be right, the smallest value of several. It opens no file.
 ///
 /// @param path  the path that the tiles are named from.
 /// @param files all tile files, also those that cannot be read.
