@@ -84,13 +84,13 @@ TEST(NoDataValue, IsThatOfEachBandOfTheFirstFile)
     GDALStreamer set;
     EXPECT_EQ(set.noDataValue(1), std::nullopt);
     ASSERT_TRUE(set.openRead(folder / "none.tif"));
-    for (const std::size_t band : {0, 1, 2, 3, 4})
+    for (const std::size_t band : {0u, 1u, 2u, 3u, 4u})
         EXPECT_EQ(set.noDataValue(band), std::nullopt);
     // GeoTIFF has one value for all bands, PAM has one for each.
     rasters::make(folder / "in.tif", description, constant(7));
     setNoData(folder / "in.tif", {-32767.5, -32767.5, -32767.5});
     ASSERT_TRUE(set.openRead(folder / "in.tif"));
-    for (const std::size_t band : {1, 2, 3})
+    for (const std::size_t band : {1u, 2u, 3u})
         EXPECT_EQ(set.noDataValue(band), -32767.5);
     EXPECT_EQ(set.noDataValue(0), std::nullopt);
     EXPECT_EQ(set.noDataValue(4), std::nullopt);
@@ -153,7 +153,7 @@ TEST(NoDataValue, MayDifferFromBandToBand)
     EXPECT_EQ(set.noDataValue(1), 5.0);
     EXPECT_EQ(set.noDataValue(2), 5.0);
     EXPECT_EQ(set.noDataValue(3), std::nullopt);
-    for (const std::size_t band : {4, 5}) {
+    for (const std::size_t band : {4u, 5u}) {
         ASSERT_TRUE(set.noDataValue(band));
         EXPECT_TRUE(std::isnan(*set.noDataValue(band)));
     }

@@ -1,5 +1,6 @@
 #include "streaming/gdalmessages.h"
 
+#include <cpl_conv.h>
 #include <gtest/gtest.h>
 
 #include <cerrno>
