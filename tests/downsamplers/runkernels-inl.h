@@ -295,7 +295,8 @@ void runConvolution(Rows& rows, Results& results)
 {
     const auto reach = static_cast<int>(rows.below(20));
     const vexel::GaussKernel kernel(0.3 + 0.2 * reach, reach);
-    Windows windows{kernel, static_cast<std::ptrdiff_t>(2 * reach + 1 + rows.below(mostColumns)), {}};
+    const auto more = static_cast<std::ptrdiff_t>(rows.below(mostColumns));
+    Windows windows{kernel, 2 * reach + 1 + more, {}};
     for (std::ptrdiff_t x = reach; x < windows.columns - reach;
          x += 1 + static_cast<std::ptrdiff_t>(rows.below(3)))
         windows.samples.push_back(x);
