@@ -78,7 +78,7 @@ def in_short(results):
     if lines:
         yield "\n".join(lines)
     if not all(verdict.met for verdict in [*speed, *memory, *gain]):
-        yield "[Where it falls short](#where-it-falls-short) lists the goals that are missed, and why."
+        yield "The section *Where it falls short* lists the goals that are missed, and why."
 
 
 def bars(results):
