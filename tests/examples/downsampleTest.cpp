@@ -274,9 +274,12 @@ TEST(DownsampleProgram, EndsWith3AndKeepsTheOutputIfPixelsCannotBeRead)
                   (folder / "in.tif").toStdString() + "', band 1, columns 64 to 127, rows 0 to 63\n"),
               std::string::npos)
         << outcome.messages;
-    EXPECT_NE(outcome.messages.find("error: " + (folder / "in.tif").toStdString() + ", band 1: IReadBlock"),
-              std::string::npos)
-        << "GDAL's own words: " << outcome.messages;
+    // GDAL's own words, in which newer versions leave the folder out.
+    const std::string words = ", band 1: IReadBlock";
+    EXPECT_TRUE(outcome.messages.find("error: " + (folder / "in.tif").toStdString() + words) !=
+                    std::string::npos ||
+                outcome.messages.find("error: in.tif" + words) != std::string::npos)
+        << outcome.messages;
     EXPECT_EQ(value(outcome, "output size"), "64 x 32");
     const std::vector<double> pixels = rasters::pixels(folder / "out.tif", 2);
     ASSERT_EQ(pixels.size(), 64u * 32u);
