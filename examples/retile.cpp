@@ -102,10 +102,10 @@ void retile(const Arguments& arguments)
         throw std::runtime_error("The output would overwrite the input");
 
     GDALStreamer output;
-    RasterSpec spec = RasterSpec::like(input);
+    RasterSpec raster = RasterSpec::like(input);
     if (arguments.tileSize > 0)
-        spec.tiles(arguments.tileSize, arguments.tileSize);
-    if (!output.openWrite(outputPath, spec))
+        raster.tiles(arguments.tileSize, arguments.tileSize);
+    if (!output.openWrite(outputPath, raster))
         throw std::runtime_error(output.lastError().message().toStdString());
     copyPixels(input, output);
     if (const StreamError error = output.finish())

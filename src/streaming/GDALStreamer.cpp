@@ -172,12 +172,12 @@ bool GDALStreamer::openWrite(const QString& path, std::uint64_t noBands, DataTyp
                              const QString& projWKT, const QString& projTime, const QString& software,
                              GdalFileType ftype, int tileWidth, int tileHeight)
 {
-    RasterSpec spec =
+    RasterSpec raster =
         RasterSpec().bands(noBands).type(dtype).extent(ws).reference(projWKT).software(software);
     if (ftype == GdalFileType::TileSet)
-        spec.tiles(tileWidth, tileHeight);
+        raster.tiles(tileWidth, tileHeight);
     m_ftype = ftype; // may be a number without a name, which means a single file
-    return openToWrite(path, spec, projTime);
+    return openToWrite(path, raster, projTime);
 }
 
 bool GDALStreamer::openWrite(const QString& path, std::uint64_t noBands, DataType dtype, int width,
@@ -186,58 +186,58 @@ bool GDALStreamer::openWrite(const QString& path, std::uint64_t noBands, DataTyp
     return openWrite(path, RasterSpec().bands(noBands).type(dtype).extent(Workspace(0, 0, width, height, 1)));
 }
 
-bool GDALStreamer::openToWrite(const QString& path, const RasterSpec& spec, const QString& projTime)
+bool GDALStreamer::openToWrite(const QString& path, const RasterSpec& raster, const QString& projTime)
 {
     const GDALMutex lock;
     clear();
     m_lastError = StreamError();
     m_path = path;
     try {
-        return requireWritableSpec(spec) && appendFilesToWrite(spec, projTime);
+        return requireWritableRaster(raster) && appendFilesToWrite(raster, projTime);
     } catch (...) {
         clear();
         throw;
     }
 }
 
-bool GDALStreamer::requireWritableSpec(const RasterSpec& spec) const
+bool GDALStreamer::requireWritableRaster(const RasterSpec& raster) const
 {
-    const int columns = spec.m_extent.pixelWidth();
-    const int rows = spec.m_extent.pixelHeight();
+    const int columns = raster.m_extent.pixelWidth();
+    const int rows = raster.m_extent.pixelHeight();
     if (columns < 1 || rows < 1)
         return fail(Code::BadArgument, "The extent has " + sizeText(columns, rows) + " pixels");
-    if (spec.m_isTiled && (spec.m_tileWidth < 1 || spec.m_tileHeight < 1))
+    if (raster.m_isTiled && (raster.m_tileWidth < 1 || raster.m_tileHeight < 1))
         return fail(Code::BadArgument,
-                    "Tiles have " + sizeText(spec.m_tileWidth, spec.m_tileHeight) + " pixels");
+                    "Tiles have " + sizeText(raster.m_tileWidth, raster.m_tileHeight) + " pixels");
     const QString refusal = unwritablePath(m_path);
     return refusal.isEmpty() || fail(Code::BadArgument, refusal);
 }
 
-bool GDALStreamer::appendFilesToWrite(const RasterSpec& spec, const QString& projTime)
+bool GDALStreamer::appendFilesToWrite(const RasterSpec& raster, const QString& projTime)
 {
-    m_noBands = spec.m_bands;
-    m_dtype = spec.m_type;
-    m_workspace = spec.m_extent;
-    m_description = std::make_shared<RasterDescription>(spec.m_reference, spec.m_type, spec.m_bands);
-    if (!spec.m_isTiled) {
+    m_noBands = raster.m_bands;
+    m_dtype = raster.m_type;
+    m_workspace = raster.m_extent;
+    m_description = std::make_shared<RasterDescription>(raster.m_reference, raster.m_type, raster.m_bands);
+    if (!raster.m_isTiled) {
         m_workspace.createTiles(m_workspace.pixelWidth(), m_workspace.pixelHeight());
-        return appendForWriting(m_path, m_workspace, spec, projTime);
+        return appendForWriting(m_path, m_workspace, raster, projTime);
     }
     cleanTileFiles(m_path);
-    m_workspace.createTiles(spec.m_tileWidth, spec.m_tileHeight);
+    m_workspace.createTiles(raster.m_tileWidth, raster.m_tileHeight);
     for (std::uint64_t i = 0; i < m_workspace.noTiles(); ++i)
-        if (!appendForWriting(tilePath(m_path, m_workspace, i), m_workspace.tile(i), spec, projTime))
+        if (!appendForWriting(tilePath(m_path, m_workspace, i), m_workspace.tile(i), raster, projTime))
             return false;
     return opened();
 }
 
-bool GDALStreamer::appendForWriting(const QString& file, const Workspace& extent, const RasterSpec& spec,
+bool GDALStreamer::appendForWriting(const QString& file, const Workspace& extent, const RasterSpec& raster,
                                     const QString& projTime)
 {
     auto handle = std::make_shared<gdal_t>();
-    handle->oneOfMany = spec.m_isTiled;
-    if (!handle->openWrite(file, spec.m_bands, spec.m_type, extent, spec.m_reference, projTime,
-                           spec.m_software)) {
+    handle->oneOfMany = raster.m_isTiled;
+    if (!handle->openWrite(file, raster.m_bands, raster.m_type, extent, raster.m_reference, projTime,
+                           raster.m_software)) {
         clear();
         return failIn(*handle);
     }

@@ -150,9 +150,9 @@ public:
     /// and without date-time text. The rules are the same as for the first `openWrite`.
     bool openWrite(const QString& path, std::uint64_t noBands, DataType dtype, int width, int height);
 
-    /// Prepares a raster to be written as `spec` describes it, without date-time text. The rules and the failures are
+    /// Prepares a raster to be written as `raster` describes it, without date-time text. The rules and the failures are
     /// the same as for the first `openWrite`.
-    [[nodiscard]] bool openWrite(const QString& path, const RasterSpec& spec);
+    [[nodiscard]] bool openWrite(const QString& path, const RasterSpec& raster);
 
     /// Completes written files and releases all files. Path, counts, types and workspace are kept. It always returns
     /// true, so you must check `lastError()` to learn whether every file was completed.
@@ -446,14 +446,14 @@ private:
     bool failIn(const gdal_t& file) const;
     bool requireColours(std::uint64_t bands) const;
     bool openRead(const QString& path, GdalFileType ftype, bool readOnly);
-    bool openToWrite(const QString& path, const RasterSpec& spec, const QString& projTime);
-    bool requireWritableSpec(const RasterSpec& spec) const;
+    bool openToWrite(const QString& path, const RasterSpec& raster, const QString& projTime);
+    bool requireWritableRaster(const RasterSpec& raster) const;
     bool openEither(const QString& path, bool readOnly);
     bool openSingleFile(const QString& path, bool readOnly);
     bool openTileSet(const QString& path, bool readOnly);
     bool takeDescriptionFromFiles();
-    bool appendFilesToWrite(const RasterSpec& spec, const QString& projTime);
-    bool appendForWriting(const QString& file, const Workspace& extent, const RasterSpec& spec,
+    bool appendFilesToWrite(const RasterSpec& raster, const QString& projTime);
+    bool appendForWriting(const QString& file, const Workspace& extent, const RasterSpec& raster,
                           const QString& projTime);
     void cleanTileFiles(const QString& path) const;
     void clear();

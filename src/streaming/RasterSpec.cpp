@@ -13,10 +13,10 @@ RasterSpec RasterSpec::like(const GDALStreamer& set)
         .reference(set.spatialReference());
 }
 
-bool GDALStreamer::openWrite(const QString& path, const RasterSpec& spec)
+bool GDALStreamer::openWrite(const QString& path, const RasterSpec& raster)
 {
-    m_ftype = spec.m_isTiled ? GdalFileType::TileSet : GdalFileType::SingleFile;
-    return openToWrite(path, spec, /*projTime=*/QString());
+    m_ftype = raster.m_isTiled ? GdalFileType::TileSet : GdalFileType::SingleFile;
+    return openToWrite(path, raster, /*projTime=*/QString());
 }
 
 } // namespace vexel

@@ -14,7 +14,7 @@ namespace vexel {
 class GDALStreamer;
 
 /// Describes a raster that you want to write, for `GDALStreamer::openWrite`. Each function sets one property and
-/// returns the same specification, so you can write all that you need in one expression. Takes no lock.
+/// returns the same object, so you can write all that you need in one expression. Takes no lock.
 ///
 /// @code
 /// GDALStreamer copy;
